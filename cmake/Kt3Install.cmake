@@ -1,0 +1,18 @@
+include(CMakePackageConfigHelpers)
+
+install(TARGETS kt3_mgmt_interface EXPORT kt3-mgmt-targets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/kt3_mgmt DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT kt3-mgmt-targets NAMESPACE kt3:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kt3-mgmt)
+
+configure_package_config_file(cmake/kt3-mgmt-config.cmake.in ${PROJECT_BINARY_DIR}/kt3-mgmt-config.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kt3-mgmt)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/kt3-mgmt-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/kt3-mgmt-config.cmake ${PROJECT_BINARY_DIR}/kt3-mgmt-config-version.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kt3-mgmt)
+
+configure_file(cmake/kt3-mgmt.pc.in ${PROJECT_BINARY_DIR}/kt3-mgmt.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kt3-mgmt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+if(TARGET kt3)
+  install(TARGETS kt3 RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()

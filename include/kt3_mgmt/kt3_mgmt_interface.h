@@ -1,0 +1,238 @@
+/*
+ * kt3 management interface: the C side.
+ *
+ * Conventions
+ *
+ *  1. Order of calls. gfx_find_adapter fills a find_adapter record; the client writes a slot number into
+ *     `current_index` and calls gfx_global_init, which binds that adapter; then any reading or setting call;
+ *     gfx_global_exit undoes the binding. Version negotiation and set_print_callback may come first.
+ *  2. Threading. The library has no thread and takes no lock. Drive it from one thread at a time.
+ *  3. Ownership. Records belong to the client, who zeroes them before the first use. The library writes only the
+ *     fields marked as written here and never keeps a pointer to a record, with one exception: the find_adapter
+ *     record given to gfx_global_init (or gpuinfo_select_new_chip) must outlive every later reading call, because
+ *     pCurrent_gpu_infos points into it.
+ *  4. Results. Calls return a signed 32-bit integer. Thin calls return 0 whatever happened behind them and report
+ *     failure by unchanged or zeroed output; set-up calls return 0, or -1 on failure; gfx_global_init returns the
+ *     chip id or -1. Outputs stay untouched on failure unless the call says otherwise.
+ *  5. Messages. Two channels, never mixed: log lines go to the callback set with set_print_callback (standard
+ *     output through printf until then; null silences them), each carrying its own newline, some a blank behind
+ *     it. Lines marked "standard output" are written there directly, whatever callback is set.
+ *  6. Exceptions. Malformed numbers in allocation and page-table text travel to the client as the C++ standard
+ *     errors std::invalid_argument and std::out_of_range, named "stoi" or "stoll". A C client that reads those
+ *     must be prepared to end. Nothing else throws, save std::bad_alloc.
+ *  7. Descriptors. Those opened by gfx_find_adapter (DRM node, sysfs, info and hwmon directories) stay open for the
+ *     life of the process. Every open is close-on-exec.
+ *  8. Numbers are little-endian native integers. The layout of every record is fixed and asserted below it.
+ *  9. Environment. HOME is the only variable read.
+ */
+#ifndef KT3_MGMT_INTERFACE_H
+#define KT3_MGMT_INTERFACE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define KT3_EXPORT __attribute__((visibility("default")))
+#define KT3_PRINTF_LIKE(text, first) __attribute__((format(printf, text, first)))
+#else
+#define KT3_EXPORT
+#define KT3_PRINTF_LIKE(text, first)
+#endif
+
+#ifdef __cplusplus
+#define KT3_LAYOUT(condition) static_assert(condition, "client record layout")
+extern "C" {
+#else
+#define KT3_LAYOUT(condition) extern char kt3_layout_holds[(condition) ? 1 : -1]
+#endif
+
+enum {
+    KT3_INTERFACE_VERSION = 23, /* upper 16 bits major, lower 16 bits minor */
+    MAX_CHIP_NUM = 3            /* adapter slots in a find_adapter record */
+};
+
+/* ---- records: frame ------------------------------------------------------------------------------------------- */
+
+/* Version negotiation, in and out of get_interface_version_ext1. */
+typedef struct _GFX_INTERFACE_VERSION {
+    int32_t server_version; /* out: always KT3_INTERFACE_VERSION */
+    int32_t client_version; /* in: the version the client was built against */
+    int32_t match_result;   /* out: one of the KT3_VERSION_ codes */
+} _GFX_INTERFACE_VERSION;
+KT3_LAYOUT(sizeof(_GFX_INTERFACE_VERSION) == 12);
+KT3_LAYOUT(offsetof(_GFX_INTERFACE_VERSION, server_version) == 0);
+KT3_LAYOUT(offsetof(_GFX_INTERFACE_VERSION, client_version) == 4);
+KT3_LAYOUT(offsetof(_GFX_INTERFACE_VERSION, match_result) == 8);
+
+enum {
+    KT3_VERSION_MAJOR_MISMATCH = 100, /* not compatible */
+    KT3_VERSION_MATCH = 200,
+    KT3_VERSION_OLDER_CLIENT = 201, /* accepted */
+    KT3_VERSION_NEWER_CLIENT = 202  /* accepted with a warning */
+};
+
+/* Receives one finished, NUL-terminated log line. The line lives until the callback returns. */
+typedef void (*kt3_print_callback)(const char* line);
+
+/* ---- records: adapters ---------------------------------------------------------------------------------------- */
+
+/* One recorded adapter. Written by gfx_find_adapter, slot by slot. */
+typedef struct gpu_infos {
+    char bus_id[20];         /* "%04x:%02x:%02x.%d": PCI domain, bus, device, function; NUL-terminated */
+    int32_t sysfs_fd;        /* the adapter's PCI directory in sysfs; negative when it cannot be opened */
+    int32_t info_fd;         /* the driver's "wy_info" or "qn_info" directory; written only when sysfs_fd is valid */
+    int32_t hwmon_fd;        /* the first "hwmon*" directory; written only when there is one */
+    uint16_t vendor_id;      /* PCI vendor id */
+    uint8_t reserved_34[14]; /* never written */
+} gpu_infos;
+KT3_LAYOUT(sizeof(gpu_infos) == 48);
+KT3_LAYOUT(offsetof(gpu_infos, bus_id) == 0);
+KT3_LAYOUT(offsetof(gpu_infos, sysfs_fd) == 20);
+KT3_LAYOUT(offsetof(gpu_infos, info_fd) == 24);
+KT3_LAYOUT(offsetof(gpu_infos, hwmon_fd) == 28);
+KT3_LAYOUT(offsetof(gpu_infos, vendor_id) == 32);
+KT3_LAYOUT(offsetof(gpu_infos, reserved_34) == 34);
+
+/*
+ * The adapters of the machine: zeroed by the client, filled by gfx_find_adapter. Slots 0 to chip_num - 1 hold the
+ * maker's adapters in the order libdrm lists them; a GPU of another vendor is always put into slot 2 (chip id, name
+ * and card number only).
+ */
+typedef struct find_adapter {
+    int32_t reserved_0;                       /* never read or written */
+    uint32_t vendor_filter;                   /* in: PCI vendor id to record, 0xFFFF for both families */
+    int32_t reserved_8;                       /* never read or written */
+    int32_t chip_num;                         /* out: the maker's adapters recorded, 0 to 3 */
+    int32_t chip_id[MAX_CHIP_NUM];            /* out: PCI device id */
+    char name[MAX_CHIP_NUM][20];              /* out: display name, NUL-terminated */
+    int32_t IS_VA_driver[MAX_CHIP_NUM];       /* out: set to 1 for a driver that reports "VA=1", else left alone */
+    int32_t drm_fd[MAX_CHIP_NUM];             /* out: open DRM node; a skipped unknown chip leaves a closed number */
+    int32_t drm_card_idx[MAX_CHIP_NUM];       /* out: N of /dev/dri/cardN */
+    int32_t reserved_124;                     /* never read or written */
+    struct gpu_infos gpu_infos[MAX_CHIP_NUM]; /* out */
+    int32_t current_index;                    /* in: slot for gfx_global_init and gpuinfo_select_new_chip, 0 to 2 */
+} find_adapter;
+KT3_LAYOUT(sizeof(find_adapter) == 276);
+KT3_LAYOUT(offsetof(find_adapter, reserved_0) == 0);
+KT3_LAYOUT(offsetof(find_adapter, vendor_filter) == 4);
+KT3_LAYOUT(offsetof(find_adapter, reserved_8) == 8);
+KT3_LAYOUT(offsetof(find_adapter, chip_num) == 12);
+KT3_LAYOUT(offsetof(find_adapter, chip_id) == 16);
+KT3_LAYOUT(offsetof(find_adapter, name) == 28);
+KT3_LAYOUT(offsetof(find_adapter, IS_VA_driver) == 88);
+KT3_LAYOUT(offsetof(find_adapter, drm_fd) == 100);
+KT3_LAYOUT(offsetof(find_adapter, drm_card_idx) == 112);
+KT3_LAYOUT(offsetof(find_adapter, reserved_124) == 124);
+KT3_LAYOUT(offsetof(find_adapter, gpu_infos) == 128);
+KT3_LAYOUT(offsetof(find_adapter, current_index) == 272);
+
+/* PCI location in the extended record. */
+typedef struct kt3_pci_bus {
+    uint16_t domain;
+    uint8_t bus;
+    uint8_t device;
+    uint8_t function;
+    uint8_t reserved_5; /* zero */
+} kt3_pci_bus;
+KT3_LAYOUT(sizeof(kt3_pci_bus) == 6);
+KT3_LAYOUT(offsetof(kt3_pci_bus, domain) == 0);
+KT3_LAYOUT(offsetof(kt3_pci_bus, bus) == 2);
+KT3_LAYOUT(offsetof(kt3_pci_bus, device) == 3);
+KT3_LAYOUT(offsetof(kt3_pci_bus, function) == 4);
+KT3_LAYOUT(offsetof(kt3_pci_bus, reserved_5) == 5);
+
+/* Locally unique id: high is the PCI domain, low is bus * 65536 + device * 256 + function. */
+typedef struct kt3_luid {
+    uint32_t high;
+    uint32_t low;
+} kt3_luid;
+KT3_LAYOUT(sizeof(kt3_luid) == 8);
+KT3_LAYOUT(offsetof(kt3_luid, high) == 0);
+KT3_LAYOUT(offsetof(kt3_luid, low) == 4);
+
+/*
+ * Extended adapter record, copied out by gfx_find_adapter_ext1. The library's own copy is never cleared, so a client
+ * that enumerates twice sees the union of both passes.
+ */
+typedef struct find_adapter_ext1 {
+    uint8_t reserved_0[132];          /* zero */
+    int32_t other_vendor_chip_num;    /* 1 once a GPU of another vendor has been recorded */
+    uint32_t vendor_id[MAX_CHIP_NUM]; /* PCI vendor id; slot 2 also serves the other vendor's GPU */
+    kt3_pci_bus bus[MAX_CHIP_NUM];
+    uint8_t reserved_166[2]; /* zero */
+    kt3_luid luid[MAX_CHIP_NUM];
+    uint8_t reserved_192[1512]; /* zero */
+} find_adapter_ext1;
+KT3_LAYOUT(sizeof(find_adapter_ext1) == 1704);
+KT3_LAYOUT(offsetof(find_adapter_ext1, reserved_0) == 0);
+KT3_LAYOUT(offsetof(find_adapter_ext1, other_vendor_chip_num) == 132);
+KT3_LAYOUT(offsetof(find_adapter_ext1, vendor_id) == 136);
+KT3_LAYOUT(offsetof(find_adapter_ext1, bus) == 148);
+KT3_LAYOUT(offsetof(find_adapter_ext1, reserved_166) == 166);
+KT3_LAYOUT(offsetof(find_adapter_ext1, luid) == 168);
+KT3_LAYOUT(offsetof(find_adapter_ext1, reserved_192) == 192);
+
+/* ---- records: preferences ------------------------------------------------------------------------------------- */
+
+/*
+ * The preferred GPU of one application. Stored entries are compared over the 1113 field bytes, so bytes that no value
+ * fills must be zero. Text fields may fill their whole width without a terminator.
+ */
+typedef struct _UTIL_GPU_PREFERENCE_NODE {
+    char name[64];          /* file name of the application: the last component of FullPath */
+    char FullPath[512];     /* full path of the application */
+    int32_t GpuPrefer;      /* preference value, chosen by the client */
+    char PreferGpuName[16]; /* display name of the preferred GPU */
+    uint16_t bus_domain;    /* PCI location of the preferred GPU */
+    uint8_t bus_number;
+    uint8_t device_number;
+    uint8_t function_number;
+    char reserved[512]; /* zero in entries read from the file; kept and compared with the rest */
+} _UTIL_GPU_PREFERENCE_NODE;
+KT3_LAYOUT(sizeof(_UTIL_GPU_PREFERENCE_NODE) == 1116);
+KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, name) == 0);
+KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, FullPath) == 64);
+KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, GpuPrefer) == 576);
+KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, PreferGpuName) == 580);
+KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, bus_domain) == 596);
+KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, bus_number) == 598);
+KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, device_number) == 599);
+KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, function_number) == 600);
+KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, reserved) == 601);
+
+/* ---- calls: frame --------------------------------------------------------------------------------------------- */
+
+/* Returns KT3_INTERFACE_VERSION. No side effects, logs nothing. */
+KT3_EXPORT int32_t get_interface_version(void);
+
+/*
+ * Sets server_version, judges client_version and stores the code in match_result; logs one line. Never refuses:
+ * returns 0 in every case. A null record is left alone.
+ */
+KT3_EXPORT int32_t get_interface_version_ext1(_GFX_INTERFACE_VERSION* record);
+
+/* Installs the receiver of log lines (null silences them), then logs "set_print_callback.\n". Returns 0. */
+KT3_EXPORT int32_t set_print_callback(kt3_print_callback callback);
+
+/*
+ * Logs one line through the callback. The formatted text is cut at 1023 characters. Returns 0; with a null callback
+ * nothing is formatted.
+ */
+KT3_EXPORT int32_t lib_print_func(const char* format, ...) KT3_PRINTF_LIKE(1, 2);
+
+/* Does nothing, returns 0; kept for clients that call it. */
+KT3_EXPORT int32_t get_driver_info(void);
+
+/* Writes 0 (healthy) to *status, when it is not null, and returns 0. No check is made. */
+KT3_EXPORT int32_t selfcheck_current_tool_status(int32_t* status);
+
+/* ---- objects -------------------------------------------------------------------------------------------------- */
+
+/* The receiver of log lines: printf from load time on, null when logging is off. */
+extern KT3_EXPORT kt3_print_callback pServerPrintCallback;
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#endif

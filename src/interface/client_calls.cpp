@@ -1,0 +1,38 @@
+// The client entry points: each reads its arguments, calls one internal function and maps the result.
+
+#include "interface/version.hpp"
+#include "kt3_mgmt/kt3_mgmt_interface.h"
+
+using namespace kt3;
+
+extern "C" {
+
+// ---- frame ----------------------------------------------------------------------------------------------------------
+
+KT3_EXPORT int32_t get_interface_version() {
+    return KT3_INTERFACE_VERSION;
+}
+
+KT3_EXPORT int32_t get_interface_version_ext1(_GFX_INTERFACE_VERSION* record) {
+    if (record == nullptr) {
+        return 0;
+    }
+    const auto verdict = interface::judge_client_version(static_cast<uint32_t>(record->client_version));
+    record->server_version = KT3_INTERFACE_VERSION;
+    record->match_result = verdict.code;
+    lib_print_func("%s", verdict.log_line);
+    return 0;
+}
+
+KT3_EXPORT int32_t get_driver_info() {
+    return 0;
+}
+
+KT3_EXPORT int32_t selfcheck_current_tool_status(int32_t* status) {
+    if (status != nullptr) {
+        *status = 0;
+    }
+    return 0;
+}
+
+} // extern "C"

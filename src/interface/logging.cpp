@@ -1,0 +1,61 @@
+#include "interface/logging.hpp"
+
+#include "support/percent_text.hpp"
+
+#include <cstdarg>
+#include <cstdio>
+
+kt3_print_callback pServerPrintCallback = nullptr;
+
+namespace kt3::interface {
+namespace {
+
+constexpr std::size_t kLineCapacity = 1024;
+
+// Through the one function type that may be cast to any other.
+kt3_print_callback printf_itself() {
+    return reinterpret_cast<kt3_print_callback>(reinterpret_cast<void (*)()>(&std::printf));
+}
+
+// The default callback takes the finished line as its format. Lines carry texts of users (INI entries, process names),
+// so a lone per-cent sign must not become a conversion there. Any other callback gets the line as it is.
+void deliver(const char* line) {
+    if (pServerPrintCallback != printf_itself()) {
+        pServerPrintCallback(line);
+        return;
+    }
+    char format[2 * kLineCapacity];
+    support::double_lone_percents(line, format, sizeof format);
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    std::printf(format);
+#pragma GCC diagnostic pop
+}
+
+} // namespace
+
+void print_through_printf() {
+    pServerPrintCallback = printf_itself();
+}
+
+} // namespace kt3::interface
+
+extern "C" KT3_EXPORT int32_t lib_print_func(const char* format, ...) {
+    if (pServerPrintCallback == nullptr) {
+        return 0;
+    }
+    char line[kt3::interface::kLineCapacity];
+    line[0] = '\0'; // stays so if the text cannot be formatted at all
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(line, sizeof line, format, arguments);
+    va_end(arguments);
+    kt3::interface::deliver(line);
+    return 0;
+}
+
+extern "C" KT3_EXPORT int32_t set_print_callback(kt3_print_callback callback) {
+    pServerPrintCallback = callback;
+    return lib_print_func("set_print_callback.\n");
+}

@@ -1,0 +1,26 @@
+#pragma once
+// Reading kernel text: whole pages into the caller's buffer, through the C library's own calls so that
+// path shims and tracers of clients see every access.
+
+#include "support/owned.hpp"
+
+#include <cstddef>
+#include <fcntl.h>
+
+namespace kt3::support {
+
+// Opens `name` read-only below `directory` (any descriptor when the name is absolute). Empty on failure.
+Fd open_for_reading(int directory, const char* name);
+
+// Fills `buffer` until it is full or the file ends; returns the bytes read. A read error ends the page.
+// Interrupted reads are repeated. The rest of the buffer is left alone.
+std::size_t read_page(int file, char* buffer, std::size_t size);
+
+// Opens, reads as above, closes. 0 when the file cannot be opened.
+std::size_t read_page_at(int directory, const char* name, char* buffer, std::size_t size);
+
+// For files that hold one line: like read_page_at, but a read that ends in a newline is taken as the whole
+// text, which saves the read that would only confirm the end.
+std::size_t read_line_at(int directory, const char* name, char* buffer, std::size_t size);
+
+} // namespace kt3::support

@@ -1,0 +1,54 @@
+#include "support/text_scan.hpp"
+
+#include <gtest/gtest.h>
+#include <random>
+#include <string>
+
+using namespace kt3::support;
+
+namespace {
+
+// The rule in its plainest form: every start position but the last possible one, bytes compared one by one.
+std::int32_t plain_find_behind(const std::string& page, const std::string& key) {
+    const auto length = static_cast<std::int32_t>(page.size());
+    const auto key_length = static_cast<std::int32_t>(key.size());
+    for (std::int32_t at = 0; key_length < length && at != length - key_length; ++at) {
+        if (page.compare(static_cast<std::size_t>(at), key.size(), key) == 0) {
+            return at + key_length;
+        }
+    }
+    return -1;
+}
+
+} // namespace
+
+TEST(FindBehind, AgreesWithAByteLoopOnRandomPages) {
+    std::mt19937 random(7);
+    const auto word = [&](unsigned most) {
+        std::string text(random() % (most + 1), '\0');
+        for (char& c : text) {
+            c = "ab\0"[random() % 3];
+        }
+        return text;
+    };
+    for (int round = 0; round < 20000; ++round) {
+        const std::string page = word(12);
+        const std::string key = word(4);
+        const auto length = static_cast<std::int32_t>(page.size());
+        ASSERT_EQ(find_behind(page.data(), length, key), plain_find_behind(page, key)) << round;
+    }
+}
+
+TEST(FindBehind, FindsNothingInABufferWithoutLength) {
+    EXPECT_EQ(find_behind("abc", 0, "a"), -1);
+    EXPECT_EQ(find_behind("abc", -5, "a"), -1);
+}
+
+TEST(ScanNumbers, GiveNothingWithoutADigit) {
+    EXPECT_EQ(scan_int(""), std::nullopt);
+    EXPECT_EQ(scan_int("x1"), std::nullopt);
+    EXPECT_EQ(scan_int(" -12 "), -12);
+    EXPECT_EQ(scan_unsigned("g", 16), std::nullopt);
+    EXPECT_EQ(scan_unsigned("1f", 16), 31U);
+    EXPECT_EQ(scan_unsigned("4294967295"), 4294967295U);
+}

@@ -226,10 +226,126 @@ KT3_EXPORT int32_t get_driver_info(void);
 /* Writes 0 (healthy) to *status, when it is not null, and returns 0. No check is made. */
 KT3_EXPORT int32_t selfcheck_current_tool_status(int32_t* status);
 
+/* ---- calls: adapters ------------------------------------------------------------------------------------------ */
+
+/*
+ * Loads libdrm, lists the DRM devices and records up to three of the maker's adapters (of the first three devices) and
+ * one GPU of another vendor. Opens and keeps the descriptors of each recorded adapter. Always returns 0:
+ *   - libdrm or one of its entry points missing: the record is untouched;
+ *   - no DRM device: chip_num is 0 and gpuinfo_control_enable is 0.
+ * Writes "exceed  MAX_CHIP_NUM. " to standard output when the machine has more than three DRM devices. A null record is
+ * left alone.
+ */
+KT3_EXPORT int32_t gfx_find_adapter(find_adapter* record);
+
+/* Copies the extended adapter record (1704 bytes) of all enumerations so far. Does not enumerate. Returns 0. */
+KT3_EXPORT int32_t gfx_find_adapter_ext1(find_adapter_ext1* record);
+
+/*
+ * Binds the slot at current_index: selects it, loads the chip's kernel-interface module, switches the driver's usage
+ * accounting on and creates the device object. Returns the chip id, or -1 when the index is no slot (nothing is
+ * touched), the chip is unknown, the module cannot be loaded or gives no device object size; the steps done before a
+ * failure stay done. Binding again without gfx_global_exit keeps the older module loaded.
+ */
+KT3_EXPORT int32_t gfx_global_init(find_adapter* record);
+
+/*
+ * Switches usage accounting off, closes the module, frees the device object and empties the preference list. The
+ * argument is only logged. Returns 0. Afterwards no entry point of the closed module is called.
+ */
+KT3_EXPORT int32_t gfx_global_exit(int32_t chip_id_idx);
+
+/* The first half of gfx_find_adapter: loads libdrm. Returns 1, or 0 when it or an entry point is missing. */
+KT3_EXPORT int32_t gpuinfo_vorla_init(void);
+
+/* The second half: enumerates. Returns 1, or 0 when libdrm is not loaded or no DRM device exists. */
+KT3_EXPORT int32_t gpuinfo_vorla_get_device_handles(find_adapter* record);
+
+/*
+ * Makes the slot at current_index current for every reading call, without binding it. An index outside 0 to 2 changes
+ * nothing. Returns 0.
+ */
+KT3_EXPORT int32_t gpuinfo_select_new_chip(find_adapter* record);
+
+/* ---- calls: driver nodes -------------------------------------------------------------------------------------- */
+
+/*
+ * All of them read or write the current adapter. Without one, or when a node is absent, values are 0. Node indices:
+ *    0 engine_3d_usage   8 driver_version   16 enable_perf      24 dvfs_mode
+ *    1 engine_vcp_usage  9 miu_channel_num  17 enable_usage     25 dvfs_control_params
+ *    2 engine_vcp_info  10 slice_mask       18 fps_count        26 dvfs_clk_voltage
+ *    3 engine_vpp_usage 11 fb_size          19 rxa_blt_scn_cnt  27 dvfs_level
+ *    4 fan_speed        12 free_fb_mem      20 misc_ctl_flag    28 segment_info
+ *    5 vbios_version    13 eclk             21 power_mode       29 coreclk
+ *    6 pmp_version      14 vclk             22 power_case       30 none
+ *    7 release_date     15 mclk             23 pwm_wait_count
+ * Hwmon indices: 0 temp1_input, 1 fan0_input, 2 fan1_input, 3 none.
+ */
+
+/* The decimal integer in a driver node; 0 when it cannot be read, holds no number or the index is no node. */
+KT3_EXPORT int32_t gpuinfo_get_wyinfoFD_value_int(int32_t node_index);
+
+/* The decimal integer in a hwmon attribute. *bytes_read tells a missing attribute (0) from a value of 0. */
+KT3_EXPORT int32_t gpuinfo_get_hwmonFD_value_int(int32_t hwmon_index, uint32_t* bytes_read);
+
+/* Degrees Celsius from "temp1_input", a text such as "45 *C". *status is 1, or 0 when there is no number. */
+KT3_EXPORT uint32_t gpuinfo_get_temparature_value_int(uint32_t* status);
+
+/*
+ * Sends the text to "enable_usage" ("1" switches the driver's usage accounting on, "0" off). The text is a print format
+ * without arguments: "%%" is sent as one sign. Returns the characters sent, 0 when the node cannot be opened.
+ */
+KT3_EXPORT uint32_t gpuinfo_set_enable_usage(const char* text);
+
+/*
+ * Frames and nanoseconds from "fps_count", blit scans from "rxa_blt_scn_cnt". A number that is missing leaves its
+ * destination as it was. Returns the numbers found in the second node, 0 or 1.
+ */
+KT3_EXPORT uint32_t gpuinfo_get_fps_count(uint32_t* frame_count, int64_t* timestamp_ns, int64_t* blit_scan_count);
+
+/*
+ * Reads "misc_ctl_flag", clears and then sets bits (a bit in both ends up set), writes it back and reads it again. An
+ * unreadable flag word counts as 0. Two concurrent updates can lose one.
+ */
+KT3_EXPORT void gpuinfo_set_misc_ctl_flag(int32_t bits_to_set, int32_t bits_to_clear);
+
+/*
+ * Position just behind the first `key` in `length` bytes, or -1. Zero bytes are ordinary bytes. The last possible
+ * position is never tried: a key at the very end of the buffer is not found.
+ */
+KT3_EXPORT int32_t find_str_in_buffer(const char* buffer, int32_t length, const char* key);
+
+/*
+ * Copies the first line of `source`, cut to capacity - 1 characters, and terminates it. Returns the bytes used with
+ * the terminator; 0, with nothing written, for a capacity of 0.
+ */
+KT3_EXPORT uint32_t safe_str_copy_till_return(char* destination, const char* source, uint64_t capacity);
+
 /* ---- objects -------------------------------------------------------------------------------------------------- */
 
 /* The receiver of log lines: printf from load time on, null when logging is off. */
 extern KT3_EXPORT kt3_print_callback pServerPrintCallback;
+
+/* What gfx_find_adapter_ext1 copies out. */
+extern KT3_EXPORT find_adapter_ext1 find_adapter_ext1_cache;
+
+/* 1 after an enumeration that found a DRM device, 0 after one that found none. */
+extern KT3_EXPORT int32_t gpuinfo_control_enable;
+
+/* The current adapter, inside the client's find_adapter record; null before the first selection. */
+extern KT3_EXPORT gpu_infos* pCurrent_gpu_infos;
+
+/* "/sys/bus/pci/devices/<bus id>" of the current adapter. */
+extern KT3_EXPORT char sys_bus_pci_devices_BUSID_path[60];
+
+/* The bound adapter's driver directory in debugfs: "/sys/kernel/debug/dri/N/wy" or ".../qn". */
+extern KT3_EXPORT char sys_kernel_debug_ID_dri_ADAPTER_path[50];
+
+/* The device object: sized by the kernel-interface module, owned by the library; null when none is bound. */
+extern KT3_EXPORT void* pdev;
+
+/* The bound adapter's DRM descriptor, first argument of every module call. */
+extern KT3_EXPORT int32_t __perf_event_fd;
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -1,5 +1,7 @@
 // The client entry points: each reads its arguments, calls one internal function and maps the result.
 
+#include "adapter/binding.hpp"
+#include "adapter/enumeration.hpp"
 #include "interface/version.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface.h"
 
@@ -32,6 +34,31 @@ KT3_EXPORT int32_t selfcheck_current_tool_status(int32_t* status) {
     if (status != nullptr) {
         *status = 0;
     }
+    return 0;
+}
+
+// ---- adapters -------------------------------------------------------------------------------------------------------
+
+KT3_EXPORT int32_t gfx_find_adapter(find_adapter* record) {
+    if (record != nullptr) {
+        adapter::find_adapters(*record);
+    }
+    return 0;
+}
+
+KT3_EXPORT int32_t gfx_find_adapter_ext1(find_adapter_ext1* record) {
+    if (record != nullptr) {
+        *record = find_adapter_ext1_cache;
+    }
+    return 0;
+}
+
+KT3_EXPORT int32_t gfx_global_init(find_adapter* record) {
+    return record == nullptr ? -1 : adapter::bind_adapter(*record);
+}
+
+KT3_EXPORT int32_t gfx_global_exit(int32_t chip_id_idx) {
+    adapter::unbind_adapter(chip_id_idx);
     return 0;
 }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace kt3::support {
 
@@ -20,18 +21,32 @@ inline std::int32_t find_behind(const char* page, std::int32_t length, std::stri
     return match == nullptr ? -1 : static_cast<std::int32_t>(static_cast<const char*>(match) - page + key.size());
 }
 
-// The numbers below start at a NUL-terminated text, skip white space and give nothing when no digit follows.
-// Like the C library's formatted input they keep the low 32 bits of what was converted as a 64-bit number.
-inline std::optional<std::int32_t> scan_int(const char* text) {
+// The numbers below stand in a NUL-terminated text. Leading white space is skipped; nothing is given, and `at` stays,
+// when no digit follows. Otherwise `at` moves behind the digits. Like the C library's formatted input the 32-bit forms
+// keep the low 32 bits of what was converted as a 64-bit number.
+inline std::optional<std::int64_t> take_long(const char*& at) {
     char* end = nullptr;
-    const long value = std::strtol(text, &end, 10);
-    return end == text ? std::nullopt : std::optional(static_cast<std::int32_t>(value));
+    const long value = std::strtol(at, &end, 10);
+    return std::exchange(at, end) == end ? std::nullopt : std::optional<std::int64_t>(value);
+}
+
+inline std::optional<std::int32_t> take_int(const char*& at) {
+    const auto value = take_long(at);
+    return value ? std::optional(static_cast<std::int32_t>(*value)) : std::nullopt;
+}
+
+inline std::optional<std::uint32_t> take_unsigned(const char*& at, int base = 10) {
+    char* end = nullptr;
+    const unsigned long value = std::strtoul(at, &end, base);
+    return std::exchange(at, end) == end ? std::nullopt : std::optional(static_cast<std::uint32_t>(value));
+}
+
+inline std::optional<std::int32_t> scan_int(const char* text) {
+    return take_int(text);
 }
 
 inline std::optional<std::uint32_t> scan_unsigned(const char* text, int base = 10) {
-    char* end = nullptr;
-    const unsigned long value = std::strtoul(text, &end, base);
-    return end == text ? std::nullopt : std::optional(static_cast<std::uint32_t>(value));
+    return take_unsigned(text, base);
 }
 
 } // namespace kt3::support

@@ -15,8 +15,7 @@ struct Row {
 
 constexpr const char* kMajor = "major version mismatch !!!\n";
 constexpr const char* kOlder = "minor version compatile.\n";
-constexpr const char* kNewer =
-    "warning!!! client minor version > server minior vesion, might have compatible issue.\n";
+constexpr const char* kNewer = "warning!!! client minor version > server minior vesion, might have compatible issue.\n";
 
 constexpr Row kRows[] = {
     {23, 200, "client_interface_version ALL Match.\n"},

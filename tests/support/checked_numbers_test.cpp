@@ -21,12 +21,42 @@ std::string outcome(Convert convert) {
 }
 
 constexpr const char* kTexts[] = {
-    "",       "0",           "12",          " 12",        "\t\n\v\f\r 12", "12px",      "abc",
-    "zz",     "+7",          "-7",          "--7",        "+-7",           "- 7",       "1f",
-    "0x1f",   "0X1F",        "0x",          "0xg",        "-0x10",         "x10",       "80000000",
-    "7fffffff", "-80000000", "-80000001",   "2147483647", "2147483648",    "-2147483648", "-2147483649",
-    "9223372036854775807",   "9223372036854775808",       "-9223372036854775808",       "-9223372036854775809",
-    "7fffffffffffffff",      "8000000000000000",          "ffffffffffffffffffff",       "00000000000000000000012",
+    "",
+    "0",
+    "12",
+    " 12",
+    "\t\n\v\f\r 12",
+    "12px",
+    "abc",
+    "zz",
+    "+7",
+    "-7",
+    "--7",
+    "+-7",
+    "- 7",
+    "1f",
+    "0x1f",
+    "0X1F",
+    "0x",
+    "0xg",
+    "-0x10",
+    "x10",
+    "80000000",
+    "7fffffff",
+    "-80000000",
+    "-80000001",
+    "2147483647",
+    "2147483648",
+    "-2147483648",
+    "-2147483649",
+    "9223372036854775807",
+    "9223372036854775808",
+    "-9223372036854775808",
+    "-9223372036854775809",
+    "7fffffffffffffff",
+    "8000000000000000",
+    "ffffffffffffffffffff",
+    "00000000000000000000012",
 };
 
 } // namespace
@@ -36,7 +66,8 @@ TEST(CheckedNumbers, AgreeWithTheStandardConversionsInBothBases) {
         for (const int base : {10, 16}) {
             SCOPED_TRACE("\"" + text + "\" base " + std::to_string(base));
             const auto wide = static_cast<unsigned>(base);
-            EXPECT_EQ(outcome([&] { return checked_int(text, wide); }), outcome([&] { return std::stoi(text, nullptr, base); }));
+            EXPECT_EQ(outcome([&] { return checked_int(text, wide); }),
+                      outcome([&] { return std::stoi(text, nullptr, base); }));
             EXPECT_EQ(outcome([&] { return checked_long_long(text, wide); }),
                       outcome([&] { return std::stoll(text, nullptr, base); }));
         }

@@ -1,6 +1,6 @@
-#include "support/file_reading.hpp"
 #include "support/descriptors.hpp"
 #include "support/fake_kernel.hpp"
+#include "support/file_reading.hpp"
 
 #include <gtest/gtest.h>
 

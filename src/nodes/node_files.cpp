@@ -1,0 +1,47 @@
+#include "nodes/node_files.hpp"
+
+#include "support/file_reading.hpp"
+#include "support/percent_text.hpp"
+#include "support/text_scan.hpp"
+
+#include <cerrno>
+#include <string>
+
+namespace kt3::nodes {
+namespace {
+
+void write_once(int file, const char* text, std::size_t size) {
+    while (::write(file, text, size) < 0 && errno == EINTR) {
+    }
+}
+
+} // namespace
+
+NumberPage read_number_page(int directory, const char* node) {
+    NumberPage page;
+    if (node != nullptr) {
+        page.bytes = support::read_line_at(directory, node, page.text, NumberPage::kBytes);
+    }
+    return page;
+}
+
+std::int32_t int_in(const NumberPage& page) {
+    return support::scan_int(page.text).value_or(0);
+}
+
+std::uint32_t write_node(int directory, const char* node, const char* text) {
+    if (node == nullptr || text == nullptr) {
+        return 0;
+    }
+    const support::Fd file(::openat(directory, node, O_WRONLY | O_CLOEXEC));
+    if (!file) {
+        return 0;
+    }
+    const std::string sent = support::printed_as_format(text);
+    if (!sent.empty()) {
+        write_once(file.get(), sent.data(), sent.size());
+    }
+    return static_cast<std::uint32_t>(sent.size());
+}
+
+} // namespace kt3::nodes

@@ -1,5 +1,9 @@
 #include "redirect.hpp"
 
+#include "real_calls.hpp"
+
+#include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -11,10 +15,12 @@
 namespace kt3::sim {
 namespace {
 
+static_assert(kPathSize >= PATH_MAX, "resolved paths are written into buffers of this size");
+
 constexpr std::string_view kAlways[] = {
     "/sys/kernel/debug", "/sys/bus/pci", "/sys/class/drm", "/sys/dev/char", "/sys/devices", "/dev/dri",
 };
-constexpr std::string_view kWhenPresent = "/proc";
+constexpr std::string_view kWhenPresent = "/proc/";
 
 bool lies_below(std::string_view path, std::string_view folder) {
     return path.substr(0, folder.size()) == folder && (path.size() == folder.size() || path[folder.size()] == '/');
@@ -31,7 +37,52 @@ bool belongs_to_machine(std::string_view path) {
 
 // A raw system call: the shim's own access() would redirect the answer again.
 bool exists(const char* path) {
-    return ::syscall(SYS_faccessat, AT_FDCWD, path, F_OK) == 0;
+    const int before = errno;
+    const bool found = ::syscall(SYS_faccessat, AT_FDCWD, path, F_OK) == 0;
+    errno = before;
+    return found;
+}
+
+// Open descriptors are known by their resolved path, so the machine's folder is needed in that form as well.
+// Resolved once for each value of the variable.
+struct ResolvedRoot {
+    char asked[kPathSize] = "";
+    char resolved[kPathSize] = "";
+};
+
+const char* resolved_root() {
+    thread_local ResolvedRoot cache;
+    const char* root = machine_root();
+    if (root == nullptr || std::strlen(root) >= sizeof cache.asked) {
+        return nullptr;
+    }
+    if (std::strcmp(root, cache.asked) != 0) {
+        const int before = errno;
+        if (real_realpath(root, cache.resolved) == nullptr) {
+            std::strcpy(cache.resolved, root);
+        }
+        std::strcpy(cache.asked, root);
+        errno = before;
+    }
+    return cache.resolved;
+}
+
+const char* behind(const char* path, const char* folder) {
+    const std::size_t length = std::strlen(folder);
+    return std::strncmp(path, folder, length) == 0 && path[length] == '/' ? path + length : nullptr;
+}
+
+bool read_descriptor_path(int descriptor, char* buffer) {
+    char link[64];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", descriptor);
+    const int before = errno;
+    const long length = ::syscall(SYS_readlinkat, AT_FDCWD, link, buffer, kPathSize - 1);
+    errno = before;
+    if (length <= 0) {
+        return false;
+    }
+    buffer[length] = '\0';
+    return true;
 }
 
 } // namespace
@@ -42,12 +93,12 @@ const char* machine_root() {
 }
 
 RedirectedPath::RedirectedPath(const char* path) : target_(path) {
-    const char* root = machine_root();
-    if (root == nullptr || path == nullptr || path[0] != '/') {
+    const char* root = path == nullptr || path[0] != '/' ? nullptr : machine_root();
+    if (root == nullptr) {
         return;
     }
     const bool always = belongs_to_machine(path);
-    if (!always && !lies_below(path, kWhenPresent)) {
+    if (!always && std::string_view(path).substr(0, kWhenPresent.size()) != kWhenPresent) {
         return;
     }
     const int length = std::snprintf(buffer_, sizeof buffer_, "%s%s", root, path);
@@ -61,8 +112,34 @@ const char* simulated_name(const char* real_path) {
     if (root == nullptr || real_path == nullptr) {
         return nullptr;
     }
-    const std::size_t length = std::strlen(root);
-    return std::strncmp(real_path, root, length) == 0 && real_path[length] == '/' ? real_path + length : nullptr;
+    if (const char* name = behind(real_path, root)) {
+        return name;
+    }
+    const char* resolved = resolved_root();
+    return resolved == nullptr ? nullptr : behind(real_path, resolved);
+}
+
+const char* simulated_name_at(int directory, const char* path, char* buffer) {
+    if (machine_root() == nullptr) {
+        return nullptr;
+    }
+    if (path[0] == '/') {
+        return RedirectedPath(path).redirected() ? path : simulated_name(path);
+    }
+    if (directory < 0 || !read_descriptor_path(directory, buffer)) {
+        return nullptr;
+    }
+    const char* folder = simulated_name(buffer);
+    if (folder == nullptr || path[0] == '\0') {
+        return folder;
+    }
+    const std::size_t length = std::strlen(buffer);
+    if (length + 1 + std::strlen(path) >= kPathSize) {
+        return nullptr;
+    }
+    buffer[length] = '/';
+    std::strcpy(buffer + length + 1, path);
+    return folder;
 }
 
 } // namespace kt3::sim

@@ -1,6 +1,12 @@
 #pragma once
 // A kernel made of files: a temporary folder that the path shim puts in place of the GPU-related parts of
 // /sys, /dev/dri and /proc for the life of the object. One per test.
+//
+//     FakeKernel kernel;
+//     kernel.adapter("0000:03:00.0", Family::newer).node("eclk", "800\n").hwmon("temp1_input", "45 *C\n");
+//     kernel.foreign_gpu("0000:01:00.0", 0x10DE);
+
+#include "machine.hpp"
 
 #include <cstdlib>
 #include <filesystem>
@@ -11,36 +17,42 @@
 
 namespace kt3::tests {
 
+using sim::Adapter;
+using sim::AdapterOptions;
+using sim::Family;
+
 class FakeKernel {
 public:
-    FakeKernel() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "kt3-test-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr) {
-            throw std::runtime_error("no temporary folder");
-        }
-        root_ = pattern;
-        ::setenv("KT3_SIM_ROOT", root_.c_str(), 1);
-    }
+    FakeKernel() : machine_(temporary_folder()) { ::setenv("KT3_SIM_ROOT", root().c_str(), 1); }
     ~FakeKernel() {
         ::unsetenv("KT3_SIM_ROOT");
         std::error_code ignored;
-        std::filesystem::remove_all(root_, ignored);
+        std::filesystem::remove_all(root(), ignored);
     }
     FakeKernel(const FakeKernel&) = delete;
     FakeKernel& operator=(const FakeKernel&) = delete;
 
+    // Adapters get the cards 0, 1, 2 in the order in which they are added, unless the options say otherwise. They
+    // come with their PCI identity, DRM nodes and empty driver directories; the test adds what the driver publishes.
+    Adapter adapter(std::string_view bdf, Family family, AdapterOptions options = {}) {
+        return machine_.adapter(bdf, family, options);
+    }
+    Adapter foreign_gpu(std::string_view bdf, std::uint16_t vendor, AdapterOptions options = {}) {
+        return machine_.foreign_gpu(bdf, vendor, options);
+    }
+    sim::Machine& machine() { return machine_; }
+
     // Where an absolute path of the simulated machine really is.
-    [[nodiscard]] std::filesystem::path real(std::string_view path) const { return root_.string() + std::string(path); }
-    [[nodiscard]] const std::filesystem::path& root() const { return root_; }
+    [[nodiscard]] std::filesystem::path real(std::string_view path) const { return machine_.real(path); }
+    [[nodiscard]] const std::filesystem::path& root() const { return machine_.root; }
 
     // Creates the file with its folders, or replaces its text.
     FakeKernel& file(std::string_view path, std::string_view text) {
-        std::filesystem::create_directories(real(path).parent_path());
-        std::ofstream(real(path), std::ios::binary) << text;
+        machine_.file(path, text);
         return *this;
     }
     FakeKernel& directory(std::string_view path) {
-        std::filesystem::create_directories(real(path));
+        machine_.directory(path);
         return *this;
     }
     FakeKernel& remove(std::string_view path) {
@@ -53,7 +65,15 @@ public:
     }
 
 private:
-    std::filesystem::path root_;
+    static std::filesystem::path temporary_folder() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "kt3-test-XXXXXX").string();
+        if (::mkdtemp(pattern.data()) == nullptr) {
+            throw std::runtime_error("no temporary folder");
+        }
+        return pattern;
+    }
+
+    sim::Machine machine_;
 };
 
 } // namespace kt3::tests

@@ -1,0 +1,77 @@
+#pragma once
+// A machine made of files: writes what the kernel and the drivers of the graphics adapters publish into a folder, at
+// the places where they publish it. The path shim puts that folder in front of the programs that look for it.
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace kt3::sim {
+
+// The two chip families. The family decides the vendor and the token in the driver's directory names.
+enum class Family { older, newer };
+
+std::uint16_t vendor_of(Family family);
+std::string_view token_of(Family family); // "qn" or "wy"
+
+// What may be chosen about a new adapter; the defaults suit a machine that is built up in card order.
+struct AdapterOptions {
+    std::uint16_t device = 0; // 0: a usual device of the family
+    std::uint16_t vendor = 0; // 0: the vendor of the family
+    int card = -1;            // -1: the next free card number
+};
+
+struct Machine;
+
+// One graphics adapter of a machine. A light handle: copies name the same adapter.
+struct Adapter {
+    std::filesystem::path root; // of the machine
+    std::string bdf;            // "0000:03:00.0"
+    std::string token;          // of the driver's directories; empty for foreign graphics adapters
+    int card = 0;
+
+    // Simulated paths.
+    [[nodiscard]] std::string pci_path() const; // "/sys/bus/pci/devices/0000:03:00.0"
+    [[nodiscard]] std::string node_path(std::string_view node) const;
+    [[nodiscard]] std::string hwmon_path(std::string_view attribute) const;
+    [[nodiscard]] std::string debugfs_path(std::string_view file) const;
+
+    // Each creates or replaces one published text.
+    Adapter& node(std::string_view name, std::string_view text);
+    Adapter& hwmon(std::string_view attribute, std::string_view text);
+    Adapter& debugfs(std::string_view file, std::string_view text); // below the driver's debugfs directory
+    Adapter& debugfs_info(std::string_view text) { return debugfs("info", text); }
+    Adapter& proc_page(std::string_view text); // /proc/gpuinfo_N
+    Adapter& pci_file(std::string_view name, std::string_view text);
+    // An output of the card, such as "HDMI-A-1".
+    Adapter& connector(std::string_view name, std::string_view status = "disconnected\n");
+    // The driver's answer to a version request: "name major.minor.patch date description", or "refused".
+    Adapter& driver_version(std::string_view text);
+    // Takes a published node away.
+    Adapter& without_node(std::string_view name);
+};
+
+struct Machine {
+    std::filesystem::path root; // an existing folder
+    int next_card = 0;
+
+    explicit Machine(std::filesystem::path folder);
+
+    // Where an absolute path of the simulated machine really is.
+    [[nodiscard]] std::filesystem::path real(std::string_view path) const;
+
+    // Creates the file with its folders, or replaces its text.
+    void file(std::string_view path, std::string_view text) const;
+    void directory(std::string_view path) const;
+    // A link with its folders; `target` as it is to be read back.
+    void link(std::string_view path, std::string_view target) const;
+
+    // An adapter with its PCI identity, DRM nodes and empty driver, hwmon and debugfs directories. Nothing is
+    // published in them yet.
+    Adapter adapter(std::string_view bdf, Family family, AdapterOptions options = {});
+    // A graphics adapter of another maker: PCI identity and DRM nodes only.
+    Adapter foreign_gpu(std::string_view bdf, std::uint16_t vendor, AdapterOptions options = {});
+};
+
+} // namespace kt3::sim

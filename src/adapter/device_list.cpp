@@ -28,7 +28,7 @@ support::Fd open_any_node(const drmDevice& device) {
 
 bool answers_version(int node) {
     const DrmLibrary& drm = drm_library();
-    const drmVersionPtr version = drm.get_version(node);
+    drmVersion* version = drm.get_version(node);
     if (version != nullptr && drm.free_version != nullptr) {
         drm.free_version(version);
     }

@@ -5,8 +5,10 @@
 
 // Priority 100 runs before every other initialiser of the library, so the first line a client sees is ours and the
 // callback is there for whatever runs next. The compiler reserves the range for system libraries and warns.
+#if !defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wprio-ctor-dtor"
+#endif
 
 __attribute__((constructor(100))) static void at_load() {
     kt3::support::say_line("init_100_priority, init print callback.");
@@ -17,4 +19,6 @@ __attribute__((destructor(100))) static void at_unload() {
     kt3::support::say_line("uninit_100_priority.");
 }
 
+#if !defined(__clang__)
 #pragma GCC diagnostic pop
+#endif

@@ -47,7 +47,7 @@ extern "C" KT3_EXPORT int32_t lib_print_func(const char* format, ...) {
     }
     char line[kt3::interface::kLineCapacity];
     line[0] = '\0'; // stays so if the text cannot be formatted at all
-    std::va_list arguments;
+    va_list arguments;
     va_start(arguments, format);
     std::vsnprintf(line, sizeof line, format, arguments);
     va_end(arguments);

@@ -5,6 +5,7 @@
 #include "drm_nodes.hpp"
 #include "real_calls.hpp"
 #include "redirect.hpp"
+#include "shim_checks.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -109,6 +110,9 @@ extern "C" {
 DIR* opendir(const char* path) {
     static const auto real = next<DIR*(const char*)>("opendir");
     const RedirectedPath target(path);
+    if (kt3::sim::refused(AT_FDCWD, path, target, kt3::sim::Touch::content)) {
+        return nullptr;
+    }
     return remember(real(target.c_str()), target.redirected() ? path : nullptr);
 }
 

@@ -1,5 +1,7 @@
 #include "machine.hpp"
 
+#include "refusals.hpp"
+
 #include <array>
 #include <cstdarg>
 #include <cstdio>
@@ -162,6 +164,10 @@ void Machine::file(std::string_view path, std::string_view text) const {
 
 void Machine::directory(std::string_view path) const {
     fs::create_directories(real(path));
+}
+
+void Machine::refuse(std::string_view path) const {
+    sim::refuse(root, std::string(path));
 }
 
 void Machine::link(std::string_view path, std::string_view target) const {

@@ -64,6 +64,8 @@ struct Machine {
     // Creates the file with its folders, or replaces its text.
     void file(std::string_view path, std::string_view text) const;
     void directory(std::string_view path) const;
+    // What this path names, a file or a whole folder, is there, but its user may not look at it; root neither.
+    void refuse(std::string_view path) const;
     // A link with its folders; `target` as it is to be read back.
     void link(std::string_view path, std::string_view target) const;
 

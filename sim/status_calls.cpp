@@ -4,12 +4,14 @@
 #include "drm_nodes.hpp"
 #include "real_calls.hpp"
 #include "redirect.hpp"
+#include "shim_checks.hpp"
 
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace {
@@ -19,7 +21,9 @@ using kt3::sim::kDrmMajor;
 using kt3::sim::kPathSize;
 using kt3::sim::next;
 using kt3::sim::RedirectedPath;
+using kt3::sim::refused;
 using kt3::sim::simulated_name_at;
+using kt3::sim::Touch;
 
 std::optional<unsigned> drm_minor_at(int directory, const char* path) {
     char buffer[kPathSize];
@@ -42,6 +46,10 @@ int present(int result, int directory, const char* path, Stat* status) {
     return result;
 }
 
+Touch touch_of(int access_mode) {
+    return access_mode == F_OK ? Touch::status : Touch::content;
+}
+
 } // namespace
 
 extern "C" {
@@ -49,11 +57,15 @@ extern "C" {
 #define KT3_STATUS_CALLS(record, stat_name, lstat_name, fstat_name, fstatat_name)                                      \
     int stat_name(const char* path, struct record* status) noexcept {                                                  \
         static const auto real = next<int(const char*, struct record*)>(#stat_name);                                   \
-        return present(real(RedirectedPath(path).c_str(), status), AT_FDCWD, path, status);                            \
+        const RedirectedPath target(path);                                                                             \
+        const int result = refused(AT_FDCWD, path, target, Touch::status) ? -1 : real(target.c_str(), status);         \
+        return present(result, AT_FDCWD, path, status);                                                                \
     }                                                                                                                  \
     int lstat_name(const char* path, struct record* status) noexcept {                                                 \
         static const auto real = next<int(const char*, struct record*)>(#lstat_name);                                  \
-        return present(real(RedirectedPath(path).c_str(), status), AT_FDCWD, path, status);                            \
+        const RedirectedPath target(path);                                                                             \
+        const int result = refused(AT_FDCWD, path, target, Touch::status) ? -1 : real(target.c_str(), status);         \
+        return present(result, AT_FDCWD, path, status);                                                                \
     }                                                                                                                  \
     int fstat_name(int descriptor, struct record* status) noexcept {                                                   \
         static const auto real = next<int(int, struct record*)>(#fstat_name);                                          \
@@ -61,7 +73,9 @@ extern "C" {
     }                                                                                                                  \
     int fstatat_name(int directory, const char* path, struct record* status, int flags) noexcept {                     \
         static const auto real = next<int(int, const char*, struct record*, int)>(#fstatat_name);                      \
-        return present(real(directory, RedirectedPath(path).c_str(), status, flags), directory, path, status);         \
+        const RedirectedPath target(path);                                                                             \
+        const bool no = refused(directory, path, target, Touch::status);                                               \
+        return present(no ? -1 : real(directory, target.c_str(), status, flags), directory, path, status);             \
     }
 
 KT3_STATUS_CALLS(stat, stat, lstat, fstat, fstatat)
@@ -69,7 +83,9 @@ KT3_STATUS_CALLS(stat64, stat64, lstat64, fstat64, fstatat64)
 
 int statx(int directory, const char* path, int flags, unsigned mask, struct statx* status) noexcept {
     static const auto real = next<int(int, const char*, int, unsigned, struct statx*)>("statx");
-    const int result = real(directory, RedirectedPath(path).c_str(), flags, mask, status);
+    const RedirectedPath target(path);
+    const bool no = refused(directory, path, target, Touch::status);
+    const int result = no ? -1 : real(directory, target.c_str(), flags, mask, status);
     if (result == 0 && S_ISREG(status->stx_mode)) {
         if (const auto minor = drm_minor_at(directory, path)) {
             status->stx_mode = static_cast<__u16>(S_IFCHR | (status->stx_mode & 07777));
@@ -84,12 +100,14 @@ int statx(int directory, const char* path, int flags, unsigned mask, struct stat
 
 int access(const char* path, int mode) noexcept {
     static const auto real = next<int(const char*, int)>("access");
-    return real(RedirectedPath(path).c_str(), mode);
+    const RedirectedPath target(path);
+    return refused(AT_FDCWD, path, target, touch_of(mode)) ? -1 : real(target.c_str(), mode);
 }
 
 int faccessat(int directory, const char* path, int mode, int flags) noexcept {
     static const auto real = next<int(int, const char*, int, int)>("faccessat");
-    return real(directory, RedirectedPath(path).c_str(), mode, flags);
+    const RedirectedPath target(path);
+    return refused(directory, path, target, touch_of(mode)) ? -1 : real(directory, target.c_str(), mode, flags);
 }
 
 int euidaccess(const char* path, int mode) noexcept {
@@ -102,17 +120,22 @@ int eaccess(const char* path, int mode) noexcept {
 
 ssize_t readlink(const char* path, char* buffer, size_t size) noexcept {
     static const auto real = next<ssize_t(const char*, char*, size_t)>("readlink");
-    return real(RedirectedPath(path).c_str(), buffer, size);
+    const RedirectedPath target(path);
+    return refused(AT_FDCWD, path, target, Touch::status) ? -1 : real(target.c_str(), buffer, size);
 }
 
 ssize_t readlinkat(int directory, const char* path, char* buffer, size_t size) noexcept {
     static const auto real = next<ssize_t(int, const char*, char*, size_t)>("readlinkat");
-    return real(directory, RedirectedPath(path).c_str(), buffer, size);
+    const RedirectedPath target(path);
+    return refused(directory, path, target, Touch::status) ? -1 : real(directory, target.c_str(), buffer, size);
 }
 
 char* realpath(const char* path, char* resolved) noexcept {
     const RedirectedPath target(path);
     char buffer[kPathSize];
+    if (refused(AT_FDCWD, path, target, Touch::status)) {
+        return nullptr;
+    }
     if (kt3::sim::real_realpath(target.c_str(), buffer) == nullptr) {
         return nullptr;
     }
@@ -123,6 +146,17 @@ char* realpath(const char* path, char* resolved) noexcept {
 
 char* canonicalize_file_name(const char* path) noexcept {
     return realpath(path, nullptr);
+}
+
+// Listing tools ask for these about every file they show.
+ssize_t getxattr(const char* path, const char* name, void* value, size_t size) noexcept {
+    static const auto real = next<ssize_t(const char*, const char*, void*, size_t)>("getxattr");
+    return real(RedirectedPath(path).c_str(), name, value, size);
+}
+
+ssize_t lgetxattr(const char* path, const char* name, void* value, size_t size) noexcept {
+    static const auto real = next<ssize_t(const char*, const char*, void*, size_t)>("lgetxattr");
+    return real(RedirectedPath(path).c_str(), name, value, size);
 }
 
 // What programs built with _FORTIFY_SOURCE call; the buffer sizes were checked where the call was compiled or are

@@ -6,6 +6,7 @@
 //     kernel.adapter("0000:03:00.0", Family::newer).node("eclk", "800\n").hwmon("temp1_input", "45 *C\n");
 //     kernel.foreign_gpu("0000:01:00.0", 0x10DE);
 
+#include "driver_writes.hpp"
 #include "machine.hpp"
 
 #include <cstdlib>
@@ -14,6 +15,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kt3::tests {
 
@@ -48,6 +50,7 @@ public:
 
     // Creates the file with its folders, or replaces its text.
     FakeKernel& file(std::string_view path, std::string_view text) {
+        sim::settle_driver_writes(root());
         machine_.file(path, text);
         return *this;
     }
@@ -55,13 +58,36 @@ public:
         machine_.directory(path);
         return *this;
     }
+    // The file or folder is there, but nobody may look at it.
+    FakeKernel& refuse(std::string_view path) {
+        machine_.refuse(path);
+        return *this;
+    }
     FakeKernel& remove(std::string_view path) {
         std::filesystem::remove_all(real(path));
         return *this;
     }
+    // What a reader sees now, the effect of every finished write to a driver node included.
     [[nodiscard]] std::string text(std::string_view path) const {
+        sim::settle_driver_writes(root());
         std::ifstream in(real(path), std::ios::binary);
         return {std::istreambuf_iterator<char>(in), {}};
+    }
+
+    // Every text that the drivers received so far, in order.
+    [[nodiscard]] std::vector<sim::DriverWrite> writes() const {
+        sim::settle_driver_writes(root());
+        return sim::driver_writes(root());
+    }
+    // Those to one node of one adapter, as written.
+    [[nodiscard]] std::vector<std::string> writes_to(const Adapter& adapter, std::string_view node) const {
+        std::vector<std::string> texts;
+        for (const sim::DriverWrite& write : writes()) {
+            if (write.path == adapter.node_path(node)) {
+                texts.push_back(write.text);
+            }
+        }
+        return texts;
     }
 
 private:

@@ -321,6 +321,53 @@ KT3_EXPORT int32_t find_str_in_buffer(const char* buffer, int32_t length, const 
  */
 KT3_EXPORT uint32_t safe_str_copy_till_return(char* destination, const char* source, uint64_t capacity);
 
+/* ---- calls: preferences --------------------------------------------------------------------------------------- */
+
+/*
+ * The preferences of the user live in $HOME/.local/share/tqm_gfx_util.ini, one section per application. The first get
+ * or set of the process reads the file into interface_config_list; every change rewrites it from the list. A file that
+ * cannot be opened leaves the list as it is; without HOME, or with one too long for UTIL_CONFIG_PATH, the file counts
+ * as absent. The folder of the file is never created. A save replaces the file by renaming a new one over it, so that
+ * a crash or a full disk leaves the old or the new text; where that cannot be done it is written in place.
+ */
+
+/*
+ * Copies the entries in list order. In: *count is the room in `entries`. Out: the number copied. At least one entry is
+ * copied when there is any, even for a *count of 0 or less, so the array must hold one. With `entries` null only the
+ * number of entries is stored. Does nothing when `count` is null. Returns 0.
+ */
+KT3_EXPORT int32_t get_gpu_preference(_UTIL_GPU_PREFERENCE_NODE* entries, int32_t* count);
+
+/*
+ * Stores the entry in place of the first one whose name is the last component of entry->FullPath, else at the end, and
+ * writes the file. Put the same component into entry->name: that is what the file keeps. An entry that is stored
+ * already, byte for byte, logs "SetGPUPreference_config, same data, skip save log file.\n" and writes nothing. A null
+ * entry does nothing. Returns 0.
+ *
+ * The file cannot carry a ";", a line end or a zero byte, white space at the edges of a value, or a "]" in a name.
+ */
+KT3_EXPORT int32_t set_gpu_preference(const _UTIL_GPU_PREFERENCE_NODE* entry);
+
+/*
+ * Removes the first entry whose name is the last component of entry->FullPath (no other field is read) and writes the
+ * file, whether one was found or not. Does not read the file first: as the first preference call of a process it leaves
+ * a file without entries, so call get_gpu_preference before. A null entry does nothing. Returns 0.
+ */
+KT3_EXPORT int32_t remove_gpu_preference(const _UTIL_GPU_PREFERENCE_NODE* entry);
+
+/* The three calls above forward to these. */
+KT3_EXPORT int32_t GetGPUPreference_config(_UTIL_GPU_PREFERENCE_NODE* entries, int32_t* count);
+KT3_EXPORT int32_t SetGPUPreference_config(const _UTIL_GPU_PREFERENCE_NODE* entry);
+KT3_EXPORT int32_t RemoveGPUPreference_config(const _UTIL_GPU_PREFERENCE_NODE* entry);
+
+/*
+ * Both empty the list and give its storage back; they log their name, a full stop, a newline and a blank. Neither
+ * touches the file, and a file that was read is not read again: after either of them the list stays empty until
+ * something is set. gfx_global_init calls the first, gfx_global_exit the second. Return 0.
+ */
+KT3_EXPORT int32_t initGPUPreference_config(void);
+KT3_EXPORT int32_t uninitGPUPreference_config(void);
+
 /* ---- objects -------------------------------------------------------------------------------------------------- */
 
 /* The receiver of log lines: printf from load time on, null when logging is off. */
@@ -346,6 +393,9 @@ extern KT3_EXPORT void* pdev;
 
 /* The bound adapter's DRM descriptor, first argument of every module call. */
 extern KT3_EXPORT int32_t __perf_event_fd;
+
+/* preferences: path of the file, NUL-terminated; empty until it is first needed, and while HOME gives no path. */
+extern KT3_EXPORT char UTIL_CONFIG_PATH[512];
 
 #ifdef __cplusplus
 } /* extern "C" */

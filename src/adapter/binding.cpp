@@ -119,6 +119,7 @@ std::int32_t bind_adapter(find_adapter& record) {
     binding.state.va_driver = record.IS_VA_driver[slot];
     __perf_event_fd = record.drm_fd[slot];
     select_adapter(record);
+    initGPUPreference_config();
     const Chip* chip = find_chip_by_id(binding.state.chip_id);
     if (chip != nullptr) {
         load_module(*chip, record.drm_card_idx[slot]);
@@ -136,6 +137,7 @@ void unbind_adapter(std::int32_t chip_index) {
     binding.state.module = nullptr;
     binding.device_object_size = nullptr;
     free_device_object();
+    uninitGPUPreference_config();
 }
 
 } // namespace kt3::adapter

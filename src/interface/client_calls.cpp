@@ -62,4 +62,21 @@ KT3_EXPORT int32_t gfx_global_exit(int32_t chip_id_idx) {
     return 0;
 }
 
+// ---- preferences ----------------------------------------------------------------------------------------------------
+
+KT3_EXPORT int32_t get_gpu_preference(_UTIL_GPU_PREFERENCE_NODE* entries, int32_t* count) {
+    GetGPUPreference_config(entries, count);
+    return 0;
+}
+
+KT3_EXPORT int32_t set_gpu_preference(const _UTIL_GPU_PREFERENCE_NODE* entry) {
+    SetGPUPreference_config(entry);
+    return 0;
+}
+
+KT3_EXPORT int32_t remove_gpu_preference(const _UTIL_GPU_PREFERENCE_NODE* entry) {
+    RemoveGPUPreference_config(entry);
+    return 0;
+}
+
 } // extern "C"

@@ -5,6 +5,7 @@
 // All of them skip leading white space, accept one sign and stop at the first character that is no digit of
 // the base. Base 16 accepts a "0x" prefix in front of at least one digit.
 
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string_view>
@@ -16,6 +17,7 @@ struct LeadingNumber {
     std::int64_t value = 0; // saturated at the 64-bit bounds when `overflow` is set
     bool any_digit = false;
     bool overflow = false;
+    std::size_t end = 0; // position behind the last digit, when there is any
 };
 
 constexpr bool is_c_space(char c) {
@@ -53,6 +55,7 @@ constexpr LeadingNumber scan_leading_number(std::string_view text, unsigned base
         magnitude = found.overflow ? limit : magnitude * base + digit;
     }
     found.value = static_cast<std::int64_t>(negative ? 0 - magnitude : magnitude);
+    found.end = at;
     return found;
 }
 

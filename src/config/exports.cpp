@@ -1,0 +1,82 @@
+// What the preference folder exports under fixed names.
+
+#include "config/preference_file.hpp"
+#include "config/preference_operations.hpp"
+#include "config/trim.hpp"
+#include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
+
+#include <cstring>
+
+using namespace kt3;
+
+constinit std::vector<_UTIL_GPU_PREFERENCE_NODE> interface_config_list;
+constinit char UTIL_CONFIG_PATH[512] = {};
+
+KT3_EXPORT void trimWhitespace(char* text) {
+    if (text != nullptr) {
+        const std::string_view kept = config::trimmed(text);
+        std::memmove(text, kept.data(), kept.size());
+        text[kept.size()] = '\0';
+    }
+}
+
+KT3_EXPORT int32_t parseINI(const char* path) {
+    return config::load_file(path);
+}
+
+KT3_EXPORT void savefile_INI(const char* path) {
+    config::save_file(path);
+}
+
+KT3_EXPORT int32_t util_init_config_files() {
+    config::build_config_path();
+    parseINI(UTIL_CONFIG_PATH);
+    return 0;
+}
+
+KT3_EXPORT void printConfigNodeLog(const char* tag, _UTIL_GPU_PREFERENCE_NODE* entry) {
+    if (tag != nullptr && entry != nullptr) {
+        config::log_entry(tag, *entry);
+    }
+}
+
+KT3_EXPORT std::string get_filename(std::string path) {
+    return std::string(config::file_name(path));
+}
+
+extern "C" {
+
+KT3_EXPORT int32_t GetGPUPreference_config(_UTIL_GPU_PREFERENCE_NODE* entries, int32_t* count) {
+    if (count != nullptr) {
+        config::get_preferences(entries, *count);
+    }
+    return 0;
+}
+
+KT3_EXPORT int32_t SetGPUPreference_config(const _UTIL_GPU_PREFERENCE_NODE* entry) {
+    if (entry != nullptr) {
+        config::set_preference(*entry);
+    }
+    return 0;
+}
+
+KT3_EXPORT int32_t RemoveGPUPreference_config(const _UTIL_GPU_PREFERENCE_NODE* entry) {
+    if (entry != nullptr) {
+        config::remove_preference(*entry);
+    }
+    return 0;
+}
+
+KT3_EXPORT int32_t initGPUPreference_config() {
+    config::release_preferences();
+    lib_print_func("initGPUPreference_config.\n ");
+    return 0;
+}
+
+KT3_EXPORT int32_t uninitGPUPreference_config() {
+    config::release_preferences();
+    lib_print_func("uninitGPUPreference_config.\n ");
+    return 0;
+}
+
+} // extern "C"

@@ -1,0 +1,28 @@
+#pragma once
+// Get, set and remove on the list of preferences; every change goes straight back to the file.
+
+#include "kt3_mgmt/kt3_mgmt_interface.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace kt3::config {
+
+// What the folder remembers besides the exported list and path.
+struct ConfigState {
+    bool loaded = false; // set by the first get or set, whether there was a file or not; never reset
+};
+ConfigState& config_state();
+
+// The part behind the last "/" or "\", or the whole path when it has neither.
+std::string_view file_name(std::string_view path);
+
+void get_preferences(_UTIL_GPU_PREFERENCE_NODE* entries, std::int32_t& count);
+void set_preference(const _UTIL_GPU_PREFERENCE_NODE& entry);
+void remove_preference(const _UTIL_GPU_PREFERENCE_NODE& entry);
+
+// Empties the list and gives its storage back. Neither the file nor the loaded flag changes, so the list stays empty
+// until something is set.
+void release_preferences();
+
+} // namespace kt3::config

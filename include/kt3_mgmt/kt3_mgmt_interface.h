@@ -200,6 +200,124 @@ KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, device_number) == 599);
 KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, function_number) == 600);
 KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, reserved) == 601);
 
+/* ---- records: allocation -------------------------------------------------------------------------------------- */
+
+enum {
+    ALLOCATION_SUMMARY_MAX = 50,      /* entries of a process map and of a summary; a summary uses 49 of them */
+    KT3_SEGMENT_SLOTS = 5,            /* sums per segment: 0 to 3, and one slot for every segment from 4 on */
+    KT3_ALLOCATION_RAW_LIST_MAX = 20, /* records in one slice of the raw list */
+    KT3_MEMLEAK_GROUPS = 15,          /* groups handed out by get_memleak_info */
+    KT3_SEGMENTS = 16                 /* segments in a segment record */
+};
+
+/* One GPU allocation as the driver describes it. A field the driver does not write is 0. */
+typedef struct _GFX_ALLOCATION_INFO {
+    int32_t handle;          /* driver handle of the allocation */
+    int32_t device;          /* handle of the owning device; equals `handle` in the process map */
+    int32_t width;           /* surface width */
+    int32_t height;          /* surface height */
+    int32_t pitch;           /* row pitch */
+    int32_t bit_cnt;         /* bits per element */
+    int32_t secured;         /* 1 when the content is protected */
+    int32_t size;            /* bytes; the low 32 bits of what the driver reports */
+    int32_t tile;            /* tiling mode */
+    int32_t cpu_visible;     /* 1 when the CPU can map it */
+    int32_t cache_type;      /* caching type */
+    int32_t pool_type;       /* memory pool type */
+    int32_t at_type;         /* allocation type */
+    int32_t segmentid;       /* memory segment: 0 to 3, 4 and above are summed together, negative is invalid */
+    int32_t hw_format;       /* hardware surface format */
+    int32_t compress_format; /* compression format */
+    int32_t bl_slot_index;   /* block and slot index */
+    int32_t gpu_virt_addr;   /* GPU virtual address, its low 32 bits only */
+    int32_t imported;        /* 1 when it came from another process */
+    int32_t fb_offset;       /* offset in video memory */
+    int32_t share;           /* 1 when it is shared */
+    int32_t seen_count;      /* consecutive looks of the leak tracker that saw it; 1 in a snapshot */
+    int32_t sum_count;       /* allocations this record stands for once grouped; 1 in a snapshot */
+} _GFX_ALLOCATION_INFO;
+KT3_LAYOUT(sizeof(_GFX_ALLOCATION_INFO) == 92);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, handle) == 0);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, device) == 4);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, width) == 8);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, height) == 12);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, pitch) == 16);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, bit_cnt) == 20);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, secured) == 24);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, size) == 28);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, tile) == 32);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, cpu_visible) == 36);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, cache_type) == 40);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, pool_type) == 44);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, at_type) == 48);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, segmentid) == 52);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, hw_format) == 56);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, compress_format) == 60);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, bl_slot_index) == 64);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, gpu_virt_addr) == 68);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, imported) == 72);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, fb_offset) == 76);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, share) == 80);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, seen_count) == 84);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, sum_count) == 88);
+
+/* One open device (client context) of the bound adapter and the process behind it. */
+typedef struct _GFX_DEVICE_PID_MAP {
+    int32_t pid;    /* owner of the device */
+    int32_t handle; /* equals `device` in the allocation records it owns */
+    char name[64];  /* program name, NUL-terminated; empty once the process is gone */
+} _GFX_DEVICE_PID_MAP;
+KT3_LAYOUT(sizeof(_GFX_DEVICE_PID_MAP) == 72);
+KT3_LAYOUT(offsetof(_GFX_DEVICE_PID_MAP, pid) == 0);
+KT3_LAYOUT(offsetof(_GFX_DEVICE_PID_MAP, handle) == 4);
+KT3_LAYOUT(offsetof(_GFX_DEVICE_PID_MAP, name) == 8);
+
+/* Bytes that one device holds per segment slot. The sums wrap at 4 GiB; the extended record's do not. */
+typedef struct _GFX_DEVICE_ALLOCATION_SUMMARY {
+    int32_t device;
+    uint32_t segment_size[KT3_SEGMENT_SLOTS];
+} _GFX_DEVICE_ALLOCATION_SUMMARY;
+KT3_LAYOUT(sizeof(_GFX_DEVICE_ALLOCATION_SUMMARY) == 24);
+KT3_LAYOUT(offsetof(_GFX_DEVICE_ALLOCATION_SUMMARY, device) == 0);
+KT3_LAYOUT(offsetof(_GFX_DEVICE_ALLOCATION_SUMMARY, segment_size) == 4);
+
+typedef struct _GFX_DEVICE_ALLOCATION_SUMMARY_EXT1 {
+    int32_t device;
+    uint32_t reserved_4;                      /* zero */
+    uint64_t segment_size[KT3_SEGMENT_SLOTS]; /* each `size` is added with its sign */
+} _GFX_DEVICE_ALLOCATION_SUMMARY_EXT1;
+KT3_LAYOUT(sizeof(_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1) == 48);
+KT3_LAYOUT(offsetof(_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1, device) == 0);
+KT3_LAYOUT(offsetof(_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1, reserved_4) == 4);
+KT3_LAYOUT(offsetof(_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1, segment_size) == 8);
+
+/* One slice of the list of all allocations. */
+typedef struct _GFX_ALLOCATION_RAW_LIST {
+    int32_t trasfer_cnt;                                    /* in: number of the slice, 0 for the first */
+    int32_t total_cnt;                                      /* out: records in the held list */
+    int32_t cur_cnt;                                        /* out: records in this slice, 0 to 20 */
+    int32_t has_more;                                       /* out: 1 when records remain behind this slice */
+    _GFX_ALLOCATION_INFO list[KT3_ALLOCATION_RAW_LIST_MAX]; /* out: only the first cur_cnt are written */
+} _GFX_ALLOCATION_RAW_LIST;
+KT3_LAYOUT(sizeof(_GFX_ALLOCATION_RAW_LIST) == 1856);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_RAW_LIST, trasfer_cnt) == 0);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_RAW_LIST, total_cnt) == 4);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_RAW_LIST, cur_cnt) == 8);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_RAW_LIST, has_more) == 12);
+KT3_LAYOUT(offsetof(_GFX_ALLOCATION_RAW_LIST, list) == 16);
+
+/*
+ * Memory segments. The unit depends on where the numbers come from: a thousandth of the driver's own unit for the
+ * "segment_info" node, MiB for heap pages and for sums of allocations.
+ */
+typedef struct _GFX_SEGMENT_INFO {
+    uint32_t used_size[KT3_SEGMENTS];
+    uint32_t total_size[KT3_SEGMENTS];
+} _GFX_SEGMENT_INFO;
+KT3_LAYOUT(sizeof(_GFX_SEGMENT_INFO) == 128);
+KT3_LAYOUT(offsetof(_GFX_SEGMENT_INFO, used_size) == 0);
+KT3_LAYOUT(offsetof(_GFX_SEGMENT_INFO, total_size) == 64);
+
 /* ---- calls: frame --------------------------------------------------------------------------------------------- */
 
 /* Returns KT3_INTERFACE_VERSION. No side effects, logs nothing. */
@@ -367,6 +485,75 @@ KT3_EXPORT int32_t RemoveGPUPreference_config(const _UTIL_GPU_PREFERENCE_NODE* e
  */
 KT3_EXPORT int32_t initGPUPreference_config(void);
 KT3_EXPORT int32_t uninitGPUPreference_config(void);
+
+/* ---- calls: allocation ---------------------------------------------------------------------------------------- */
+
+/*
+ * All of these read the bound adapter's driver directory afresh. Lines about a directory or a file that cannot be read
+ * go to standard output. A malformed "handle" or "device" number reaches the client as the C++ errors of convention 6;
+ * nothing stays open then. A null record is left alone and answered like a failure.
+ */
+
+/*
+ * The open devices and their processes into 50 entries, zeroed first, in the order of the driver's listing. Returns 0,
+ * also when the fiftieth device ended the reading, or -1 when a file could not be read; entries already filled stay.
+ */
+KT3_EXPORT int32_t get_device_pid_maps(_GFX_DEVICE_PID_MAP* maps);
+
+/* Bytes per device and segment slot into 50 entries, zeroed first; 49 are used at most. Returns 0, or -1. */
+KT3_EXPORT int32_t get_device_allocation_summary(_GFX_DEVICE_ALLOCATION_SUMMARY* summary);
+KT3_EXPORT int32_t get_device_allocation_summary_ext1(_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1* summary);
+
+/*
+ * One slice of 20 of all allocations, ordered by device. Slice 0 takes the snapshot, with the values of the current
+ * slot of `adapters`; later slices come from that snapshot. A slice past the end or with a negative number holds
+ * nothing and is answered with 0. Returns -1, with nothing changed, when the snapshot failed.
+ */
+KT3_EXPORT int32_t get_allocation_raw_list(_GFX_ALLOCATION_RAW_LIST* raw_list, find_adapter* adapters);
+
+/*
+ * Compares the live allocations with those of the previous call and writes the 15 largest groups of equal shape
+ * (width, height, size, hw_format, at_type), zero records behind the last group. `sum_count` is the number of live
+ * allocations of the shape; the other fields are those of the oldest one, `seen_count` being the consecutive calls that
+ * saw it. Always returns 0; the result is unchanged when no snapshot could be taken.
+ */
+KT3_EXPORT int32_t get_memleak_info(_GFX_ALLOCATION_INFO* result);
+
+/* The routines behind these calls, for a chip id (not used) and a VA flag chosen by the caller. */
+KT3_EXPORT int32_t get_device_pid_maps_internal(_GFX_DEVICE_PID_MAP* maps, int chip_id, int is_va_driver);
+KT3_EXPORT int32_t get_device_allocation_summary_internal(_GFX_DEVICE_ALLOCATION_SUMMARY* summary, int chip_id,
+                                                          int is_va_driver);
+KT3_EXPORT int32_t get_device_allocation_summary_internal_ext1(_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1* summary,
+                                                               int chip_id, int is_va_driver);
+KT3_EXPORT int32_t get_allocation_raw_list_internal(_GFX_ALLOCATION_RAW_LIST* raw_list, find_adapter* adapters);
+KT3_EXPORT void get_memleak_information(_GFX_ALLOCATION_INFO* result, int chip_id, int is_va_driver);
+
+/* MiB allocated per segment slot, rounded down; summed in single precision. All 0 when no snapshot could be taken. */
+KT3_EXPORT int32_t get_segment_info_through_allocation(unsigned int* totals, int chip_id, int is_va_driver);
+
+/* ---- calls: segments ------------------------------------------------------------------------------------------ */
+
+/*
+ * Chooses where get_segment_info reads from: the "segment_info" node when the chip at the record's current index is of
+ * the newer family, else the heap pages; the sums of allocations alone when that source does not answer. Returns the
+ * answer of the source, 1 or -1.
+ */
+KT3_EXPORT int32_t segment_init(find_adapter* record);
+
+/* Zeroes the record and fills it from the chosen source, heap pages being combined with the sums of allocations. */
+KT3_EXPORT int32_t get_segment_info(_GFX_SEGMENT_INFO* segments);
+
+/*
+ * Reads the "segment_info" node of the current adapter. With 6 segments or more, slot 4 becomes the sum of all from 4
+ * on and the later slots keep their own numbers. Returns 1, or -1 when the node names no segment.
+ */
+KT3_EXPORT int32_t gpuinfo_get_segment_info(_GFX_SEGMENT_INFO* segments);
+
+/*
+ * Reads the heap pages of the bound adapter in MiB; sizes wrap at 4 GiB. The flag is not used. A page that is missing
+ * repeats the numbers of the page before it. Returns 1, or -1; the numbers read until then stay.
+ */
+KT3_EXPORT int32_t gpuinfo_get_kmd_segment_info(_GFX_SEGMENT_INFO* segments, int32_t flag);
 
 /* ---- objects -------------------------------------------------------------------------------------------------- */
 

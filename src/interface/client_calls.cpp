@@ -1,9 +1,11 @@
 // The client entry points: each reads its arguments, calls one internal function and maps the result.
 
 #include "adapter/binding.hpp"
+#include "adapter/binding_state.hpp"
 #include "adapter/enumeration.hpp"
 #include "interface/version.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface.h"
+#include "summary/segments.hpp"
 
 using namespace kt3;
 
@@ -77,6 +79,43 @@ KT3_EXPORT int32_t set_gpu_preference(const _UTIL_GPU_PREFERENCE_NODE* entry) {
 KT3_EXPORT int32_t remove_gpu_preference(const _UTIL_GPU_PREFERENCE_NODE* entry) {
     RemoveGPUPreference_config(entry);
     return 0;
+}
+
+// ---- allocation -----------------------------------------------------------------------------------------------------
+
+KT3_EXPORT int32_t get_device_pid_maps(_GFX_DEVICE_PID_MAP* maps) {
+    const auto& bound = adapter::binding_state();
+    return get_device_pid_maps_internal(maps, bound.chip_id, bound.va_driver);
+}
+
+KT3_EXPORT int32_t get_device_allocation_summary(_GFX_DEVICE_ALLOCATION_SUMMARY* summary) {
+    const auto& bound = adapter::binding_state();
+    return get_device_allocation_summary_internal(summary, bound.chip_id, bound.va_driver);
+}
+
+KT3_EXPORT int32_t get_device_allocation_summary_ext1(_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1* summary) {
+    const auto& bound = adapter::binding_state();
+    return get_device_allocation_summary_internal_ext1(summary, bound.chip_id, bound.va_driver);
+}
+
+KT3_EXPORT int32_t get_allocation_raw_list(_GFX_ALLOCATION_RAW_LIST* raw_list, find_adapter* adapters) {
+    return get_allocation_raw_list_internal(raw_list, adapters);
+}
+
+KT3_EXPORT int32_t get_memleak_info(_GFX_ALLOCATION_INFO* result) {
+    const auto& bound = adapter::binding_state();
+    get_memleak_information(result, bound.chip_id, bound.va_driver);
+    return 0; // clients tell a failed snapshot only by an unchanged result
+}
+
+// ---- segments -------------------------------------------------------------------------------------------------------
+
+KT3_EXPORT int32_t segment_init(find_adapter* record) {
+    return summary::choose_segment_source(record) ? 1 : -1;
+}
+
+KT3_EXPORT int32_t get_segment_info(_GFX_SEGMENT_INFO* segments) {
+    return segments == nullptr ? -1 : summary::read_segments(*segments);
 }
 
 } // extern "C"

@@ -1,0 +1,154 @@
+#include "allocation/info_page.hpp"
+
+#include "allocation/text_lines.hpp"
+#include "support/checked_numbers.hpp"
+
+#include <array>
+#include <cstdint>
+
+namespace kt3::allocation {
+namespace {
+
+enum class Scan : std::uint8_t {
+    decimal, // what digits there are
+    hex,     // checked
+    device,  // checked, in the base that the driver uses for device handles
+};
+
+struct Field {
+    std::string_view key;
+    Scan scan;
+    std::int32_t _GFX_ALLOCATION_INFO::*member;
+};
+
+// clang-format off
+constexpr Field kFields[] = {
+    {"handle",          Scan::hex,     &_GFX_ALLOCATION_INFO::handle},
+    {"device",          Scan::device,  &_GFX_ALLOCATION_INFO::device},
+    {"width",           Scan::decimal, &_GFX_ALLOCATION_INFO::width},
+    {"height",          Scan::decimal, &_GFX_ALLOCATION_INFO::height},
+    {"pitch",           Scan::decimal, &_GFX_ALLOCATION_INFO::pitch},
+    {"bit_cnt",         Scan::decimal, &_GFX_ALLOCATION_INFO::bit_cnt},
+    {"secured",         Scan::decimal, &_GFX_ALLOCATION_INFO::secured},
+    {"size",            Scan::decimal, &_GFX_ALLOCATION_INFO::size},
+    {"tile",            Scan::decimal, &_GFX_ALLOCATION_INFO::tile},
+    {"cpu_visible",     Scan::decimal, &_GFX_ALLOCATION_INFO::cpu_visible},
+    {"cache_type",      Scan::decimal, &_GFX_ALLOCATION_INFO::cache_type},
+    {"pool_type",       Scan::decimal, &_GFX_ALLOCATION_INFO::pool_type},
+    {"at_type",         Scan::decimal, &_GFX_ALLOCATION_INFO::at_type},
+    {"segmentid",       Scan::decimal, &_GFX_ALLOCATION_INFO::segmentid},
+    {"hw_format",       Scan::decimal, &_GFX_ALLOCATION_INFO::hw_format},
+    {"compress_format", Scan::decimal, &_GFX_ALLOCATION_INFO::compress_format},
+    {"bl_slot_index",   Scan::decimal, &_GFX_ALLOCATION_INFO::bl_slot_index},
+    {"gpu_virt_addr",   Scan::decimal, &_GFX_ALLOCATION_INFO::gpu_virt_addr},
+    {"imported",        Scan::decimal, &_GFX_ALLOCATION_INFO::imported},
+    {"fb_offset",       Scan::decimal, &_GFX_ALLOCATION_INFO::fb_offset},
+    {"share",           Scan::decimal, &_GFX_ALLOCATION_INFO::share},
+};
+// clang-format on
+
+// The first and the third letter tell all keys apart, so a key is compared with one row only.
+constexpr std::size_t kShortestKey = 4;
+constexpr std::size_t kBuckets = 64;
+
+constexpr std::size_t bucket_of(std::string_view key) {
+    return (static_cast<unsigned char>(key[0]) + 2u * static_cast<unsigned char>(key[2])) % kBuckets;
+}
+
+constexpr auto kFieldOfBucket = [] {
+    std::array<const Field*, kBuckets> table = {};
+    for (const Field& field : kFields) {
+        table[bucket_of(field.key)] = &field;
+    }
+    return table;
+}();
+
+constexpr bool every_field_has_its_bucket() {
+    for (const Field& field : kFields) {
+        if (field.key.size() < kShortestKey || kFieldOfBucket[bucket_of(field.key)] != &field) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(every_field_has_its_bucket());
+
+const Field* find_field(std::string_view key) {
+    if (key.size() < kShortestKey) {
+        return nullptr;
+    }
+    const Field* field = kFieldOfBucket[bucket_of(key)];
+    return field != nullptr && field->key == key ? field : nullptr;
+}
+
+// The two below read plain digits inline and leave everything else to the general conversions: white space, signs,
+// trailing text, numbers that may not fit, and what those throw.
+std::int32_t decimal_value(std::string_view text) {
+    constexpr std::size_t kAlwaysFits = 18;
+    std::uint64_t value = 0;
+    if (text.size() > kAlwaysFits) {
+        return support::leading_int(text);
+    }
+    for (const char c : text) {
+        const unsigned digit = static_cast<unsigned>(c) - '0';
+        if (digit > 9) {
+            return support::leading_int(text);
+        }
+        value = value * 10 + digit;
+    }
+    return static_cast<std::int32_t>(value);
+}
+
+std::int32_t checked_value(std::string_view text, unsigned base) {
+    constexpr std::size_t kAlwaysFits = 7; // in either base
+    if (text.empty() || text.size() > kAlwaysFits) {
+        return support::checked_int(text, base);
+    }
+    std::uint32_t value = 0;
+    for (const char c : text) {
+        const unsigned digit = support::digit_value(c);
+        if (digit >= base) {
+            return support::checked_int(text, base);
+        }
+        value = value * base + digit;
+    }
+    return static_cast<std::int32_t>(value);
+}
+
+std::int32_t field_value(Scan scan, std::string_view text, unsigned device_base) {
+    switch (scan) {
+    case Scan::hex:
+        return checked_value(text, 16);
+    case Scan::device:
+        return checked_value(text, device_base);
+    case Scan::decimal:
+        break;
+    }
+    return decimal_value(text);
+}
+
+} // namespace
+
+// handle=1f40
+// device=12
+// width=1920
+_GFX_ALLOCATION_INFO parse_info_page(std::string_view page, bool va_driver) {
+    const unsigned device_base = va_driver ? 10 : 16;
+    _GFX_ALLOCATION_INFO record = {};
+    for_each_line(page, [&](std::string_view line) {
+        const std::size_t equals = line.find('=');
+        if (equals == line.npos) {
+            return;
+        }
+        const Field* field = find_field({line.data(), equals});
+        if (field != nullptr) {
+            const std::string_view rest(line.data() + equals + 1, line.size() - equals - 1);
+            record.*field->member = field_value(field->scan, value_text(rest), device_base);
+        }
+    });
+    record.seen_count = 1;
+    record.sum_count = 1;
+    return record;
+}
+
+} // namespace kt3::allocation

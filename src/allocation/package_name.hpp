@@ -1,0 +1,17 @@
+#pragma once
+// The short name under which a process is shown.
+
+#include <cstdint>
+#include <string_view>
+
+namespace kt3::allocation {
+
+// The first argument itself when it is shorter than `limit`, else its part behind the last "/" and before the first
+// blank.
+std::string_view short_program_name(std::string_view first_argument, std::size_t limit);
+
+// Writes the program name of a process into `limit` characters of `name`, always terminated; a name that still does
+// not fit is cut. A process that is gone has the empty name. False, with nothing written, for an empty command line.
+bool read_package_name(std::int32_t pid, char* name, std::int32_t limit);
+
+} // namespace kt3::allocation

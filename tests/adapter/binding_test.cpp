@@ -73,12 +73,13 @@ TEST(GlobalInit, BindsTheSlotAndCreatesTheDeviceObject) {
     EXPECT_EQ(gfx_global_exit(0), 0);
 }
 
-TEST(GlobalInit, LogsTheSelection) {
+TEST(GlobalInit, LogsTheSelectionAndThenThePreferences) {
     Machine machine;
     OfferedModule module(module_file("gfx", kVorlaModule));
     LogCapture log;
     gfx_global_init(&machine.record);
-    EXPECT_THAT(LogCapture::lines(), ElementsAre("gpuinfo_select_new_chip index: 0, name: Gpu0:Vorla-55F0 \n"));
+    EXPECT_THAT(LogCapture::lines(), ElementsAre("gpuinfo_select_new_chip index: 0, name: Gpu0:Vorla-55F0 \n",
+                                                 "initGPUPreference_config.\n "));
     gfx_global_exit(7);
 }
 
@@ -135,8 +136,9 @@ TEST(GlobalInit, AnEmptySlotIsAnInvalidChipAndLeavesUsageAccountingAlone) {
     empty.gpu_infos[0] = machine.record.gpu_infos[0];
     LogCapture log;
     EXPECT_EQ(gfx_global_init(&empty), -1);
-    EXPECT_THAT(LogCapture::lines(), ElementsAre("gpuinfo_select_new_chip index: 0, name:  \n",
-                                                 "invalidate chip id. \n ", "open libkeinterface module fail. \n "));
+    EXPECT_THAT(LogCapture::lines(),
+                ElementsAre("gpuinfo_select_new_chip index: 0, name:  \n", "initGPUPreference_config.\n ",
+                            "invalidate chip id. \n ", "open libkeinterface module fail. \n "));
     EXPECT_EQ(machine.usage_switch(), "x");
     EXPECT_STREQ(sys_kernel_debug_ID_dri_ADAPTER_path, "");
     EXPECT_EQ(pdev, nullptr);
@@ -254,7 +256,8 @@ TEST(GlobalExit, ClosesTheModuleAndFreesTheDeviceObjectButKeepsTheRest) {
 TEST(GlobalExit, LogsItsArgument) {
     LogCapture log;
     EXPECT_EQ(gfx_global_exit(-3), 0);
-    EXPECT_THAT(LogCapture::lines(), ElementsAre("gfx_global_exit enter, chip_id_idx: -3 \n"));
+    EXPECT_THAT(LogCapture::lines(),
+                ElementsAre("gfx_global_exit enter, chip_id_idx: -3 \n", "uninitGPUPreference_config.\n "));
 }
 
 TEST(GlobalExit, AfterAFailedInitReturnsZeroAndClosesNothing) {

@@ -44,7 +44,7 @@ public:
 
     // The entries of a directory in the order in which the system lists them.
     [[nodiscard]] std::vector<std::string> listing(const std::string& name) const {
-        const std::unique_ptr<DIR, int (*)(DIR*)> all(::opendir(kernel.real(path(name)).c_str()), ::closedir);
+        const std::unique_ptr<DIR, int (*)(DIR*)> all(::opendir(path(name).c_str()), ::closedir);
         std::vector<std::string> names;
         while (const dirent* entry = ::readdir(all.get())) {
             if (entry->d_name[0] != '.') {

@@ -80,6 +80,14 @@ std::string_view without_byte_order_mark(std::string_view page) {
     return page.substr(0, kMark.size()) == kMark ? page.substr(kMark.size()) : page;
 }
 
+std::size_t expected_sections(std::string_view page) {
+    std::size_t found = page.substr(0, 1) == "[" ? 1 : 0;
+    for (std::size_t at = page.find('['); at != page.npos; at = page.find('[', at + 1)) {
+        found += at > 0 && page[at - 1] == '\n' ? 1 : 0;
+    }
+    return found;
+}
+
 std::string_view take_line(std::string_view& rest) {
     const std::string_view line = up_to(rest.substr(0, kLinePiece), '\n');
     const bool ends_in_newline = line.size() < std::min(rest.size(), kLinePiece);

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 namespace kt3::config {
 namespace {
@@ -34,10 +35,9 @@ std::int32_t load_file(const char* path) {
         return -1;
     }
     lib_print_func("parseINI %s\n", path);
-    return parse_ini(support::read_to_end(file.get()), [](const _UTIL_GPU_PREFERENCE_NODE& entry) {
-        interface_config_list.push_back(entry);
-        log_entry(kLoadTag, entry);
-    });
+    const std::string page = support::read_to_end(file.get());
+    return parse_ini(page, interface_config_list,
+                     [](const _UTIL_GPU_PREFERENCE_NODE& entry) { log_entry(kLoadTag, entry); });
 }
 
 void save_file(const char* path) {

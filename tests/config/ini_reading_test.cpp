@@ -16,7 +16,7 @@ struct Parsed {
 
 Parsed parse(std::string_view page) {
     Parsed parsed{};
-    parsed.sections = kt3::config::parse_ini(page, [&](const Entry& entry) { parsed.entries.push_back(entry); });
+    parsed.sections = kt3::config::parse_ini(page, parsed.entries, [](const Entry&) {});
     return parsed;
 }
 
@@ -322,4 +322,14 @@ TEST(IniReading, AZeroByteEndsItsLine) {
 
 TEST(IniReading, TheLastLineNeedsNoNewline) {
     EXPECT_EQ(only_entry("[a]\nGpuPrefer = 6").GpuPrefer, 6);
+}
+
+TEST(IniReading, EntriesAreAppendedAndEachIsCompleteWhenItIsHandedOver) {
+    std::vector<Entry> list(1);
+    std::vector<std::pair<std::size_t, std::int32_t>> handed_over;
+    const auto sections =
+        kt3::config::parse_ini("[a]\nGpuPrefer=1\n [b]\nGpuPrefer=2\n[c]\n", list,
+                               [&](const Entry& entry) { handed_over.emplace_back(list.size(), entry.GpuPrefer); });
+    EXPECT_EQ(sections, 3);
+    EXPECT_THAT(handed_over, ElementsAre(testing::Pair(2U, 1), testing::Pair(3U, 2), testing::Pair(4U, 0)));
 }

@@ -10,6 +10,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/kt3-mgmt-config-version.c
 install(FILES ${PROJECT_BINARY_DIR}/kt3-mgmt-config.cmake ${PROJECT_BINARY_DIR}/kt3-mgmt-config-version.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/kt3-mgmt)
 
+# Relative to the file itself, so that a copy installed below another prefix still finds its own headers.
+file(RELATIVE_PATH KT3_PKGCONFIG_TO_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 configure_file(cmake/kt3-mgmt.pc.in ${PROJECT_BINARY_DIR}/kt3-mgmt.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kt3-mgmt.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 

@@ -317,6 +317,120 @@ typedef struct _GFX_SEGMENT_INFO {
 KT3_LAYOUT(sizeof(_GFX_SEGMENT_INFO) == 128);
 KT3_LAYOUT(offsetof(_GFX_SEGMENT_INFO, used_size) == 0);
 KT3_LAYOUT(offsetof(_GFX_SEGMENT_INFO, total_size) == 64);
+/* ---- records: sampling ---------------------------------------------------------------------------------------- */
+
+/* Values of gfxbusy_apiversion. The log lines of gfxbusy_init name them. */
+enum { KT3_BUSY_VERSION_0 = 1, KT3_BUSY_VERSION_1 = 2, KT3_BUSY_VERSION_EXT_1 = 3 };
+
+/*
+ * How busy the engines are. The words are the kernel-interface module's and are copied by position:
+ *   every interface              words 2, 4 and 7
+ *   extended interface           word 5 as well
+ *   extended, chip id 0x4B05     words 8 and 9 as well
+ * Every other word is left as the client had it.
+ */
+typedef struct _GFX_BUSY_INFO {
+    uint32_t word[10];
+} _GFX_BUSY_INFO;
+KT3_LAYOUT(sizeof(_GFX_BUSY_INFO) == 40);
+KT3_LAYOUT(offsetof(_GFX_BUSY_INFO, word) == 0);
+
+/* Rates per second. When the module counts the frames, blit_scans and sum are left as the client had them. */
+typedef struct _GFX_FRAME_RATES {
+    float frames;     /* since the previous call */
+    float blit_scans; /* since the previous call */
+    float sum;        /* frames + blit_scans */
+    float average;    /* all of them, since fps_init */
+} _GFX_FRAME_RATES;
+KT3_LAYOUT(sizeof(_GFX_FRAME_RATES) == 16);
+KT3_LAYOUT(offsetof(_GFX_FRAME_RATES, frames) == 0);
+KT3_LAYOUT(offsetof(_GFX_FRAME_RATES, blit_scans) == 4);
+KT3_LAYOUT(offsetof(_GFX_FRAME_RATES, sum) == 8);
+KT3_LAYOUT(offsetof(_GFX_FRAME_RATES, average) == 12);
+
+/*
+ * Memory bandwidth counters, the kernel-interface module's words by position. A module with the extended interface
+ * fills the record itself. With the chip id 0x4B04 a module without it fills words 0 to 3, 8 and 9 only; the others
+ * stay as the client had them.
+ */
+typedef struct _GFX_BANDWIDTH_INFO {
+    uint32_t word[12];
+} _GFX_BANDWIDTH_INFO;
+KT3_LAYOUT(sizeof(_GFX_BANDWIDTH_INFO) == 48);
+KT3_LAYOUT(offsetof(_GFX_BANDWIDTH_INFO, word) == 0);
+
+/* ---- records: power management --------------------------------------------------------------------------------- */
+
+/* Values of dvfs_level. */
+enum { KT3_DVFS_BALANCE = 0, KT3_DVFS_LOWPOWER = 1, KT3_DVFS_PERFORMANCE = 2 };
+
+/*
+ * The driver's power-management settings, in and out. A read fills what the driver publishes and leaves the rest as it
+ * was; a write sends the fields that differ from the last read.
+ */
+typedef struct _GPU_DVFS_REGISTER_DATA {
+    uint32_t power_mode;            /* power mode word */
+    int16_t pg_3d;                  /* power-gating wait count, 3D engine */
+    int16_t cg_3d;                  /* clock-gating wait count, 3D engine */
+    int16_t pg_vcp;                 /* power gating, video codec engine */
+    int16_t cg_vcp;                 /* clock gating, video codec engine */
+    int16_t pg_vpp;                 /* power gating, video post-processing engine */
+    int16_t cg_vpp;                 /* clock gating, video post-processing engine */
+    uint32_t dvfs_mode;             /* mode word */
+    uint32_t gfx_dvfs_checksize;    /* graphics engine: check size */
+    uint32_t gfx_dvfs_h_threshold;  /* high threshold */
+    uint32_t gfx_dvfs_l_threshold;  /* low threshold */
+    uint32_t vcp0_dvfs_checksize;   /* video codec engine 0: check size */
+    uint32_t vcp0_dvfs_h_threshold; /* high threshold */
+    uint32_t vcp0_dvfs_l_threshold; /* low threshold */
+    uint32_t vcp1_dvfs_checksize;   /* video codec engine 1: check size */
+    uint32_t vcp1_dvfs_h_threshold; /* high threshold */
+    uint32_t vcp1_dvfs_l_threshold; /* low threshold */
+    uint32_t vpp_dvfs_checksize;    /* video post-processing engine: check size */
+    uint32_t vpp_dvfs_h_threshold;  /* high threshold */
+    uint32_t vpp_dvfs_l_threshold;  /* low threshold */
+    int32_t gfx_clock;              /* graphics clock setting */
+    int32_t vclk;                   /* video clock as the driver reports it; never sent */
+    uint32_t reserved_76;           /* never read or written */
+    uint32_t reserved_80;           /* never read or written */
+    int32_t gfx_voltage;            /* graphics voltage setting */
+    uint32_t reserved_88;           /* never read or written */
+    uint32_t reserved_92;           /* never read or written */
+    uint32_t reserved_96;           /* never read or written */
+    int32_t mclk;                   /* memory clock as the driver reports it; never sent */
+    uint32_t dvfs_level;            /* one of the KT3_DVFS_ levels; any other value is sent as KT3_DVFS_BALANCE */
+} _GPU_DVFS_REGISTER_DATA;
+KT3_LAYOUT(sizeof(_GPU_DVFS_REGISTER_DATA) == 108);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, power_mode) == 0);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, pg_3d) == 4);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, cg_3d) == 6);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, pg_vcp) == 8);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, cg_vcp) == 10);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, pg_vpp) == 12);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, cg_vpp) == 14);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, dvfs_mode) == 16);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, gfx_dvfs_checksize) == 20);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, gfx_dvfs_h_threshold) == 24);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, gfx_dvfs_l_threshold) == 28);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vcp0_dvfs_checksize) == 32);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vcp0_dvfs_h_threshold) == 36);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vcp0_dvfs_l_threshold) == 40);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vcp1_dvfs_checksize) == 44);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vcp1_dvfs_h_threshold) == 48);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vcp1_dvfs_l_threshold) == 52);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vpp_dvfs_checksize) == 56);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vpp_dvfs_h_threshold) == 60);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vpp_dvfs_l_threshold) == 64);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, gfx_clock) == 68);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vclk) == 72);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, reserved_76) == 76);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, reserved_80) == 80);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, gfx_voltage) == 84);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, reserved_88) == 88);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, reserved_92) == 92);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, reserved_96) == 96);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, mclk) == 100);
+KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, dvfs_level) == 104);
 
 /* ---- calls: frame --------------------------------------------------------------------------------------------- */
 
@@ -554,6 +668,60 @@ KT3_EXPORT int32_t gpuinfo_get_segment_info(_GFX_SEGMENT_INFO* segments);
  * repeats the numbers of the page before it. Returns 1, or -1; the numbers read until then stay.
  */
 KT3_EXPORT int32_t gpuinfo_get_kmd_segment_info(_GFX_SEGMENT_INFO* segments, int32_t flag);
+/* ---- calls: sampling ------------------------------------------------------------------------------------------- */
+
+/*
+ * Three pairs: the first call finds the bound module's entry points, the second samples through them. gfx_global_exit
+ * forgets them: until the first call is made again, the second calls no module. Binding anew without an exit keeps
+ * them, so make the first calls again after each gfx_global_init. Null records are left alone.
+ */
+
+/* Chooses the busy interface and logs it. Returns 0, or -1 with a log line when the module has none. */
+KT3_EXPORT int32_t gfxbusy_init(void);
+
+/* Fills the record through the interface of gfxbusy_apiversion; leaves it alone when that is missing. Returns 0. */
+KT3_EXPORT int32_t get_gpubusy_info(_GFX_BUSY_INFO* record);
+
+/*
+ * Counts frames through the module, or through the nodes "fps_count" and "rxa_blt_scn_cnt" when it does not count
+ * them, and takes the first sample. Returns 0.
+ */
+KT3_EXPORT int32_t fps_init(void);
+
+/*
+ * Writes the rates since the previous call in single precision. Returns 0, or -1 with nothing written when the time
+ * stamp is that of the previous sample, as it is when nothing can be read.
+ */
+KT3_EXPORT int32_t get_fps_info(_GFX_FRAME_RATES* rates);
+
+/* Finds the bandwidth interface and prepares it. Returns 0, or -1 with a log line when it is incomplete or refuses. */
+KT3_EXPORT int32_t bandwidth_init(void);
+
+/* Fills the record; leaves it alone when the interface is missing. Returns 0. */
+KT3_EXPORT int32_t get_bandwidth_info(_GFX_BANDWIDTH_INFO* record);
+
+/* ---- calls: power management ----------------------------------------------------------------------------------- */
+
+/* Engine, video and memory clock of the current adapter into clocks[0] to clocks[2]; 0 where a node is absent. Returns
+ * 0. */
+KT3_EXPORT int32_t get_dvfs_info(uint32_t* clocks);
+
+/*
+ * Fills the record from the driver and remembers it as last read. A value that is missing leaves its field alone, vclk
+ * and mclk become 0. *flushed and dvfs_register_state_data_flushed are set to 1. Returns 0; null pointers are skipped.
+ */
+KT3_EXPORT int32_t get_data_from_dvfs_register(_GPU_DVFS_REGISTER_DATA* record, uint32_t* flushed);
+
+/*
+ * Sends one command for each field that differs from the record as last read (all zero before the first read). What was
+ * last read stays as it is, so writing the same record again sends the same commands: read in between. Sets
+ * dvfs_register_state_data_flushed to 0. Returns 0, also when the driver refuses: read back to see what it took.
+ */
+KT3_EXPORT int32_t set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DATA* record);
+
+/* The same two without touching dvfs_register_state_data_flushed. */
+KT3_EXPORT int32_t gpuinfo_get_data_from_dvfs_register(_GPU_DVFS_REGISTER_DATA* record);
+KT3_EXPORT int32_t gpuinfo_set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DATA* record);
 
 /* ---- objects -------------------------------------------------------------------------------------------------- */
 
@@ -583,6 +751,16 @@ extern KT3_EXPORT int32_t __perf_event_fd;
 
 /* preferences: path of the file, NUL-terminated; empty until it is first needed, and while HOME gives no path. */
 extern KT3_EXPORT char UTIL_CONFIG_PATH[512];
+
+/* 1 from load time and after get_data_from_dvfs_register, 0 once set_data_to_dvfs_register may have changed the driver.
+ */
+extern KT3_EXPORT int32_t dvfs_register_state_data_flushed;
+
+/* The busy interface in use, one of the KT3_BUSY_ values; KT3_BUSY_VERSION_1 until gfxbusy_init finds another. */
+extern KT3_EXPORT int32_t gfxbusy_apiversion;
+
+/* 1 when frames are counted by the module, 0 when they are read from the driver's nodes. Set by fps_init. */
+extern KT3_EXPORT int32_t use_IOCTL_get_fps;
 
 #ifdef __cplusplus
 } /* extern "C" */

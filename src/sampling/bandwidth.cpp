@@ -1,0 +1,96 @@
+#include "sampling/bandwidth.hpp"
+
+#include "adapter/binding_state.hpp"
+#include "sampling/module_words.hpp"
+#include "sampling/sampling_state.hpp"
+
+#include <algorithm>
+#include <iterator>
+
+namespace kt3::sampling {
+namespace {
+
+// Older modules carry the same three entry points under other names; the extended one has no older name.
+struct EntryNames {
+    const char* init;
+    const char* deinit;
+    const char* get;
+};
+constexpr EntryNames kNames = {"gfx_init_hwinfo", "gfx_deinit_hwinfo", "gfx_get_hwinfo"};
+constexpr EntryNames kOlderNames = {"qn_init_hwinfo", "qn_deinit_hwinfo", "qn_get_hwinfo"};
+
+constexpr std::int32_t kAnyChip = -1;
+
+// The first row that fits the bound chip.
+// clang-format off
+constexpr WordCopy kEveryWord[]   = {{0, 0}, {1, 1}, {2, 2}, {3, 3}, {4, 4}, {5, 5},
+                                     {6, 6}, {7, 7}, {8, 8}, {9, 9}, {10, 10}, {11, 11}};
+constexpr WordCopy kWords_4B04[]  = {{0, 0}, {1, 1}, {2, 2}, {3, 3}, {5, 8}, {6, 9}};
+
+struct BandwidthLayout {
+    std::int32_t chip;
+    std::span<const WordCopy> copies;
+};
+constexpr BandwidthLayout kBandwidthLayouts[] = {
+    {0x4B04,   kWords_4B04},
+    {kAnyChip, kEveryWord},
+};
+// clang-format on
+
+std::span<const WordCopy> words_of_bound_chip() {
+    const std::int32_t chip = adapter::binding_state().chip_id;
+    return std::find_if(std::begin(kBandwidthLayouts), std::end(kBandwidthLayouts),
+                        [&](const BandwidthLayout& row) { return row.chip == chip || row.chip == kAnyChip; })
+        ->copies;
+}
+
+void resolve(const EntryNames& names, EntryPoints& entries) {
+    entries.bandwidth_init = reinterpret_cast<DeviceSetup>(adapter::module_entry(names.init));
+    entries.bandwidth_deinit = adapter::module_entry(names.deinit);
+    entries.bandwidth = reinterpret_cast<DeviceCall>(adapter::module_entry(names.get));
+}
+
+bool is_complete(const EntryPoints& entries) {
+    const bool can_read = entries.bandwidth != nullptr || entries.bandwidth_extended != nullptr;
+    return entries.bandwidth_init != nullptr && can_read && entries.bandwidth_deinit != nullptr;
+}
+
+bool resolve_bandwidth(EntryPoints& entries) {
+    entries.bandwidth_extended = reinterpret_cast<DeviceCall>(adapter::module_entry("gfx_get_hwinfo_ext"));
+    resolve(kNames, entries);
+    if (!is_complete(entries)) {
+        resolve(kOlderNames, entries);
+    }
+    return is_complete(entries);
+}
+
+} // namespace
+
+bool start_bandwidth() {
+    EntryPoints& entries = sampling_state().entries;
+    if (!resolve_bandwidth(entries)) {
+        lib_print_func("gfx_xxx interface functions init fail. \n ");
+        return false;
+    }
+    if (adapter::device_object() == nullptr) {
+        return true;
+    }
+    if (entries.bandwidth_init(adapter::drm_descriptor(), adapter::device_object()) != 0) {
+        lib_print_func("gfx_init_hwinfo fail. \n ");
+        return false;
+    }
+    return true;
+}
+
+void read_bandwidth(_GFX_BANDWIDTH_INFO& record) {
+    const EntryPoints& entries = sampling_state().entries;
+    if (entries.bandwidth_extended != nullptr) {
+        entries.bandwidth_extended(adapter::drm_descriptor(), adapter::device_object(), record.word);
+    } else if (entries.bandwidth != nullptr) {
+        ModuleBuffer answer;
+        entries.bandwidth(adapter::drm_descriptor(), adapter::device_object(), answer.words);
+        copy_words(words_of_bound_chip(), answer, record.word);
+    }
+}
+
+} // namespace kt3::sampling

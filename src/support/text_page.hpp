@@ -1,0 +1,34 @@
+#pragma once
+// A page of kernel text that is searched for keys.
+
+#include "support/file_reading.hpp"
+#include "support/text_scan.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+namespace kt3::support {
+
+// At most N bytes are read; one more keeps the text terminated however long the page is.
+template<std::size_t N>
+struct TextPage {
+    char text[N + 1] = {};
+    std::size_t bytes = 0; // as read; 0 when the page is absent or empty
+
+    // The text right behind the first `key`, or null. A key that touches byte N - 1 is not found: its value is cut off.
+    [[nodiscard]] const char* behind(std::string_view key) const {
+        const std::int32_t at = find_behind(text, static_cast<std::int32_t>(std::min(bytes + 1, N)), key);
+        return at < 0 ? nullptr : text + at;
+    }
+};
+
+// The kernel hands out such a page in one piece, so a text that ends in a newline is complete.
+template<std::size_t N>
+TextPage<N> read_text_page(int directory, const char* name) {
+    TextPage<N> page;
+    page.bytes = read_line_at(directory, name, page.text, N);
+    return page;
+}
+
+} // namespace kt3::support

@@ -1,5 +1,6 @@
 // The real libdrm enumerates the simulated devices.
 
+#include "sim/enumeration.hpp"
 #include "support/fake_kernel.hpp"
 
 #include <fcntl.h>
@@ -13,48 +14,16 @@ namespace {
 using namespace kt3::tests;
 using ::testing::ElementsAre;
 
-struct SeenDevice {
-    std::string bus;
-    unsigned vendor;
-    unsigned device;
-    std::string primary;
-    std::string render;
-};
-
-std::string bus_text(const drmPciBusInfo& bus) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%04x:%02x:%02x.%d", bus.domain, bus.bus, bus.dev, bus.func);
-    return text;
-}
-
-std::vector<SeenDevice> enumerate() {
-    const int count = ::drmGetDevices2(0, nullptr, 0);
-    if (count <= 0) {
-        return {};
-    }
-    std::vector<drmDevicePtr> devices(static_cast<std::size_t>(count));
-    EXPECT_EQ(::drmGetDevices2(0, devices.data(), count), count);
-    std::vector<SeenDevice> seen;
-    for (const drmDevicePtr device : devices) {
-        EXPECT_EQ(device->bustype, DRM_BUS_PCI);
-        seen.push_back({bus_text(*device->businfo.pci), device->deviceinfo.pci->vendor_id,
-                        device->deviceinfo.pci->device_id, device->nodes[DRM_NODE_PRIMARY],
-                        device->nodes[DRM_NODE_RENDER]});
-    }
-    ::drmFreeDevices(devices.data(), count);
-    return seen;
-}
-
 TEST(Libdrm, FindsNoDeviceInAnEmptyMachine) {
     FakeKernel kernel;
     kernel.directory("/dev/dri");
-    EXPECT_TRUE(enumerate().empty());
+    EXPECT_TRUE(enumerate_with_libdrm().empty());
 }
 
 TEST(Libdrm, FindsAnAdapterWithItsPlaceIdentityAndNodes) {
     FakeKernel kernel;
     kernel.adapter("0000:03:00.1", Family::newer);
-    const auto seen = enumerate();
+    const auto seen = enumerate_with_libdrm();
     ASSERT_EQ(seen.size(), 1u);
     EXPECT_EQ(seen[0].bus, "0000:03:00.1");
     EXPECT_EQ(seen[0].vendor, 0x7A52u);
@@ -69,7 +38,7 @@ TEST(Libdrm, ListsDevicesInCardOrderHoweverTheyWereAdded) {
     kernel.adapter("0000:03:00.0", Family::newer, {.card = 2});
     kernel.foreign_gpu("0000:01:00.0", 0x10DE, {.card = 1});
     std::vector<std::string> primary;
-    for (const SeenDevice& device : enumerate()) {
+    for (const SeenDevice& device : enumerate_with_libdrm()) {
         primary.push_back(device.primary);
     }
     EXPECT_THAT(primary, ElementsAre("/dev/dri/card1", "/dev/dri/card2", "/dev/dri/card10"));
@@ -79,7 +48,7 @@ TEST(Libdrm, SeesTheChosenDeviceAndTheForeignVendor) {
     FakeKernel kernel;
     kernel.adapter("0000:03:00.0", Family::older, {.device = 0x4B04});
     kernel.foreign_gpu("0001:04:00.0", 0x1002);
-    const auto seen = enumerate();
+    const auto seen = enumerate_with_libdrm();
     ASSERT_EQ(seen.size(), 2u);
     EXPECT_EQ(seen[0].vendor, 0x1F41u);
     EXPECT_EQ(seen[0].device, 0x4B04u);

@@ -1,0 +1,128 @@
+#include "scenes/scenes.hpp"
+
+#include "scenes/adapters.hpp"
+
+namespace kt3::sim {
+namespace {
+
+constexpr std::uint16_t kNvidia = 0x10DE;
+constexpr std::uint16_t kAmd = 0x1002;
+
+void idle(Machine& machine) {
+    add_newer(machine, "0000:03:00.0");
+}
+
+void old_family(Machine& machine) {
+    add_older(machine, "0000:02:00.0");
+}
+
+void two_families(Machine& machine) {
+    add_newer(machine, "0000:03:00.0");
+    add_older(machine, "0000:05:00.0");
+}
+
+void demo(Machine& machine) {
+    two_families(machine);
+    machine.foreign_gpu("0000:08:00.0", kNvidia);
+}
+
+void foreign_gpu(Machine& machine) {
+    add_newer(machine, "0000:03:00.0");
+    machine.foreign_gpu("0000:08:00.0", kNvidia);
+}
+
+void four_devices(Machine& machine) {
+    add_newer(machine, "0000:03:00.0");
+    add_older(machine, "0000:05:00.0");
+    add_newer(machine, "0000:07:00.0", {.device = 0x5C05});
+    machine.foreign_gpu("0000:08:00.0", kAmd, {.device = 0x73BF});
+}
+
+void no_gpu(Machine&) {}
+
+void missing_nodes(Machine& machine) {
+    Adapter adapter = machine.adapter("0000:03:00.0", Family::newer);
+    adapter.node("eclk", "300\n").node("enable_usage", "0\n").node("driver_version", "25.0.46\n");
+    adapter.driver_version("wy 25.0.46 20240318 Graphics driver of the newer family\n");
+}
+
+void no_rights(Machine& machine) {
+    const Adapter adapter = add_newer(machine, "0000:03:00.0");
+    for (const std::string& folder : {adapter.node_path(""), adapter.hwmon_path("")}) {
+        for (const auto& file : std::filesystem::directory_iterator(machine.real(folder))) {
+            machine.refuse(folder + file.path().filename().string());
+        }
+    }
+    machine.refuse("/proc/gpuinfo_0");
+    machine.refuse("/sys/kernel/debug");
+}
+
+void no_device_rights(Machine& machine) {
+    add_newer(machine, "0000:03:00.0");
+    machine.refuse("/dev/dri/card0");
+    machine.refuse("/dev/dri/renderD128");
+}
+
+// The first choice of the older family is missing, which leaves the module that offers the older names only.
+void old_interface(Machine& machine) {
+    add_older(machine, "0000:02:00.0");
+    machine.file("/lib-absent", "libkt3keinterface_v2.so.0.0.0\n");
+}
+
+void no_module(Machine& machine) {
+    add_newer(machine, "0000:03:00.0");
+    machine.file("/lib-absent", "libvorlakeinterface_v2.so.0.0.0\n");
+}
+
+void game(Machine& machine) {
+    add_newer(machine, "0000:03:00.0")
+        .node("engine_3d_usage", "87\n")
+        .node("eclk", "1100\n")
+        .node("coreclk", "1100\n")
+        .node("free_fb_mem", "3310\n")
+        .node("dvfs_level", "dvfs_level:performance\n")
+        .node("dvfs_clk_voltage", "gfx_clock:1100\ngfx_voltage:980\n")
+        .hwmon("temp1_input", "71 *C\n");
+    machine.file("/module-behaviour", "sway 15 6\nbusy 87 3 9\nbusy_ext 0 80 87 0 9 3 87 9 3\nframes 75 15\n"
+                                      "bandwidth 5200 3100 1900 1400 760 220 90 40 20 10 5 1\n");
+}
+
+// clang-format off
+constexpr Scene kScenes[] = {
+    {"idle",             "one adapter of the newer family, at rest",                               idle},
+    {"two-families",     "one adapter of each family",                                             two_families},
+    {"demo",             "one adapter of each family and an NVIDIA card",                          demo},
+    {"foreign-gpu",      "one adapter of the newer family and an NVIDIA card",                     foreign_gpu},
+    {"four-devices",     "three adapters and an AMD card: more than the library looks at",         four_devices},
+    {"no-gpu",           "no graphics adapter at all",                                             no_gpu},
+    {"old-family",       "one adapter of the older family, at rest",                               old_family},
+    {"missing-nodes",    "an adapter whose driver publishes three nodes and nothing else",         missing_nodes},
+    {"no-rights",        "one adapter whose nodes, pages and debugfs files may not be read",       no_rights},
+    {"no-module",        "one adapter whose kernel-interface module is missing",                   no_module},
+    {"old-interface",    "one adapter of the older family with the older module",                  old_interface},
+    {"game",             "one adapter of the newer family under load, with moving module values",  game},
+    {"no-device-rights", "one adapter whose device nodes may not be opened",                       no_device_rights},
+};
+// clang-format on
+
+} // namespace
+
+std::span<const Scene> scenes() {
+    return kScenes;
+}
+
+const Scene* find_scene(std::string_view name) {
+    for (const Scene& scene : kScenes) {
+        if (scene.name == name) {
+            return &scene;
+        }
+    }
+    return nullptr;
+}
+
+void build_scene(const Scene& scene, Machine& machine) {
+    add_mainboard(machine);
+    scene.build(machine);
+}
+
+} // namespace kt3::sim

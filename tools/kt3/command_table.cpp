@@ -1,0 +1,40 @@
+#include "command_table.hpp"
+
+#include <utility>
+
+namespace kt3::cli {
+
+#define KT3_COMMAND(name) void add_##name(CLI::App& app, Options& options, Chosen& chosen);
+#include "command_table.def"
+#undef KT3_COMMAND
+
+namespace {
+
+using AddCommand = void (*)(CLI::App&, Options&, Chosen&);
+
+constexpr AddCommand kCommands[] = {
+#define KT3_COMMAND(name) add_##name,
+#include "command_table.def"
+#undef KT3_COMMAND
+};
+
+} // namespace
+
+CLI::App& add_command(CLI::App& app, const char* name, const char* description, Options& options, Chosen& chosen,
+                      Accepts accepts, std::function<ExitStatus(Session&)> run) {
+    CLI::App& command = *app.add_subcommand(name, description);
+    add_shared_options(command, options, accepts);
+    const std::string parent = app.get_name() == "kt3" ? "" : app.get_name() + " ";
+    command.final_callback([&chosen, accepts, full_name = parent + name, run = std::move(run)] {
+        chosen = {full_name, accepts, run};
+    });
+    return command;
+}
+
+void add_all_commands(CLI::App& app, Options& options, Chosen& chosen) {
+    for (const AddCommand add : kCommands) {
+        add(app, options, chosen);
+    }
+}
+
+} // namespace kt3::cli

@@ -1,0 +1,81 @@
+// kt3 doctor: what stands between the user and full readings, each finding with its fix. Nothing is bound or changed.
+
+#include "command_table.hpp"
+#include "machine_checks.hpp"
+#include "text_table.hpp"
+
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace kt3::cli {
+namespace {
+
+constexpr std::size_t kCheckWidth = 10;
+
+const char* level_word(Level level) {
+    return level == Level::ok ? "ok" : level == Level::note ? "note" : "problem";
+}
+
+Paint level_paint(Level level) {
+    return level == Level::ok ? Paint::good : level == Level::note ? Paint::plain : Paint::bad;
+}
+
+Json finding_object(const Finding& finding) {
+    return {{"check", finding.check},
+            {"level", level_word(finding.level)},
+            {"slot", finding.slot ? Json(*finding.slot) : Json(nullptr)},
+            {"message", finding.message},
+            {"fix", finding.fix.empty() ? Json(nullptr) : Json(finding.fix)}};
+}
+
+std::string finding_lines(const Finding& finding, bool color) {
+    const std::string where = finding.slot ? fmt::format("GPU {}: ", *finding.slot) : "";
+    std::string text = painted(fmt::format("{:<7}", level_word(finding.level)), level_paint(finding.level), color);
+    text += "  " + fact_list({{finding.check, where + finding.message}}, 0, kCheckWidth);
+    if (!finding.fix.empty()) {
+        text += fact_list({{"", "fix: " + finding.fix}}, 9, kCheckWidth);
+    }
+    return text;
+}
+
+// A missing driver part explains missing rights and readings, so it decides.
+ExitStatus status_of(const std::vector<Finding>& findings) {
+    for (const ExitStatus status :
+         {ExitStatus::driver, ExitStatus::permission, ExitStatus::not_found, ExitStatus::failure}) {
+        const bool met = std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
+            return finding.level == Level::problem && finding.status == status;
+        });
+        if (met) {
+            return status;
+        }
+    }
+    return ExitStatus::ok;
+}
+
+ExitStatus run_doctor(Session& session) {
+    const auto findings = examine_machine(session);
+    const bool color = color_of(session);
+    Json& array = session.report.members["findings"] = Json::array();
+    for (const Finding& finding : findings) {
+        array.push_back(finding_object(finding));
+        session.text += finding_lines(finding, color);
+    }
+    if (session.machine) {
+        for (const Adapter& adapter : session.machine->adapters) {
+            session.report.adapters.push_back(identity_of(adapter));
+        }
+    }
+    const auto problems = std::count_if(findings.begin(), findings.end(),
+                                        [](const Finding& finding) { return finding.level == Level::problem; });
+    session.text +=
+        problems == 0 ? "\nHealthy.\n" : fmt::format("\n{} problem{}.\n", problems, problems == 1 ? "" : "s");
+    return status_of(findings);
+}
+
+} // namespace
+
+void add_doctor(CLI::App& app, Options& options, Chosen& chosen) {
+    add_command(app, "doctor", "Look for what is missing and say how to mend it", options, chosen, {}, run_doctor);
+}
+
+} // namespace kt3::cli

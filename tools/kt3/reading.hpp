@@ -1,0 +1,49 @@
+#pragma once
+// One value of a report: there, or absent with the reason.
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace kt3::cli {
+
+using Json = nlohmann::ordered_json;
+
+enum class Absence {
+    none,
+    permission,       // the node is there, the rights are not
+    no_node,          // the driver publishes no such node
+    not_on_this_chip, // other chips have it
+    parse_error,      // the node holds no number
+    driver,           // the driver, its directory or its module is missing or reports an error
+};
+
+[[nodiscard]] const char* reason_code(Absence absence);  // "no_node"
+[[nodiscard]] const char* reason_words(Absence absence); // "no such node"
+
+struct Reading {
+    Json value = nullptr; // a number, a truth value or valid UTF-8 text; null when absent
+    Absence absence = Absence::none;
+
+    [[nodiscard]] bool present() const { return absence == Absence::none; }
+};
+
+[[nodiscard]] inline Reading absent(Absence why) {
+    return {nullptr, why};
+}
+
+// What errno says about a node that could not be opened or read.
+[[nodiscard]] Absence absence_of(int error);
+
+// "key": the value or null, and "key_reason": null or the code. Both keys are always there.
+void put(Json& object, const std::string& key, const Reading& reading);
+
+// For the screen: "45 C", "2048 MiB", "-  (no such node)".
+[[nodiscard]] std::string shown(const Reading& reading, const char* unit = "");
+
+// For a table cell: the same without the reason.
+[[nodiscard]] std::string shown_briefly(const Reading& reading, const char* unit = "");
+
+// For CSV: the bare value, empty when absent.
+[[nodiscard]] std::string bare(const Reading& reading);
+
+} // namespace kt3::cli

@@ -1,0 +1,67 @@
+#pragma once
+// What a command works with. The library is opened and the machine enumerated when a command first asks for them.
+
+#include "library.hpp"
+#include "machine.hpp"
+#include "options.hpp"
+#include "output.hpp"
+#include "report.hpp"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace kt3::cli {
+
+struct Session {
+    const Options& options;
+    Output& output;
+    Report report;
+    std::string text; // what goes to the output in text and CSV
+
+    std::unique_ptr<Library> opened;  // by library_of
+    std::unique_ptr<Machine> machine; // by machine_of
+};
+
+[[nodiscard]] const Library& library_of(Session& session);
+[[nodiscard]] Machine& machine_of(Session& session);
+
+// The adapters of --gpu. Throws Failure when there is none.
+[[nodiscard]] std::vector<const Adapter*> selected_adapters(Session& session);
+
+[[nodiscard]] inline Format format_of(const Session& session) {
+    return format_of(session.options);
+}
+[[nodiscard]] bool color_of(const Session& session);
+
+// Sends out what has been gathered so far as one sample of a stream, and starts the next: text and CSV as they are,
+// JSON as one line.
+void flush_sample(Session& session);
+
+// Sends out the rest: in JSON always one document, also after a failure.
+void finish_output(Session& session);
+
+// A malformed number in what the driver publishes reaches us as an exception of the library. It becomes an error of the
+// report; returns false then. `what` says what was being read.
+bool guarded(Session& session, const std::string& what, const std::function<void()>& calls);
+
+// Binds an adapter for the life of the object. Usage accounting is switched on with it and off again at its end, also
+// after a failed initialisation, which may have come as far as switching it on.
+class Binding {
+public:
+    Binding(Session& session, const Adapter& adapter);
+    ~Binding();
+    Binding(const Binding&) = delete;
+    Binding& operator=(const Binding&) = delete;
+
+    // False when the kernel-interface module is missing or unusable; nodes can be read nevertheless.
+    [[nodiscard]] bool complete() const { return complete_; }
+
+private:
+    const Library& library_;
+    int slot_;
+    bool complete_ = false;
+};
+
+} // namespace kt3::cli

@@ -1,0 +1,289 @@
+// kt3 prefer: which GPU an application should run on. No adapter is bound: binding forgets the loaded preferences.
+
+#include "command_table.hpp"
+#include "log_capture.hpp"
+#include "preference_text.hpp"
+#include "screen_text.hpp"
+#include "text_table.hpp"
+
+#include <CLI/Validators.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <memory>
+
+namespace kt3::cli {
+namespace {
+
+constexpr const char* kFileBelowHome = "/.local/share/tqm_gfx_util.ini";
+
+// ---- the file and the list ------------------------------------------------------------------------------------------
+
+std::string preference_file() {
+    const char* home = std::getenv("HOME");
+    if (home == nullptr || *home == '\0') {
+        throw Failure{ExitStatus::failure, "no_home", "HOME is not set, so there is no place for preferences",
+                      "set HOME to the folder of the user"};
+    }
+    return std::string(home) + kFileBelowHome;
+}
+
+[[noreturn]] void file_error(const std::string& verb, const std::string& path, int error) {
+    const bool denied = error == EACCES || error == EPERM || error == EROFS;
+    const std::string folder = path.substr(0, path.rfind('/'));
+    throw Failure{denied ? ExitStatus::permission : ExitStatus::failure, "preference_file",
+                  fmt::format("cannot {} {}: {}", verb, path, std::strerror(error)),
+                  error == ENOENT ? "mkdir -p " + folder : ""};
+}
+
+std::string read_file(const std::string& path) {
+    const Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file) {
+        if (errno == ENOENT) {
+            return "";
+        }
+        file_error("read", path, errno);
+    }
+    std::string text;
+    char piece[4096];
+    for (ssize_t got = 0; (got = ::read(file.get(), piece, sizeof piece)) > 0;) {
+        text.append(piece, static_cast<std::size_t>(got));
+    }
+    return text;
+}
+
+// Reading comes first in every command: the library would write back an empty list if it had not loaded the file, and
+// a file that may not be read counts as empty to it.
+std::vector<Preference> read_preferences(Session& session) {
+    (void)read_file(preference_file());
+    const Library& library = library_of(session);
+    const auto get = KT3_ENTRY(library, get_gpu_preference);
+    std::int32_t count = 0;
+    get(nullptr, &count);
+    std::vector<_UTIL_GPU_PREFERENCE_NODE> nodes(static_cast<std::size_t>(std::max(count, 1)));
+    get(nodes.data(), &count);
+    nodes.resize(static_cast<std::size_t>(std::max(count, 0)));
+    std::vector<Preference> preferences;
+    std::transform(nodes.begin(), nodes.end(), std::back_inserter(preferences), preference_in);
+    return preferences;
+}
+
+// The library reports a failed save in its log only.
+void check_saved(const std::string& path) {
+    const auto lines = take_log_lines();
+    const bool refused = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
+        return line.rfind("savefile_INI: can't open", 0) == 0;
+    });
+    if (refused) {
+        const std::string folder = path.substr(0, path.rfind('/'));
+        const bool folder_there = ::access(folder.c_str(), F_OK) == 0;
+        const int error = ::access(path.c_str(), W_OK) == 0 ? EACCES : errno;
+        file_error("write", path, folder_there && error == ENOENT ? EACCES : error);
+    }
+}
+
+[[noreturn]] void not_saved(const std::string& path) {
+    throw Failure{ExitStatus::failure, "not_saved", fmt::format("{} does not show the change", path),
+                  "see whether the disk is full or another program writes the file"};
+}
+
+// ---- output ---------------------------------------------------------------------------------------------------------
+
+Json preference_object(const Preference& preference) {
+    return {{"name", preference.name},
+            {"path", preference.path},
+            {"value", preference.value},
+            {"gpu_name", preference.gpu_name},
+            {"gpu_bdf", bus_text(preference.gpu_bus)}};
+}
+
+void show(Session& session, const std::vector<Preference>& preferences) {
+    Table table{{{"NAME", "name"},
+                 {"VALUE", "value", Align::right},
+                 {"GPU", "gpu_name"},
+                 {"GPU BUS ID", "gpu_bdf"},
+                 {"PATH", "path"}},
+                {}};
+    Json& array = session.report.members["preferences"] = Json::array();
+    for (const Preference& preference : preferences) {
+        array.push_back(preference_object(preference));
+        table.rows.push_back({preference.name, std::to_string(preference.value), preference.gpu_name,
+                              bus_text(preference.gpu_bus), preference.path});
+    }
+    if (format_of(session) == Format::csv) {
+        session.text = comma_separated(table);
+    } else {
+        session.text = preferences.empty() ? "No preferences stored.\n" : aligned(table, color_of(session));
+    }
+}
+
+// "kept", "added", "changed" or "removed", with the entry as it was and as it is; null where there is none.
+void show_change(Session& session, const char* what, const Preference* before, const Preference* after) {
+    session.report.members["change"] = what;
+    session.report.members["before"] = before == nullptr ? Json(nullptr) : preference_object(*before);
+    session.report.members["after"] = after == nullptr ? Json(nullptr) : preference_object(*after);
+    const auto line = [](const Preference& p) {
+        return screen_safe(fmt::format("{}  value {}, GPU {} at {}", p.path, p.value,
+                                       p.gpu_name.empty() ? "-" : p.gpu_name, bus_text(p.gpu_bus)));
+    };
+    session.text = fmt::format("{} {}\n", screen_safe((after == nullptr ? before : after)->name), what);
+    if (before != nullptr && (after == nullptr || *before != *after)) {
+        session.text += "  was  " + line(*before) + '\n';
+    }
+    if (after != nullptr) {
+        session.text += "  now  " + line(*after) + '\n';
+    }
+}
+
+// ---- the commands ---------------------------------------------------------------------------------------------------
+
+struct Wish {
+    std::string application; // name or path
+    std::optional<std::int32_t> value;
+    std::optional<std::string> gpu_name;
+    std::optional<std::string> bus;
+};
+
+const Preference* find_named(const std::vector<Preference>& preferences, const std::string& application) {
+    const std::string name = application_name(application);
+    const auto found = std::find_if(preferences.begin(), preferences.end(),
+                                    [&](const Preference& preference) { return preference.name == name; });
+    return found == preferences.end() ? nullptr : &*found;
+}
+
+const Preference& require_named(const std::vector<Preference>& preferences, const std::string& application) {
+    const Preference* found = find_named(preferences, application);
+    if (found == nullptr) {
+        throw Failure{ExitStatus::failure, "no_preference",
+                      fmt::format("no preference stored for '{}'", application_name(application)),
+                      "`kt3 prefer list` shows what is stored"};
+    }
+    return *found;
+}
+
+ExitStatus run_list(Session& session) {
+    show(session, read_preferences(session));
+    return ExitStatus::ok;
+}
+
+ExitStatus run_get(Session& session, const Wish& wish) {
+    const auto preferences = read_preferences(session);
+    show(session, {require_named(preferences, wish.application)});
+    return ExitStatus::ok;
+}
+
+[[noreturn]] void refuse(const std::string& why) {
+    throw Failure{ExitStatus::usage, "not_storable", why};
+}
+
+void take_adapter(Session& session, Preference& preference) {
+    const auto adapters = selected_adapters(session);
+    if (adapters.size() != 1) {
+        refuse("--gpu must name one adapter");
+    }
+    // The field is shorter than a display name can be.
+    preference.gpu_name = adapters[0]->name.substr(0, sizeof(_UTIL_GPU_PREFERENCE_NODE::PreferGpuName) - 1);
+    preference.gpu_bus = adapters[0]->bus;
+}
+
+void take_wish(Session& session, const Wish& wish, Preference& preference) {
+    if (!session.options.gpu.empty()) {
+        take_adapter(session, preference);
+    }
+    if (wish.gpu_name) {
+        const std::string why = wish.gpu_name->empty() ? "" : why_no_gpu_name(*wish.gpu_name);
+        if (!why.empty()) {
+            refuse(why);
+        }
+        preference.gpu_name = *wish.gpu_name;
+    }
+    if (wish.bus && !parse_bus_id(*wish.bus, preference.gpu_bus)) {
+        refuse(fmt::format("'{}' is no PCI bus id such as 0000:03:00.0", *wish.bus));
+    }
+    if (wish.value) {
+        preference.value = *wish.value;
+    }
+}
+
+ExitStatus run_set(Session& session, const Wish& wish) {
+    const std::string why = why_not_storable(wish.application);
+    if (!why.empty()) {
+        refuse(why);
+    }
+    if (session.options.gpu.empty() && !wish.gpu_name && !wish.bus && !wish.value) {
+        refuse("nothing to set: give --gpu, --bus, --gpu-name or --value");
+    }
+    const std::string path = preference_file();
+    const auto preferences = read_preferences(session);
+    const Preference* before = find_named(preferences, wish.application);
+    Preference after = before == nullptr ? Preference{} : *before;
+    after.name = application_name(wish.application);
+    after.path = wish.application;
+    take_wish(session, wish, after);
+    if (before != nullptr && *before == after) {
+        show_change(session, "kept", before, &after);
+        return ExitStatus::ok;
+    }
+    (void)take_log_lines();
+    auto node = node_of(after);
+    KT3_ENTRY(library_of(session), set_gpu_preference)(&node);
+    check_saved(path);
+    if (read_file(path).find(stored_lines(after)) == std::string::npos) {
+        not_saved(path);
+    }
+    show_change(session, before == nullptr ? "added" : "changed", before, &after);
+    return ExitStatus::ok;
+}
+
+ExitStatus run_remove(Session& session, const Wish& wish) {
+    const std::string path = preference_file();
+    const auto preferences = read_preferences(session);
+    const Preference& before = require_named(preferences, wish.application);
+    const auto same_name = std::count_if(preferences.begin(), preferences.end(),
+                                         [&](const Preference& preference) { return preference.name == before.name; });
+    (void)take_log_lines();
+    auto node = node_of(before);
+    std::memset(node.FullPath, 0, sizeof node.FullPath); // the library looks for the last part of the path
+    std::memcpy(node.FullPath, node.name, sizeof node.name);
+    KT3_ENTRY(library_of(session), remove_gpu_preference)(&node);
+    check_saved(path);
+    if (headings_in(read_file(path), before.name) >= same_name) {
+        not_saved(path);
+    }
+    show_change(session, "removed", &before, nullptr);
+    return ExitStatus::ok;
+}
+
+using RunWish = ExitStatus (*)(Session&, const Wish&);
+
+CLI::App& add_wish_command(CLI::App& prefer, const char* name, const char* description, Options& options,
+                           Chosen& chosen, Accepts accepts, const std::shared_ptr<Wish>& wish, RunWish run) {
+    CLI::App& command = add_command(prefer, name, description, options, chosen, accepts,
+                                    [wish, run](Session& session) { return run(session, *wish); });
+    command.add_option("application", wish->application, "Path of the program; its file name decides")->required();
+    return command;
+}
+
+} // namespace
+
+void add_prefer(CLI::App& app, Options& options, Chosen& chosen) {
+    CLI::App& prefer = *app.add_subcommand("prefer", "Choose the GPU an application runs on");
+    prefer.require_subcommand(1);
+    const auto wish = std::make_shared<Wish>();
+    add_command(prefer, "list", "List all preferences", options, chosen, {.csv = true}, run_list);
+    add_wish_command(prefer, "get", "Show the preference of an application", options, chosen, {.csv = true}, wish,
+                     run_get);
+    CLI::App& set = add_wish_command(prefer, "set", "Store the preference of an application", options, chosen,
+                                     {.gpu = true}, wish, run_set);
+    set.add_option("--value", wish->value, "Preference value")->type_name("N");
+    set.add_option("--gpu-name", wish->gpu_name, "Name of the preferred GPU, for one that is not in this machine")
+        ->type_name("NAME");
+    set.add_option("--bus", wish->bus, "PCI bus id of the preferred GPU, hexadecimal")->type_name("BDF");
+    add_wish_command(prefer, "remove", "Forget the preference of an application", options, chosen, {}, wish,
+                     run_remove);
+}
+
+} // namespace kt3::cli

@@ -13,6 +13,7 @@
 #include <new>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 
 namespace kt3::cli {
 namespace {
@@ -30,6 +31,11 @@ ExitStatus run_guarded(Session& session, const std::function<ExitStatus(Session&
         return ExitStatus::interrupted;
     } catch (const std::bad_alloc&) {
         note_error(session.report, {ExitStatus::failure, "memory", "out of memory"});
+        return ExitStatus::failure;
+    } catch (const std::logic_error& error) { // number errors of the library that no guarded() met
+        note_error(session.report,
+                   {ExitStatus::failure, "parse_error",
+                    fmt::format("the driver published a malformed number ({})", error.what()), ""});
         return ExitStatus::failure;
     } catch (const std::exception& error) {
         note_error(session.report, {ExitStatus::failure, "failure", error.what()});

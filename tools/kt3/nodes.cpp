@@ -53,6 +53,7 @@ Absence without_directory(const Adapter& adapter) {
 
 // `value` is what the library made of the node; 0 says nothing yet.
 Reading judged(std::int64_t value, int directory, const char* name) {
+    check_interrupt(); // it may be why nothing was read
     if (value != 0) {
         return {value};
     }

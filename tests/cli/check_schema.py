@@ -1,0 +1,69 @@
+"""Runs kt3 with --json on every simulated machine and checks each document against the schema.
+
+Usage: check_schema.py KT3-SIM KT3 SCHEMA
+"""
+import json
+import os
+import subprocess
+import sys
+import tempfile
+
+import jsonschema
+
+sim, kt3, schema_file = sys.argv[1:]
+with open(schema_file) as file:
+    schema = json.load(file)
+jsonschema.Draft7Validator.check_schema(schema)
+validator = jsonschema.Draft7Validator(schema)
+
+scenes = ["idle", "two-families", "demo", "foreign-gpu", "four-devices", "no-gpu", "old-family", "missing-nodes",
+          "no-rights"]
+commands = [[], ["list"], ["info"], ["doctor"], ["version"], ["list", "-g", "9"], ["no-such-command"],
+            ["prefer", "list"], ["prefer", "set", "/usr/bin/app", "--value", "1"], ["prefer", "get", "app"],
+            ["prefer", "get", "absent"], ["prefer", "remove", "app"], ["prefer", "remove", "app"]]
+
+
+def documents(scene):
+    with tempfile.TemporaryDirectory() as home:
+        os.makedirs(home + "/.local/share")
+        with open(home + "/.local/share/tqm_gfx_util.ini", "wb") as file:
+            file.write(b"[broken\xff]\nFullPath = /\xc3\x28\n")
+        environment = dict(os.environ, HOME=home, ASAN_OPTIONS="verify_asan_link_order=0")
+        for command in commands:
+            run = subprocess.run([sim, "run", scene, "--", kt3, *command, "--json"], env=environment,
+                                 stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+            yield command, run.stdout
+
+
+def keys(value):
+    """The shape of a value: what must be the same for every chip."""
+    return {key: keys(inner) for key, inner in value.items()} if isinstance(value, dict) else None
+
+
+failures = 0
+shapes = {}
+for scene in scenes:
+    for command, text in documents(scene):
+        where = f"{scene}: kt3 {' '.join(command)}"
+        try:
+            document = json.loads(text)
+        except ValueError as error:
+            print(f"{where}: no JSON ({error}): {text!r}")
+            failures += 1
+            continue
+        for error in validator.iter_errors(document):
+            print(f"{where}: {error.json_path}: {error.message}")
+            failures += 1
+        for adapter in document["adapters"]:
+            expected = shapes.setdefault(tuple(command[:1]), keys(adapter))
+            if keys(adapter) != expected:
+                print(f"{where}: adapter {adapter['slot']} has other keys than the first one")
+                failures += 1
+
+# A check that cannot fail says nothing: a value in the wrong place must be found.
+broken = {"schema_version": 1, "tool_version": "1", "interface_version": "23", "timestamp": "now", "command": "list",
+          "adapters": [{}], "errors": []}
+if len(list(validator.iter_errors(broken))) < 3:
+    print("the schema accepts a broken document")
+    failures += 1
+sys.exit(1 if failures else 0)

@@ -1,0 +1,98 @@
+// Every way to fail: the exit status, and standard output carrying data alone.
+
+#include "cli/run_kt3.hpp"
+
+#include <nlohmann/json.hpp>
+
+using namespace kt3::tests;
+using nlohmann::json;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+namespace {
+
+struct ErrorCase {
+    const char* name; // a sentence
+    const char* scene;
+    std::vector<std::string> arguments;
+    int status;
+    const char* code; // in JSON
+};
+
+class Kt3Error : public ::testing::TestWithParam<ErrorCase> {};
+
+// clang-format off
+const ErrorCase kErrors[] = {
+    {"AnUnknownCommandIsWrongUsage",          "idle",   {"no-such-command"},                2, "usage"},
+    {"AnUnknownOptionIsWrongUsage",           "idle",   {"list", "--no-such-option"},       2, "usage"},
+    {"AnOptionWithoutItsValueIsWrongUsage",   "idle",   {"list", "-g"},                     2, "usage"},
+    {"AnUnknownColorModeIsWrongUsage",        "idle",   {"list", "--color", "sometimes"},   2, "usage"},
+    {"CsvOfACommandWithoutRowsIsWrongUsage",  "idle",   {"info", "--csv"},                  2, "usage"},
+    {"APreferCommandAloneIsWrongUsage",       "idle",   {"prefer"},                         2, "usage"},
+    {"ANonNumberAsValueIsWrongUsage",         "idle",   {"prefer", "set", "/x", "--value", "many"}, 2, "usage"},
+    {"AnUnknownSlotIsNotFound",               "idle",   {"list", "-g", "1"},                3, "no_such_adapter"},
+    {"AnUnknownBusIdIsNotFound",              "idle",   {"info", "-g", "0000:ff:00.0"},     3, "no_such_adapter"},
+    {"AMachineWithoutAdapterIsNotFound",      "no-gpu", {"list"},                           3, "no_adapter"},
+    {"ASummaryWithoutAdapterIsNotFound",      "no-gpu", {},                                 3, "no_adapter"},
+    {"ALibraryThatIsAbsentIsMissing",         "idle",   {"list", "--library", "/nonexistent.so"}, 5, "library_missing"},
+    {"ALibraryWithoutEntryPointsIsMissing",   "idle",   {"list", "--library", KT3_PARTIAL_LIBRARY}, 5, "symbol_missing"},
+    {"AMalformedNumberIsAFailure",            "idle",   {"info", "--library", KT3_THROWING_LIBRARY}, 1, "parse_error"},
+    {"APreferenceThatIsAbsentIsAFailure",     "idle",   {"prefer", "get", "absent"},        1, "no_preference"},
+    {"APathThatCannotBeStoredIsWrongUsage",   "idle",   {"prefer", "set", "/a;b", "--value", "1"}, 2, "not_storable"},
+};
+// clang-format on
+
+} // namespace
+
+TEST_P(Kt3Error, KeepsStandardOutputEmptyAsText) {
+    const Ended run = run_kt3(GetParam().scene, GetParam().arguments);
+    EXPECT_EQ(run.status, GetParam().status) << run.err;
+    EXPECT_THAT(run.out, IsEmpty());
+    EXPECT_THAT(run.err, HasSubstr("kt3: "));
+}
+
+TEST_P(Kt3Error, IsADocumentAsJson) {
+    auto arguments = GetParam().arguments;
+    arguments.emplace_back("--json");
+    const Ended run = run_kt3(GetParam().scene, arguments);
+    EXPECT_EQ(run.status, GetParam().status) << run.err;
+    if (run.out.empty() && GetParam().arguments.size() > 1 && GetParam().arguments[1] == "-g") {
+        return; // the option took --json for its value
+    }
+    const json document = json::parse(run.out);
+    ASSERT_EQ(document["errors"].size(), 1U) << run.out;
+    EXPECT_EQ(document["errors"][0]["code"], GetParam().code);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, Kt3Error, ::testing::ValuesIn(kErrors),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(Kt3ErrorText, NamesEveryMissingEntryPoint) {
+    const Ended run = run_kt3("idle", {"list", "--library", KT3_PARTIAL_LIBRARY});
+    EXPECT_THAT(run.err, AllOf(HasSubstr("'gfx_find_adapter'"), HasSubstr("'gfx_global_exit'"),
+                               Not(HasSubstr("'get_interface_version'"))));
+}
+
+TEST(Kt3ErrorText, ListsTheValidAdaptersForAnUnknownOne) {
+    const Ended run = run_kt3("two-families", {"list", "-g", "7"});
+    EXPECT_THAT(run.err, AllOf(HasSubstr("0 (0000:03:00.0, "), HasSubstr("1 (0000:05:00.0, "), HasSubstr(", all\n")));
+}
+
+TEST(Kt3ErrorText, HasNoControlBytesOfTheUser) {
+    const Ended run = run_kt3("idle", {"list", "-g", "\x1b[2J"});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, AllOf(HasSubstr("\\x1b[2J"), Not(HasSubstr("\x1b"))));
+}
+
+TEST(Kt3Error, LetsGoOfTheAdapterWhenTheLibraryThrows) {
+    const Ended run = run_kt3("idle", {"info", "--library", KT3_THROWING_LIBRARY});
+    EXPECT_THAT(run.err, AllOf(HasSubstr("malformed number (stoi)"), HasSubstr("let go\n")));
+}
+
+TEST(Kt3Error, IsAMatterOfRightsWhenDeviceNodesMayNotBeOpened) {
+    const Ended run = run_kt3("no-device-rights", {"list"});
+    EXPECT_EQ(run.status, 4) << run.err;
+    EXPECT_THAT(run.err, AllOf(HasSubstr("cannot open /dev/dri/"), HasSubstr("video and render")));
+}

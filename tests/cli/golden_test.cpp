@@ -1,0 +1,67 @@
+// Whole outputs, compared with the files in golden/. KT3_UPDATE_GOLDEN=1 writes them anew; look at the difference then.
+
+#include "cli/run_kt3.hpp"
+
+using namespace kt3::tests;
+
+namespace {
+
+struct GoldenCase {
+    const char* file;
+    const char* scene;
+    std::vector<std::string> arguments;
+    int status = 0;
+};
+
+class Golden : public ::testing::TestWithParam<GoldenCase> {};
+
+// clang-format off
+const GoldenCase kCases[] = {
+    {"summary_demo.txt",          "demo",          {}},
+    {"summary_demo.json",         "demo",          {"--json"}},
+    {"summary_demo.csv",          "demo",          {"--csv"}},
+    {"list_demo.txt",             "demo",          {"list"}},
+    {"list_demo.json",            "demo",          {"list", "--json"}},
+    {"list_demo.csv",             "demo",          {"list", "--csv"}},
+    {"list_four_devices.txt",     "four-devices",  {"list"}},
+    {"list_no_gpu.json",          "no-gpu",        {"list", "--json"}, 3},
+    {"info_demo.txt",             "demo",          {"info"}},
+    {"info_idle.json",            "idle",          {"info", "--json"}},
+    {"info_missing_nodes.txt",    "missing-nodes", {"info"}},
+    {"info_missing_nodes.json",   "missing-nodes", {"info", "--json"}},
+    {"info_no_rights.txt",        "no-rights",     {"info"}},
+    {"doctor_demo.txt",           "demo",          {"doctor"}},
+    {"doctor_no_rights.txt",      "no-rights",     {"doctor"}, 4},
+    {"doctor_no_module.json",     "no-module",     {"doctor", "--json"}, 5},
+    {"version.txt",               "idle",          {"version"}},
+    {"version.json",              "idle",          {"version", "--json"}},
+    {"prefer_list.txt",           "no-gpu",        {"prefer", "list"}},
+    {"prefer_list.json",          "no-gpu",        {"prefer", "list", "--json"}},
+    {"prefer_list.csv",           "no-gpu",        {"prefer", "list", "--csv"}},
+};
+// clang-format on
+
+constexpr const char* kPreferences = "; tqm_gfx_util.ini\n\n"
+                                     "[app]\nFullPath = /usr/bin/app\nPreferGpuName = Gpu0:Vorla-55F0\n"
+                                     "PreferGpuBusID = 0000:03:00.0\nGpuPrefer = 2\n\n\n"
+                                     "[game.exe]\nFullPath = C:\\apps, old\\game.exe\nPreferGpuName = Gpu1:QN R-4480\n"
+                                     "PreferGpuBusID = 0000:10:31.7\nGpuPrefer = -1\n\n\n";
+
+} // namespace
+
+TEST_P(Golden, OutputIsAsRecorded) {
+    const Scratch scratch;
+    scratch.write_preferences(kPreferences);
+    const Ended run = run_kt3(GetParam().scene, GetParam().arguments, scratch);
+    EXPECT_EQ(run.status, GetParam().status) << run.err;
+    const auto file = std::filesystem::path(KT3_GOLDEN_FOLDER) / GetParam().file;
+    if (std::getenv("KT3_UPDATE_GOLDEN") != nullptr) {
+        std::ofstream(file, std::ios::binary) << normalised(run.out);
+    }
+    ASSERT_TRUE(std::filesystem::exists(file)) << file;
+    EXPECT_EQ(normalised(run.out), file_text(file));
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, Golden, ::testing::ValuesIn(kCases), [](const auto& info) {
+    return std::regex_replace(info.param.file, std::regex("[^A-Za-z0-9]"), "_");
+});

@@ -1,0 +1,119 @@
+#pragma once
+// kt3 as users run it: a process of its own, on a simulated machine, with its two output channels kept apart.
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <map>
+#include <regex>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace kt3::tests {
+
+struct Ended {
+    int status = -1; // 128 + the signal when one ended it
+    std::string out;
+    std::string err;
+};
+
+inline std::string file_text(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// A folder of one test; HOME of the processes it starts.
+class Scratch {
+public:
+    Scratch() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "kt3-cli-XXXXXX").string();
+        EXPECT_NE(::mkdtemp(pattern.data()), nullptr);
+        folder = pattern;
+    }
+    ~Scratch() {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+
+    [[nodiscard]] std::filesystem::path preferences() const { return folder / ".local/share/tqm_gfx_util.ini"; }
+    void write_preferences(const std::string& text) const {
+        std::filesystem::create_directories(preferences().parent_path());
+        std::ofstream(preferences(), std::ios::binary) << text;
+    }
+
+    std::filesystem::path folder;
+};
+
+using Environment = std::map<std::string, std::string>;
+
+// Files instead of pipes, so that no reader is needed while the process runs.
+inline Ended run_process(const std::vector<std::string>& arguments, const Scratch& scratch,
+                         const Environment& environment = {}) {
+    const std::string out = scratch.folder / "stdout";
+    const std::string err = scratch.folder / "stderr";
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::setenv("HOME", scratch.folder.c_str(), 1);
+        ::setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
+        ::unsetenv("NO_COLOR");
+        for (const auto& [name, value] : environment) {
+            ::setenv(name.c_str(), value.c_str(), 1);
+        }
+        ::dup2(::open("/dev/null", O_RDONLY), 0);
+        ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
+        ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
+        std::vector<char*> pointers;
+        for (const std::string& argument : arguments) {
+            pointers.push_back(const_cast<char*>(argument.c_str()));
+        }
+        pointers.push_back(nullptr);
+        ::execvp(pointers[0], pointers.data());
+        ::_exit(127);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), file_text(out), file_text(err)};
+}
+
+inline Ended run_in_scene(const std::string& scene, std::vector<std::string> arguments, const Scratch& scratch,
+                          const Environment& environment = {}) {
+    arguments.insert(arguments.begin(), {KT3_SIM_PROGRAM, "run", scene, "--"});
+    return run_process(arguments, scratch, environment);
+}
+
+inline Ended run_kt3(const std::string& scene, std::vector<std::string> arguments, const Scratch& scratch,
+                     const Environment& environment = {}) {
+    arguments.insert(arguments.begin(), KT3_PROGRAM);
+    return run_in_scene(scene, std::move(arguments), scratch, environment);
+}
+
+inline Ended run_kt3(const std::string& scene, std::vector<std::string> arguments) {
+    const Scratch scratch;
+    return run_kt3(scene, std::move(arguments), scratch);
+}
+
+// A shell script with $KT3 and $KT3_SIM set.
+inline Ended run_script(const std::string& scene, const std::string& script, const Scratch& scratch) {
+    return run_in_scene(scene, {"sh", "-c", script}, scratch, {{"KT3", KT3_PROGRAM}, {"KT3_SIM", KT3_SIM_PROGRAM}});
+}
+
+// What differs from run to run or from build to build, replaced.
+inline std::string normalised(std::string text) {
+    text = std::regex_replace(text, std::regex("\"timestamp\": ?\"[^\"]*\""), "\"timestamp\": \"TIME\"");
+    const auto replace_all = [&](const std::string& what, const std::string& by) {
+        for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size()) {
+            text.replace(at, what.size(), by);
+        }
+    };
+    replace_all(KT3_BUILD_FOLDER, "BUILD");
+    replace_all(KT3_TOOL_VERSION, "VERSION");
+    return text;
+}
+
+} // namespace kt3::tests

@@ -1,0 +1,55 @@
+// Finds one adapter, and fails on its nodes as the library does on malformed numbers.
+
+#include "kt3_mgmt/kt3_mgmt_interface.h"
+
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+
+extern "C" {
+
+int32_t get_interface_version() {
+    return KT3_INTERFACE_VERSION;
+}
+int32_t get_interface_version_ext1(_GFX_INTERFACE_VERSION* record) {
+    record->match_result = KT3_VERSION_MAJOR_MISMATCH;
+    return 0;
+}
+int32_t set_print_callback(kt3_print_callback) {
+    return 0;
+}
+int32_t gfx_find_adapter(find_adapter* record) {
+    record->chip_num = 1;
+    record->chip_id[0] = 0x5C0E;
+    std::strcpy(record->name[0], "Gpu0:Vorla-55F0");
+    record->gpu_infos[0].info_fd = 2; // any open descriptor
+    return 0;
+}
+int32_t gfx_find_adapter_ext1(find_adapter_ext1* record) {
+    record->vendor_id[0] = 0x7A52;
+    return 0;
+}
+int32_t gfx_global_init(find_adapter* record) {
+    return record->chip_id[0];
+}
+int32_t gfx_global_exit(int32_t) {
+    std::fputs("let go\n", stderr);
+    return 0;
+}
+int32_t gpuinfo_vorla_init() {
+    return 1;
+}
+int32_t gpuinfo_select_new_chip(find_adapter*) {
+    return 0;
+}
+int32_t gpuinfo_get_wyinfoFD_value_int(int32_t) {
+    throw std::invalid_argument("stoi");
+}
+int32_t gpuinfo_get_hwmonFD_value_int(int32_t, uint32_t*) {
+    throw std::out_of_range("stoi");
+}
+uint32_t gpuinfo_get_temparature_value_int(uint32_t*) {
+    throw std::out_of_range("stoi");
+}
+
+} // extern "C"

@@ -431,6 +431,122 @@ KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, reserved_92) == 92);
 KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, reserved_96) == 96);
 KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, mclk) == 100);
 KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, dvfs_level) == 104);
+/* ---- records: virtual memory ---------------------------------------------------------------------------------- */
+
+struct vidmm_vm_pte_elt3k;
+
+/*
+ * One page-table entry of a client. The links point to other entries of the same data_vectors record and follow them
+ * when the record is copied, moved or filled beyond its reserved room.
+ */
+typedef struct vidmm_vm_pt {
+    char Buffer[48];                        /* text behind "buffer:", NUL-terminated */
+    char Addr[48];                          /* text behind "addr:" up to the next comma, NUL-terminated */
+    struct vidmm_vm_pt* entries;            /* first entry of the next level below this one, or null */
+    struct vidmm_vm_pt* parent;             /* entry of the level above; set on the first child only */
+    int32_t PT_Level;                       /* 0, 1 or 2 */
+    int32_t PT_index;                       /* index within its table */
+    struct vidmm_vm_pte_elt3k* sub_entries; /* first sub-table entry of the run below this entry, or null */
+    struct vidmm_vm_pt* next;               /* next sibling, or null */
+    struct vidmm_vm_pt* pre;                /* previous sibling, or null */
+} vidmm_vm_pt;
+KT3_LAYOUT(sizeof(vidmm_vm_pt) == 144);
+KT3_LAYOUT(offsetof(vidmm_vm_pt, Buffer) == 0);
+KT3_LAYOUT(offsetof(vidmm_vm_pt, Addr) == 48);
+KT3_LAYOUT(offsetof(vidmm_vm_pt, entries) == 96);
+KT3_LAYOUT(offsetof(vidmm_vm_pt, parent) == 104);
+KT3_LAYOUT(offsetof(vidmm_vm_pt, PT_Level) == 112);
+KT3_LAYOUT(offsetof(vidmm_vm_pt, PT_index) == 116);
+KT3_LAYOUT(offsetof(vidmm_vm_pt, sub_entries) == 120);
+KT3_LAYOUT(offsetof(vidmm_vm_pt, next) == 128);
+KT3_LAYOUT(offsetof(vidmm_vm_pt, pre) == 136);
+
+/* Level and index of the page-table entry that owns a run of sub-table entries; 0, 0 for a run without owner. */
+typedef struct kt3_digital_index {
+    int32_t parent_level;
+    int32_t parent_index;
+} kt3_digital_index;
+KT3_LAYOUT(sizeof(kt3_digital_index) == 8);
+KT3_LAYOUT(offsetof(kt3_digital_index, parent_level) == 0);
+KT3_LAYOUT(offsetof(kt3_digital_index, parent_index) == 4);
+
+/* One sub-table entry of a client. */
+typedef struct vidmm_vm_pte_elt3k {
+    uint16_t Snoop;
+    uint16_t Segment;
+    char Addr[48];                   /* text behind "Addr:" to the end of the line, NUL-terminated */
+    uint16_t LargePage;              /* 0 when the line does not name it */
+    int32_t ST_Level;                /* 0, 1 or 2 */
+    int32_t Index;                   /* index within its table */
+    struct vidmm_vm_pte_elt3k* next; /* next entry of the same run, or null */
+    struct vidmm_vm_pte_elt3k* pre;  /* previous entry of the same run, or null */
+    struct vidmm_vm_pt* parent;      /* owning page-table entry; set on the first entry of a run only */
+    uint8_t found;                   /* 1 only in the copy that a successful Find_SubTable_2_node returns */
+    kt3_digital_index DigitalIndex;  /* filled by generate_DigitalIndex */
+} vidmm_vm_pte_elt3k;
+KT3_LAYOUT(sizeof(vidmm_vm_pte_elt3k) == 104);
+KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, Snoop) == 0);
+KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, Segment) == 2);
+KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, Addr) == 4);
+KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, LargePage) == 52);
+KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, ST_Level) == 56);
+KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, Index) == 60);
+KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, next) == 64);
+KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, pre) == 72);
+KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, parent) == 80);
+KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, found) == 88);
+KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, DigitalIndex) == 92);
+
+enum {
+    KT3_PAGE_TABLE_ROW = 1, /* values of `type` in a row */
+    KT3_SUB_TABLE_ROW = -1
+};
+
+/* One exported row: a page-table entry or a sub-table entry of one client. Look at `type` first. */
+typedef struct _PAGETABLE_DATA {
+    int64_t pid;            /* process id of the client */
+    int64_t addr;           /* address of the entry; a signed 32-bit value, widened */
+    uint16_t snoop;         /* sub-table rows only; page-table rows leave the client's bytes alone */
+    uint16_t segment;       /* sub-table rows only, as above */
+    uint16_t large_page;    /* sub-table rows only, as above */
+    uint8_t reserved_22[2]; /* never written */
+    int32_t level;          /* 0, 1 or 2 */
+    int32_t index;          /* index within its table */
+    int32_t parent_level;   /* sub-table rows only, as above */
+    int32_t parent_index;   /* sub-table rows only, as above */
+    int32_t type;           /* KT3_PAGE_TABLE_ROW or KT3_SUB_TABLE_ROW */
+    uint8_t reserved_44[4]; /* never written */
+} _PAGETABLE_DATA;
+KT3_LAYOUT(sizeof(_PAGETABLE_DATA) == 48);
+KT3_LAYOUT(offsetof(_PAGETABLE_DATA, pid) == 0);
+KT3_LAYOUT(offsetof(_PAGETABLE_DATA, addr) == 8);
+KT3_LAYOUT(offsetof(_PAGETABLE_DATA, snoop) == 16);
+KT3_LAYOUT(offsetof(_PAGETABLE_DATA, segment) == 18);
+KT3_LAYOUT(offsetof(_PAGETABLE_DATA, large_page) == 20);
+KT3_LAYOUT(offsetof(_PAGETABLE_DATA, reserved_22) == 22);
+KT3_LAYOUT(offsetof(_PAGETABLE_DATA, level) == 24);
+KT3_LAYOUT(offsetof(_PAGETABLE_DATA, index) == 28);
+KT3_LAYOUT(offsetof(_PAGETABLE_DATA, parent_level) == 32);
+KT3_LAYOUT(offsetof(_PAGETABLE_DATA, parent_index) == 36);
+KT3_LAYOUT(offsetof(_PAGETABLE_DATA, type) == 40);
+KT3_LAYOUT(offsetof(_PAGETABLE_DATA, reserved_44) == 44);
+
+/* One virtual-memory node of one allocation. */
+typedef struct _GFX_VM_ALLOCATION_DATA {
+    int32_t pid;             /* owning process */
+    uint8_t reserved_4[4];   /* never written */
+    int64_t handle;          /* name of the allocation's directory, read as a hexadecimal number */
+    int64_t size;            /* in bytes */
+    int64_t gpu_va;          /* GPU virtual address */
+    uint8_t reserved_32[24]; /* never written */
+} _GFX_VM_ALLOCATION_DATA;
+KT3_LAYOUT(sizeof(_GFX_VM_ALLOCATION_DATA) == 56);
+KT3_LAYOUT(offsetof(_GFX_VM_ALLOCATION_DATA, pid) == 0);
+KT3_LAYOUT(offsetof(_GFX_VM_ALLOCATION_DATA, reserved_4) == 4);
+KT3_LAYOUT(offsetof(_GFX_VM_ALLOCATION_DATA, handle) == 8);
+KT3_LAYOUT(offsetof(_GFX_VM_ALLOCATION_DATA, size) == 16);
+KT3_LAYOUT(offsetof(_GFX_VM_ALLOCATION_DATA, gpu_va) == 24);
+KT3_LAYOUT(offsetof(_GFX_VM_ALLOCATION_DATA, reserved_32) == 32);
 
 /* ---- calls: frame --------------------------------------------------------------------------------------------- */
 
@@ -722,6 +838,26 @@ KT3_EXPORT int32_t set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DATA* reco
 /* The same two without touching dvfs_register_state_data_flushed. */
 KT3_EXPORT int32_t gpuinfo_get_data_from_dvfs_register(_GPU_DVFS_REGISTER_DATA* record);
 KT3_EXPORT int32_t gpuinfo_set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DATA* record);
+/* ---- calls: virtual memory ------------------------------------------------------------------------------------ */
+
+/*
+ * Page tables of every client, in two calls, always of the card with DRM number 0. First with null rows: takes a new
+ * snapshot (allocation nodes included) and stores the number of rows in *count; when the snapshot fails, *count stays
+ * and one line goes to standard output. Then with room for that many rows: fills them; *count is not looked at. The
+ * second call may be repeated. A row whose address does not fit into a signed 32-bit number raises the "stoi" errors.
+ * An over-long text field in a dump ends the process. Returns 0 in every case.
+ */
+KT3_EXPORT int32_t get_pagetable_data(_PAGETABLE_DATA* rows, uint32_t* count);
+
+/*
+ * Allocation nodes of the last page-table snapshot, in two calls of the same kind; takes no snapshot itself. After a
+ * failed snapshot nothing is written and one line goes to standard output. Returns 0 in every case.
+ */
+KT3_EXPORT int32_t get_allocation_data(_GFX_VM_ALLOCATION_DATA* entries, uint32_t* count);
+
+/* What the two calls above do, without a result. The second is exported under its C++-encoded name as well. */
+KT3_EXPORT void get_pagetable_data_info(_PAGETABLE_DATA* rows, uint32_t* count);
+KT3_EXPORT void get_allocation_data_info(_GFX_VM_ALLOCATION_DATA* entries, uint32_t* count);
 
 /* ---- objects -------------------------------------------------------------------------------------------------- */
 
@@ -761,6 +897,8 @@ extern KT3_EXPORT int32_t gfxbusy_apiversion;
 
 /* 1 when frames are counted by the module, 0 when they are read from the driver's nodes. Set by fps_init. */
 extern KT3_EXPORT int32_t use_IOCTL_get_fps;
+/* Result of the last page-table snapshot: 0, or -1 when it failed. 0 at load time. */
+extern KT3_EXPORT int32_t Get_Local_Data_Status;
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -1,0 +1,55 @@
+#pragma once
+// Dump files are read in large blocks and handed out in lines of at most 511 characters; a longer line counts as
+// several. Like the line reads that clients were first served with, a line ends at its first zero byte as far as its
+// text is concerned; what follows up to the newline is skipped.
+
+#include "support/file_reading.hpp"
+
+#include <cstring>
+#include <string_view>
+
+namespace kt3::vmdump {
+
+inline constexpr std::size_t kBlockSize = 64 * 1024;
+inline constexpr std::size_t kLineSize = 511; // newline included
+
+// The first line of the text, which is not empty: newline included, cut at 511 characters.
+inline std::string_view first_line(std::string_view text) {
+    text = text.substr(0, kLineSize);
+    const void* newline = std::memchr(text.data(), '\n', text.size());
+    return newline == nullptr
+               ? text
+               : text.substr(0, static_cast<std::size_t>(static_cast<const char*>(newline) - text.data()) + 1);
+}
+
+// The part of a line that a reader of C strings sees.
+inline std::string_view visible(std::string_view line) {
+    return line.substr(0, line.find('\0'));
+}
+
+// Whether the first line of the text is known to be complete.
+inline bool has_line(std::string_view text, bool last) {
+    return text.size() > kLineSize || (last && !text.empty());
+}
+
+// Calls take(text, last) until the file ends; `take` returns how many bytes it is done with, all but an unfinished
+// line, and sees the rest again with what follows it. False when the file cannot be opened.
+template<typename Take>
+bool read_in_blocks(const char* path, Take take) {
+    const support::Fd file = support::open_for_reading(AT_FDCWD, path);
+    if (!file) {
+        return false;
+    }
+    char block[kBlockSize];
+    std::size_t kept = 0;
+    for (bool last = false; !last;) {
+        const std::size_t filled = kept + support::read_page(file.get(), block + kept, sizeof block - kept);
+        last = filled < sizeof block;
+        const std::size_t done = take(std::string_view(block, filled), last);
+        kept = filled - done;
+        std::memmove(block, block + done, kept);
+    }
+    return true;
+}
+
+} // namespace kt3::vmdump

@@ -1,0 +1,74 @@
+#include "vmdump/client_walk.hpp"
+
+#include "support/bounded_copy.hpp"
+#include "vmdump/client_owner.hpp"
+#include "vmdump/client_record.hpp"
+#include "vmdump/debugfs_places.hpp"
+#include "vmdump/page_table_reading.hpp"
+
+#include <algorithm>
+
+namespace kt3::vmdump {
+namespace {
+
+// The two last are the driver's own contexts.
+constexpr std::string_view kNoClients[] = {".", "..", "00000000", "02000000"};
+
+bool is_client(std::string_view name) {
+    return std::find(std::begin(kNoClients), std::end(kNoClients), name) == std::end(kNoClients);
+}
+
+// A failure of one file does not keep the others from being read. ps takes longer than a usual dump, so it runs while
+// the dump is read.
+bool read_client(const char* driver_directory, const char* name, data_vectors& record) {
+    const bool id_known = read_process_id(file_path(driver_directory, kClients, name, "info").text, record);
+    NameQuery query = ask_process_name(record);
+    const bool dump_read = read_page_tables(file_path(driver_directory, kClients, name, "vm_info").text, record);
+    const bool name_known = take_process_name(std::move(query), record);
+    return id_known && name_known && dump_read;
+}
+
+// Below this a copy of the entries is cheaper than making new room for the next client.
+constexpr std::size_t kSmallRecord = 2'000;
+
+std::size_t entry_count(data_vectors& record) {
+    std::size_t count = 0;
+    for (std::int32_t level = 0; level < 3; ++level) {
+        count += page_tables(record, level).size() + sub_tables(record, level).size();
+    }
+    return count;
+}
+
+void hand_over(data_vectors& record, std::vector<data_vectors>& list) {
+    if (entry_count(record) < kSmallRecord) {
+        list.push_back(record);
+    } else {
+        list.push_back(std::move(record));
+    }
+}
+
+} // namespace
+
+bool walk_clients(const char* driver_directory, std::vector<data_vectors>& list) {
+    const support::Dir clients(::opendir(directory_path(driver_directory, kClients).text));
+    if (!clients) {
+        return false;
+    }
+    data_vectors record;
+    while (const dirent* entry = ::readdir(clients.get())) {
+        if (!is_client(entry->d_name)) {
+            continue;
+        }
+        make_ready(record);
+        if (!read_client(driver_directory, entry->d_name, record)) {
+            return false;
+        }
+        if (support::bounded_text(record.app_name) != "0") {
+            stamp_record(record);
+            hand_over(record, list);
+        }
+    }
+    return true;
+}
+
+} // namespace kt3::vmdump

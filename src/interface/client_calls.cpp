@@ -183,4 +183,16 @@ KT3_EXPORT int32_t set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DATA* reco
     return 0;
 }
 
+// ---- virtual memory -------------------------------------------------------------------------------------------------
+
+KT3_EXPORT int32_t get_pagetable_data(_PAGETABLE_DATA* rows, uint32_t* count) {
+    get_pagetable_data_info(rows, count);
+    return 0;
+}
+
+KT3_EXPORT int32_t get_allocation_data(_GFX_VM_ALLOCATION_DATA* entries, uint32_t* count) {
+    get_allocation_data_info(entries, count);
+    return 0;
+}
+
 } // extern "C"

@@ -1,0 +1,109 @@
+#include "vmdump/allocation_nodes.hpp"
+
+#include "support/checked_numbers.hpp"
+#include "support/file_reading.hpp"
+#include "support/say_line.hpp"
+#include "vmdump/debugfs_places.hpp"
+#include "vmdump/line_fields.hpp"
+
+#include <optional>
+
+namespace kt3::vmdump {
+namespace {
+
+constexpr std::string_view kSeparator = "=====vm node info=====";
+
+// Most files fit into the first room. It serves a whole walk and only grows.
+class TextBuffer {
+public:
+    // The text of the file, good until the next call. Nothing when the file cannot be opened.
+    std::optional<std::string_view> read(const char* path) {
+        const support::Fd file = support::open_for_reading(AT_FDCWD, path);
+        if (!file) {
+            return std::nullopt;
+        }
+        std::size_t filled = support::read_page(file.get(), room_.data(), room_.size());
+        while (filled == room_.size()) {
+            room_.resize(room_.size() * 2);
+            filled += support::read_page(file.get(), room_.data() + filled, room_.size() - filled);
+        }
+        return std::string_view(room_.data(), filled);
+    }
+
+private:
+    std::vector<char> room_ = std::vector<char>(16 * 1024);
+};
+
+bool is_allocation(std::string_view name) {
+    return name != "." && name != "..";
+}
+
+} // namespace
+
+std::string_view next_node(std::string_view& text) {
+    const std::size_t start = text.find(kSeparator);
+    if (start == text.npos) {
+        return text = {};
+    }
+    const std::size_t end = text.find(kSeparator, start + kSeparator.size());
+    const std::string_view node = text.substr(start, end - start);
+    text.remove_prefix(start + node.size());
+    return node;
+}
+
+std::vector<std::string> split_nodes(std::string_view text) {
+    std::vector<std::string> nodes;
+    for (std::string_view node = next_node(text); !node.empty(); node = next_node(text)) {
+        nodes.emplace_back(node);
+    }
+    return nodes;
+}
+
+// =====vm node info=====
+// device_pid = 4711
+// device_pname = app
+// gpu_va = 0x7f0000000000
+// size = 0x2000
+allcation_Info make_node(std::string_view node, std::string_view handle) {
+    allcation_Info made;
+    made.device_pname = node_value(node, "device_pname");
+    made.device_pid = node_value(node, "device_pid");
+    made.gpu_va = node_value(node, "gpu_va");
+    made.size = node_value(node, "size");
+    made.handle = handle;
+    return made;
+}
+
+bool walk_allocations(const char* driver_directory, std::vector<allcation_Info>& list) {
+    const support::Dir allocations(::opendir(directory_path(driver_directory, kAllocations).text));
+    if (!allocations) {
+        return false;
+    }
+    TextBuffer buffer;
+    while (const dirent* entry = ::readdir(allocations.get())) {
+        if (!is_allocation(entry->d_name)) {
+            continue;
+        }
+        auto text = buffer.read(file_path(driver_directory, kAllocations, entry->d_name, "vm_info").text);
+        if (!text) {
+            support::say_line("Fail to read allocation info.. skip and try it again...");
+            return false;
+        }
+        for (std::string_view node = next_node(*text); !node.empty(); node = next_node(*text)) {
+            list.push_back(make_node(node, entry->d_name));
+        }
+    }
+    return true;
+}
+
+void fill_entries(_GFX_VM_ALLOCATION_DATA* entries, const std::vector<allcation_Info>& list) {
+    for (const allcation_Info& node : list) {
+        entries->pid = support::checked_int(node.device_pid, 10);
+        entries->handle = support::checked_long_long(node.handle, 16);
+        entries->size = support::checked_long_long(node.size, 16);
+        entries->gpu_va = support::checked_long_long(node.gpu_va, 16);
+        ++entries;
+    }
+}
+
+} // namespace kt3::vmdump

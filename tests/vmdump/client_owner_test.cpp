@@ -1,0 +1,161 @@
+#include "support/descriptors.hpp"
+#include "support/log_capture.hpp"
+#include "vmdump/client_owner.hpp"
+#include "vmdump/vm_kernel.hpp"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstring>
+
+using namespace kt3::tests;
+using testing::KilledBySignal;
+
+namespace {
+
+class Owner : public testing::Test {
+protected:
+    // The result for an info file with that text; the record keeps what was found.
+    int read_info(const std::string& text) {
+        kernel.file(kDriver + "/info", text);
+        std::string path = kDriver + "/info";
+        return get_Pid_info(&record, path.data());
+    }
+    int ask(const std::string& pid) {
+        std::strcpy(record.pid, pid.c_str());
+        return get_AppName_info(&record);
+    }
+    VmKernel kernel;
+    data_vectors record = create_vector();
+};
+
+} // namespace
+
+TEST_F(Owner, IsOnTheFirstLineThatHoldsPid) {
+    EXPECT_EQ(read_info("name = x\nhandle = 3\npid = 4711 \t\r\npid = 5\n"), 0);
+    EXPECT_STREQ(record.pid, "4711");
+}
+
+TEST_F(Owner, IsEmptyWhenTheFirstSuchLineHasAnotherShape) {
+    std::strcpy(record.pid, "old");
+    EXPECT_EQ(read_info("rapid growth\npid = 5\n"), 0);
+    EXPECT_STREQ(record.pid, "");
+}
+
+TEST_F(Owner, IsLeftAloneWithoutAPidLine) {
+    std::strcpy(record.pid, "old");
+    EXPECT_EQ(read_info("name = x\n"), 0);
+    EXPECT_STREQ(record.pid, "old");
+    EXPECT_EQ(read_info(""), 0);
+    EXPECT_STREQ(record.pid, "old");
+}
+
+TEST_F(Owner, IsReadFromALineOfAtMostFiveHundredAndElevenCharacters) {
+    EXPECT_EQ(read_info(std::string(505, '.') + "pid = 77\n"), 0);
+    EXPECT_STREQ(record.pid, ""); // "pid = " ends the first piece
+    EXPECT_EQ(read_info(std::string(511, '.') + "pid = 77\n"), 0);
+    EXPECT_STREQ(record.pid, "77");
+}
+
+TEST_F(Owner, IsNotSeenBehindAZeroByte) {
+    EXPECT_EQ(read_info(std::string("x\0pid = 1\npid = 2\n", 18)), 0);
+    EXPECT_STREQ(record.pid, "2");
+}
+
+TEST_F(Owner, OfFortySevenCharactersFitsAndALongerOneEndsTheProcess) {
+    EXPECT_EQ(read_info("pid = " + std::string(47, '1') + "\n"), 0);
+    EXPECT_EQ(std::strlen(record.pid), 47U);
+    EXPECT_EXIT(read_info("pid = " + std::string(48, '1') + "\n"), KilledBySignal(SIGABRT), "pid of 48 characters");
+}
+
+TEST_F(Owner, GivesMinusOneAndALineWhenTheFileCannotBeOpened) {
+    OutputCapture output;
+    std::string path = kDriver + "/none";
+    EXPECT_EQ(get_Pid_info(&record, path.data()), -1);
+    EXPECT_EQ(output.text(), "Fail to read pid info. skip...\n");
+}
+
+TEST_F(Owner, LeavesNoDescriptorBehind) {
+    const int before = open_descriptors();
+    for (int i = 0; i < 20; ++i) {
+        read_info("pid = 1\n");
+    }
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST_F(Owner, NameIsZeroForTheProcessZeroWithoutAsking) {
+    EXPECT_EQ(ask("0"), 0);
+    EXPECT_STREQ(record.app_name, "0");
+    EXPECT_EQ(kernel.asked(), "");
+}
+
+TEST_F(Owner, NameComesFromPsWithoutItsLastNewline) {
+    kernel.process("4711", "game\n").process("12", "two\nlines\n\n").process("13", "plain");
+    EXPECT_EQ(ask("4711"), 0);
+    EXPECT_STREQ(record.app_name, "game");
+    EXPECT_EQ(ask("12"), 0);
+    EXPECT_STREQ(record.app_name, "two\nlines\n");
+    EXPECT_EQ(ask("13"), 0);
+    EXPECT_STREQ(record.app_name, "plain");
+    EXPECT_EQ(kernel.asked(), "ps -p 4711 -o comm=\nps -p 12 -o comm=\nps -p 13 -o comm=\n");
+}
+
+TEST_F(Owner, NameIsEmptyForAProcessThatHasGone) {
+    std::strcpy(record.app_name, "old");
+    EXPECT_EQ(ask("99"), 0);
+    EXPECT_STREQ(record.app_name, "");
+}
+
+TEST_F(Owner, NameIsAskedForEvenWithoutAnId) {
+    EXPECT_EQ(ask(""), 0);
+    EXPECT_STREQ(record.app_name, "");
+    EXPECT_EQ(kernel.asked(), "ps -p -o comm=\n");
+}
+
+TEST_F(Owner, NameOfFortySevenCharactersFitsAndALongerOneEndsTheProcess) {
+    kernel.process("1", std::string(47, 'n') + "\n").process("2", std::string(48, 'n') + "\n");
+    EXPECT_EQ(ask("1"), 0);
+    EXPECT_EQ(std::strlen(record.app_name), 47U);
+    EXPECT_EXIT(ask("2"), KilledBySignal(SIGABRT), "app_name of 48 characters");
+}
+
+TEST_F(Owner, NameStartsNoShellForAnIdThatAShellWouldAct) {
+    const std::string trap = kernel.real("/trap").string();
+    kernel.file(kDriver + "/info", "name = pid = 1;>" + trap + "\npid = 7\n");
+    std::string path = kDriver + "/info";
+    // The whole forged id does not fit its field, so a shorter trap with the same characters is set by hand.
+    const std::string forged = "1;>x";
+    std::filesystem::current_path(kernel.root());
+    EXPECT_EQ(ask(forged), 0);
+    EXPECT_STREQ(record.app_name, "");
+    EXPECT_FALSE(std::filesystem::exists("x"));
+    EXPECT_EQ(kernel.asked(), "");
+}
+
+TEST_F(Owner, NameStartsNoShellForAForgedIdInTheInfoFile) {
+    std::filesystem::current_path(kernel.root());
+    EXPECT_EQ(read_info("name = pid = 1;>x\npid = 7\n"), 0);
+    EXPECT_STREQ(record.pid, "1;>x");
+    EXPECT_EQ(get_AppName_info(&record), 0);
+    EXPECT_STREQ(record.app_name, "");
+    EXPECT_FALSE(std::filesystem::exists("x"));
+}
+
+TEST_F(Owner, NameIsRefusedForEveryCharacterThatIsNotHarmless) {
+    for (int c = 1; c < 256; ++c) {
+        const bool harmless = std::isalnum(c) != 0 || std::strchr(" \t_.,+-", c) != nullptr;
+        std::strcpy(record.pid, "1");
+        record.pid[0] = static_cast<char>(c);
+        const auto query = kt3::vmdump::ask_process_name(record);
+        const bool given = c == '0';
+        EXPECT_EQ(query.way == kt3::vmdump::NameQuery::Way::asked, harmless && !given) << c;
+    }
+}
+
+TEST_F(Owner, NameLookupLeavesNoDescriptorBehind) {
+    const int before = open_descriptors();
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(ask("99"), 0);
+    }
+    EXPECT_EQ(open_descriptors(), before);
+}

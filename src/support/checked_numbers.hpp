@@ -51,8 +51,10 @@ constexpr LeadingNumber scan_leading_number(std::string_view text, unsigned base
     for (; at < text.size() && digit_value(text[at]) < base; ++at) {
         const unsigned digit = digit_value(text[at]);
         found.any_digit = true;
-        found.overflow = found.overflow || magnitude > (limit - digit) / base;
-        magnitude = found.overflow ? limit : magnitude * base + digit;
+        std::uint64_t next = 0;
+        found.overflow = found.overflow || __builtin_mul_overflow(magnitude, base, &next) ||
+                         __builtin_add_overflow(next, digit, &next) || next > limit;
+        magnitude = found.overflow ? limit : next;
     }
     found.value = static_cast<std::int64_t>(negative ? 0 - magnitude : magnitude);
     found.end = at;

@@ -4,6 +4,7 @@
 #include "support/file_reading.hpp"
 #include "support/say_line.hpp"
 #include "vmdump/debugfs_places.hpp"
+#include "vmdump/digit_words.hpp"
 #include "vmdump/line_fields.hpp"
 
 #include <optional>
@@ -33,6 +34,16 @@ public:
 private:
     std::vector<char> room_ = std::vector<char>(16 * 1024);
 };
+
+std::int32_t process_of(const std::string& text) {
+    const auto usual = usual_decimal(text);
+    return usual ? *usual : support::checked_int(text, 10);
+}
+
+std::int64_t number_of(const std::string& text) {
+    const auto usual = usual_hex(text);
+    return usual ? *usual : support::checked_long_long(text, 16);
+}
 
 bool is_allocation(std::string_view name) {
     return name != "." && name != "..";
@@ -98,10 +109,10 @@ bool walk_allocations(const char* driver_directory, std::vector<allcation_Info>&
 
 void fill_entries(_GFX_VM_ALLOCATION_DATA* entries, const std::vector<allcation_Info>& list) {
     for (const allcation_Info& node : list) {
-        entries->pid = support::checked_int(node.device_pid, 10);
-        entries->handle = support::checked_long_long(node.handle, 16);
-        entries->size = support::checked_long_long(node.size, 16);
-        entries->gpu_va = support::checked_long_long(node.gpu_va, 16);
+        entries->pid = process_of(node.device_pid);
+        entries->handle = number_of(node.handle);
+        entries->size = number_of(node.size);
+        entries->gpu_va = number_of(node.gpu_va);
         ++entries;
     }
 }

@@ -11,6 +11,17 @@ constexpr std::size_t kSubTableRoom[] = {100, 20'000, 300'000};
 
 constexpr std::size_t kSmallestRoom = 16;
 
+// Below this a copy of the entries is cheaper than making new room for the next client.
+constexpr std::size_t kSmallRecord = 2'000;
+
+std::size_t entry_count(data_vectors& record) {
+    std::size_t count = 0;
+    for (std::int32_t level = 0; level < 3; ++level) {
+        count += page_tables(record, level).size() + sub_tables(record, level).size();
+    }
+    return count;
+}
+
 void reserve_room(data_vectors& record) {
     for (std::int32_t level = 0; level < 3; ++level) {
         page_tables(record, level).reserve(kPageTableRoom[level]);
@@ -30,14 +41,6 @@ void double_room(data_vectors& record, std::vector<Entry>& sequence) {
 
 } // namespace
 
-std::vector<vidmm_vm_pt>& page_tables(data_vectors& record, std::int32_t level) {
-    return level == 0 ? record.pt_level0 : level == 1 ? record.pt_level1 : record.pt_level2;
-}
-
-std::vector<vidmm_vm_pte_elt3k>& sub_tables(data_vectors& record, std::int32_t level) {
-    return level == 0 ? record.st_level0 : level == 1 ? record.st_level1 : record.st_level2;
-}
-
 data_vectors make_record() {
     data_vectors record;
     reserve_room(record);
@@ -56,6 +59,14 @@ void make_ready(data_vectors& record) {
     record.app_name[0] = '\0';
     empty_sequences(record);
     reserve_room(record);
+}
+
+void hand_over(data_vectors& record, std::vector<data_vectors>& list) {
+    if (entry_count(record) < kSmallRecord) {
+        list.push_back(record);
+    } else {
+        list.push_back(std::move(record));
+    }
 }
 
 void grow(data_vectors& record, std::vector<vidmm_vm_pt>& sequence) {

@@ -16,9 +16,17 @@ void empty_sequences(data_vectors& record);
 // Empties the record and gives back the room that a move took away.
 void make_ready(data_vectors& record);
 
+// Appends the record to the list: a copy of just the size needed when it is small, else the record itself. Either way
+// it is to be made ready before it is filled again.
+void hand_over(data_vectors& record, std::vector<data_vectors>& list);
+
 // The sequences of one level, 0 to 2.
-std::vector<vidmm_vm_pt>& page_tables(data_vectors& record, std::int32_t level);
-std::vector<vidmm_vm_pte_elt3k>& sub_tables(data_vectors& record, std::int32_t level);
+inline std::vector<vidmm_vm_pt>& page_tables(data_vectors& record, std::int32_t level) {
+    return level == 2 ? record.pt_level2 : level == 1 ? record.pt_level1 : record.pt_level0;
+}
+inline std::vector<vidmm_vm_pte_elt3k>& sub_tables(data_vectors& record, std::int32_t level) {
+    return level == 2 ? record.st_level2 : level == 1 ? record.st_level1 : record.st_level0;
+}
 
 inline bool is_level(std::int32_t level) {
     return level >= 0 && level <= 2;

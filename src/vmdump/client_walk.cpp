@@ -23,28 +23,10 @@ bool is_client(std::string_view name) {
 bool read_client(const char* driver_directory, const char* name, data_vectors& record) {
     const bool id_known = read_process_id(file_path(driver_directory, kClients, name, "info").text, record);
     NameQuery query = ask_process_name(record);
-    const bool dump_read = read_page_tables(file_path(driver_directory, kClients, name, "vm_info").text, record);
+    const bool dump_read =
+        read_stamped_page_tables(file_path(driver_directory, kClients, name, "vm_info").text, record);
     const bool name_known = take_process_name(std::move(query), record);
     return id_known && name_known && dump_read;
-}
-
-// Below this a copy of the entries is cheaper than making new room for the next client.
-constexpr std::size_t kSmallRecord = 2'000;
-
-std::size_t entry_count(data_vectors& record) {
-    std::size_t count = 0;
-    for (std::int32_t level = 0; level < 3; ++level) {
-        count += page_tables(record, level).size() + sub_tables(record, level).size();
-    }
-    return count;
-}
-
-void hand_over(data_vectors& record, std::vector<data_vectors>& list) {
-    if (entry_count(record) < kSmallRecord) {
-        list.push_back(record);
-    } else {
-        list.push_back(std::move(record));
-    }
 }
 
 } // namespace
@@ -64,7 +46,6 @@ bool walk_clients(const char* driver_directory, std::vector<data_vectors>& list)
             return false;
         }
         if (support::bounded_text(record.app_name) != "0") {
-            stamp_record(record);
             hand_over(record, list);
         }
     }

@@ -3,7 +3,7 @@
 // the line first and give nothing as soon as a line differs from the usual shape; the general parsers then apply the
 // exact rules. On the lines that they do accept both give the same.
 
-#include "vmdump/record_text.hpp"
+#include "vmdump/digit_words.hpp"
 
 #include <cstdint>
 #include <cstring>
@@ -40,15 +40,22 @@ inline const char* skip_blanks(const char* at) {
     return at;
 }
 
-// One to nine digits, so the value always fits. Null when there are none or more.
+// One to seven digits. Null when there are none or more.
 inline const char* number(const char* at, std::int32_t& value) {
-    const char* const start = at;
-    std::uint32_t digits = 0;
-    for (unsigned digit; (digit = static_cast<unsigned>(*at) - '0') < 10 && at - start < 10; ++at) {
-        digits = digits * 10 + digit;
+    const std::uint64_t digits = load_word(at);
+    const int count = leading_count(no_decimal_digits(digits));
+    if (count == 0 || count == 8) {
+        return nullptr;
     }
-    value = static_cast<std::int32_t>(digits);
-    return at != start && at - start < 10 ? at : nullptr;
+    value = static_cast<std::int32_t>(decimal_value(digits, count));
+    return at + count;
+}
+
+// As above for numbers that mostly have one digit.
+inline const char* short_number(const char* at, std::int32_t& value) {
+    const auto digit = [](char c) { return static_cast<unsigned>(c) - '0'; };
+    value = static_cast<std::int32_t>(digit(at[0]));
+    return digit(at[0]) < 10 && digit(at[1]) >= 10 ? at + 1 : number(at, value);
 }
 
 template<std::size_t N>
@@ -56,18 +63,13 @@ const char* word(const char* at, const char (&text)[N]) {
     return at != nullptr && std::memcmp(at, text, N - 1) == 0 ? at + (N - 1) : nullptr;
 }
 
-// One to 47 characters of the set that addresses are written in.
+// One to fifteen hexadecimal digits, "0x" in front or not. Null when there are none or more.
 inline const char* address(const char* at) {
-    const char* const start = at;
-    while (at - start < static_cast<std::ptrdiff_t>(kFieldSize)) {
-        const char lower = static_cast<char>(*at | 0x20);
-        const bool digit = static_cast<unsigned>(*at) - '0' < 10;
-        if (!digit && (lower < 'a' || lower > 'f') && lower != 'x') {
-            break;
-        }
-        ++at;
-    }
-    return at != start && at - start < static_cast<std::ptrdiff_t>(kFieldSize) ? at : nullptr;
+    const char* const digits = at + prefix_length(at);
+    const int first = leading_count(no_hex_digits(load_word(digits)));
+    const int second = leading_count(no_hex_digits(load_word(digits + 8)));
+    const int count = first + (first == 8 ? second : 0);
+    return count == 0 || count == 16 ? nullptr : digits + count;
 }
 
 inline std::string_view between(const char* first, const char* last) {
@@ -80,19 +82,19 @@ inline std::string_view between(const char* first, const char* last) {
 // The text must hold kMatchReach bytes. Returns the place behind the newline, or null.
 inline const char* match_sub_table_line(const char* text, SubTableLine& line) {
     using namespace matching;
-    const char* at = number(skip_blanks(text), line.level);
+    const char* at = short_number(skip_blanks(text), line.level);
     if ((at = word(at, ":")) == nullptr || (at = number(at, line.index)) == nullptr) {
         return nullptr;
     }
-    if ((at = word(at, " Snoop:")) == nullptr || (at = number(at, line.snoop)) == nullptr) {
+    if ((at = word(at, " Snoop:")) == nullptr || (at = short_number(at, line.snoop)) == nullptr) {
         return nullptr;
     }
-    if ((at = word(at, " Segment:")) == nullptr || (at = number(at, line.segment)) == nullptr) {
+    if ((at = word(at, " Segment:")) == nullptr || (at = short_number(at, line.segment)) == nullptr) {
         return nullptr;
     }
     line.large_page = 0;
     if (const char* value = word(at, " LargePage:"); value != nullptr) {
-        if ((at = number(value, line.large_page)) == nullptr) {
+        if ((at = short_number(value, line.large_page)) == nullptr) {
             return nullptr;
         }
     }
@@ -108,7 +110,7 @@ inline const char* match_sub_table_line(const char* text, SubTableLine& line) {
 // As above, up to the buffer text; the rest of the line is the caller's. Returns that place, or null.
 inline const char* match_page_table_line(const char* text, PageTableLine& line) {
     using namespace matching;
-    const char* at = number(skip_blanks(text), line.level);
+    const char* at = short_number(skip_blanks(text), line.level);
     if ((at = word(at, ":")) == nullptr || (at = number(at, line.index)) == nullptr) {
         return nullptr;
     }

@@ -65,6 +65,16 @@ void add_page_table(data_vectors& record, ReadingState& state, const vidmm_vm_pt
     set_level_flags(state.in_level0, state.in_level1, state.in_level2, made.PT_Level);
 }
 
+// Addresses have about ten characters; two overlapping words are cheaper than a call.
+void copy_short(char (&field)[kFieldSize], std::string_view text) {
+    if (text.size() >= 8 && text.size() <= 16) {
+        std::memcpy(field, text.data(), 8);
+        std::memcpy(field + text.size() - 8, text.data() + text.size() - 8, 8);
+    } else {
+        text.copy(field, text.size());
+    }
+}
+
 void add_sub_table(data_vectors& record, ReadingState& state, const SubTableLine& line) {
     if (line.address.size() >= kFieldSize) {
         end_over_long_field("Addr", line.address.size());
@@ -78,15 +88,21 @@ void add_sub_table(data_vectors& record, ReadingState& state, const SubTableLine
     vidmm_vm_pte_elt3k& entry = append_entry(record, entries);
     entry.Snoop = static_cast<std::uint16_t>(line.snoop);
     entry.Segment = static_cast<std::uint16_t>(line.segment);
-    line.address.copy(entry.Addr, line.address.size());
+    copy_short(entry.Addr, line.address);
     entry.LargePage = static_cast<std::uint16_t>(line.large_page);
     entry.ST_Level = line.level;
     entry.Index = line.index;
     if (!heads_run) {
         link_to_previous(entries);
+        if (state.stamps && entry.pre != nullptr) {
+            entry.DigitalIndex = entry.pre->DigitalIndex;
+        }
     } else if (std::vector<vidmm_vm_pt>& owners = page_tables(record, line.level); !owners.empty()) {
         entry.parent = &owners.back();
         owners.back().sub_entries = &entry;
+        if (state.stamps) {
+            entry.DigitalIndex = {entry.parent->PT_Level, entry.parent->PT_index};
+        }
     }
 }
 
@@ -156,10 +172,23 @@ std::size_t read_lines(std::string_view text, bool last, ReadingState& state, da
     return text.size() - left.size();
 }
 
-bool read_page_tables(const char* path, data_vectors& record) {
-    ReadingState state;
+namespace {
+
+bool read_file(const char* path, ReadingState state, data_vectors& record) {
     return read_in_blocks(path,
                           [&](std::string_view text, bool last) { return read_lines(text, last, state, record); });
+}
+
+} // namespace
+
+bool read_page_tables(const char* path, data_vectors& record) {
+    return read_file(path, {}, record);
+}
+
+bool read_stamped_page_tables(const char* path, data_vectors& record) {
+    ReadingState state;
+    state.stamps = true;
+    return read_file(path, state, record);
 }
 
 } // namespace kt3::vmdump

@@ -17,6 +17,7 @@ struct ReadingState {
     std::int32_t in_level1 = 0;
     std::int32_t in_level2 = 0;
     bool in_sub_table = false; // the last entry line was a sub-table line, of whatever level
+    bool stamps = false;       // set by the caller: every entry is stamped when it is made, which saves a second pass
 };
 
 // Appends the entries of the text to the record and returns the bytes read: all of them when the text is the last of
@@ -25,6 +26,9 @@ std::size_t read_lines(std::string_view text, bool last, ReadingState& state, da
 
 // Appends the entries of a whole dump. False when the file cannot be opened.
 bool read_page_tables(const char* path, data_vectors& record);
+
+// The same with every entry of the record stamped, which must be empty before.
+bool read_stamped_page_tables(const char* path, data_vectors& record);
 
 // Hands the level and index of the page-table entry that owns a run to every entry of the run.
 void stamp_run(vidmm_vm_pte_elt3k& entry);

@@ -2,13 +2,24 @@
 
 #include "support/bounded_copy.hpp"
 #include "support/checked_numbers.hpp"
+#include "vmdump/digit_words.hpp"
 
 namespace kt3::vmdump {
 namespace {
 
 using support::bounded_text;
 
+// Usual addresses, up to eight digits and "0x" in front or not, are taken in one go; the field is long enough for that.
 std::int64_t address_of(const char (&text)[48]) {
+    const char* const digits = text + prefix_length(text);
+    const std::uint64_t word = load_word(digits);
+    const int count = leading_count(no_hex_digits(word));
+    if (count != 0 && digits[count] == '\0') {
+        const std::uint32_t value = hex_value(word, count);
+        if (value <= INT32_MAX) {
+            return value;
+        }
+    }
     return support::checked_int(bounded_text(text), 16);
 }
 

@@ -93,7 +93,7 @@ TEST(AllocationWalk, AddsNothingForATextWithoutSeparator) {
 TEST(AllocationWalk, ReadsFilesOfAnySize) {
     VmKernel kernel;
     for (const std::size_t filler : {16U * 1024 - 200, 16U * 1024 - 22, 16U * 1024, 100'000U}) {
-        kernel.allocation("1", std::string(filler, '.') + node("5", "a", "0x1", "0x2"));
+        kernel.allocation("1", repeated(filler, '.') + node("5", "a", "0x1", "0x2"));
         std::vector<allcation_Info> list;
         EXPECT_EQ(get_alloction_data(list), 0);
         ASSERT_EQ(list.size(), 1U) << filler;

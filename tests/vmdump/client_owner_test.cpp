@@ -51,9 +51,9 @@ TEST_F(Owner, IsLeftAloneWithoutAPidLine) {
 }
 
 TEST_F(Owner, IsReadFromALineOfAtMostFiveHundredAndElevenCharacters) {
-    EXPECT_EQ(read_info(std::string(505, '.') + "pid = 77\n"), 0);
+    EXPECT_EQ(read_info(repeated(505, '.') + "pid = 77\n"), 0);
     EXPECT_STREQ(record.pid, ""); // "pid = " ends the first piece
-    EXPECT_EQ(read_info(std::string(511, '.') + "pid = 77\n"), 0);
+    EXPECT_EQ(read_info(repeated(511, '.') + "pid = 77\n"), 0);
     EXPECT_STREQ(record.pid, "77");
 }
 
@@ -63,9 +63,9 @@ TEST_F(Owner, IsNotSeenBehindAZeroByte) {
 }
 
 TEST_F(Owner, OfFortySevenCharactersFitsAndALongerOneEndsTheProcess) {
-    EXPECT_EQ(read_info("pid = " + std::string(47, '1') + "\n"), 0);
+    EXPECT_EQ(read_info("pid = " + repeated(47, '1') + "\n"), 0);
     EXPECT_EQ(std::strlen(record.pid), 47U);
-    EXPECT_EXIT(read_info("pid = " + std::string(48, '1') + "\n"), KilledBySignal(SIGABRT), "pid of 48 characters");
+    EXPECT_EXIT(read_info("pid = " + repeated(48, '1') + "\n"), KilledBySignal(SIGABRT), "pid of 48 characters");
 }
 
 TEST_F(Owner, GivesMinusOneAndALineWhenTheFileCannotBeOpened) {
@@ -113,7 +113,7 @@ TEST_F(Owner, NameIsAskedForEvenWithoutAnId) {
 }
 
 TEST_F(Owner, NameOfFortySevenCharactersFitsAndALongerOneEndsTheProcess) {
-    kernel.process("1", std::string(47, 'n') + "\n").process("2", std::string(48, 'n') + "\n");
+    kernel.process("1", repeated(47, 'n') + "\n").process("2", repeated(48, 'n') + "\n");
     EXPECT_EQ(ask("1"), 0);
     EXPECT_EQ(std::strlen(record.app_name), 47U);
     EXPECT_EXIT(ask("2"), KilledBySignal(SIGABRT), "app_name of 48 characters");

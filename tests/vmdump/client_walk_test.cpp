@@ -16,9 +16,9 @@ using testing::StrEq;
 namespace {
 
 // Client directories in the order in which the folder lists them.
-std::vector<std::string> listed(const VmKernel& kernel) {
+std::vector<std::string> listed() {
     std::vector<std::string> names;
-    DIR* folder = ::opendir(kernel.real(kDriver + "/devices").c_str());
+    DIR* folder = ::opendir((kDriver + "/devices").c_str());
     while (const dirent* entry = ::readdir(folder)) {
         if (entry->d_name[0] != '.') {
             names.emplace_back(entry->d_name);
@@ -75,7 +75,7 @@ TEST(ClientWalk, AppendsOneStampedRecordPerClientInDirectoryOrder) {
     std::vector<data_vectors> list(1);
     EXPECT_EQ(get_PageTable_data(list), 0);
     ASSERT_EQ(list.size(), 5U); // the list is not emptied
-    const std::vector<std::string> order = listed(kernel);
+    const std::vector<std::string> order = listed();
     std::string asked;
     for (std::size_t at = 0; at < 4; ++at) {
         const data_vectors& record = list[at + 1];
@@ -121,7 +121,7 @@ TEST(ClientWalk, DoesNotHandTheIdOfOneClientToTheNext) {
     for (const char* entry : {"01000000", "03000000", "04000000"}) {
         kernel.client(entry, "5", "a", entry_line(0, 1));
     }
-    kernel.file(kernel.client_file(listed(kernel)[1], "info"), "name = x\n");
+    kernel.file(kernel.client_file(listed()[1], "info"), "name = x\n");
     std::vector<data_vectors> list;
     EXPECT_EQ(get_PageTable_data(list), 0);
     EXPECT_EQ(ids(list), (std::vector<std::string>{"5", "", "5"}));
@@ -153,7 +153,7 @@ TEST(ClientWalk, KeepsWhatItAppendedBeforeAFailure) {
     for (const char* entry : {"01000000", "03000000", "04000000"}) {
         kernel.client(entry, "5", "a", entry_line(0, 1));
     }
-    kernel.remove(kernel.client_file(listed(kernel)[2], "vm_info"));
+    kernel.remove(kernel.client_file(listed()[2], "vm_info"));
     std::vector<data_vectors> list;
     EXPECT_EQ(get_PageTable_data(list), -1);
     EXPECT_EQ(list.size(), 2U);
@@ -164,7 +164,7 @@ TEST(ClientWalk, IsTriedTenTimesAndAppendsTheGoodClientsEachTime) {
     for (const char* entry : {"01000000", "03000000", "04000000"}) {
         kernel.client(entry, "5", "a", entry_line(0, 1));
     }
-    kernel.remove(kernel.client_file(listed(kernel)[2], "vm_info"));
+    kernel.remove(kernel.client_file(listed()[2], "vm_info"));
     std::vector<data_vectors> list;
     EXPECT_EQ(get_PageTable_data_try(list), -1);
     EXPECT_EQ(list.size(), 20U);
@@ -175,7 +175,7 @@ TEST(ClientWalk, HoldsDuplicatesWhenAClientVanishesBetweenTwoTries) {
     for (const char* entry : {"01000000", "03000000", "04000000"}) {
         kernel.client(entry, "5", "a", entry_line(0, 1));
     }
-    const std::string last = listed(kernel)[2];
+    const std::string last = listed()[2];
     kernel.remove(kernel.client_file(last, "info"));
     // The driver takes the client's directory away while ps answers for it.
     kernel.file("/bin/ps", "#!/bin/sh\n[ \"$2\" = -o ] && rm -r " + kernel.real(kDriver + "/devices/" + last).string() +
@@ -208,7 +208,7 @@ TEST(ClientWalk, HandsLargeRecordsOverWithTheirLinks) {
     for (const char* entry : {"01000000", "03000000", "04000000"}) {
         kernel.client(entry, "5", "a", dump);
     }
-    kernel.file(kernel.client_file(listed(kernel)[1], "vm_info"), entry_line(0, 9) + sub_line(0, 8));
+    kernel.file(kernel.client_file(listed()[1], "vm_info"), entry_line(0, 9) + sub_line(0, 8));
     std::vector<data_vectors> list;
     EXPECT_EQ(get_PageTable_data(list), 0);
     ASSERT_EQ(list.size(), 3U);

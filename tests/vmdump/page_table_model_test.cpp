@@ -290,7 +290,7 @@ public:
         if (kind == 0) {
             return one_of(kOther);
         }
-        std::string made = std::string(static_cast<std::size_t>(below(40) == 0 ? below(30) : below(5)), ' ');
+        std::string made = repeated(static_cast<std::size_t>(below(40) == 0 ? below(30) : below(5)), ' ');
         made += level() + ":" + number();
         if (kind < 8) {
             made += ": entry addr:" + address() + ", buffer:" + buffer() + "\n";
@@ -317,7 +317,7 @@ public:
             return text.insert(static_cast<std::size_t>(below(static_cast<int>(text.size()))), 1, '\0');
         case 4:
             return text.insert(static_cast<std::size_t>(below(static_cast<int>(text.size()))),
-                               std::string(static_cast<std::size_t>(400 + below(200)), ' '));
+                               repeated(static_cast<std::size_t>(400 + below(200)), ' '));
         default:
             return text;
         }
@@ -396,7 +396,7 @@ TEST(PageTableModel, AgreesWithTheReaderOnFilesOfManyBlocks) {
         while (dump.size() < 150'000) {
             const std::string line = odd.line();
             dump += reads_alone(line) ? line : ""; // an error would end the dump early
-            dump += odd.below(50) == 0 ? std::string(static_cast<std::size_t>(odd.below(1'100)), '.') + "\n" : "";
+            dump += odd.below(50) == 0 ? repeated(static_cast<std::size_t>(odd.below(1'100)), '.') + "\n" : "";
         }
         Model model;
         model.read(dump);
@@ -415,7 +415,7 @@ TEST(UsualLines, ReadTheSameThroughTheStrictMatcherAndTheGeneralParsers) {
     for (unsigned seed = 1; seed <= 20'000; ++seed) {
         OddDumps odd(seed);
         const std::string line = odd.below(3) == 0 ? odd.spoilt(odd.line()) : odd.line();
-        const std::string padded = line + std::string(kMatchReach, '\0');
+        const std::string padded = line + repeated(kMatchReach, '\0');
         SubTableLine fields = {};
         const char* end = match_sub_table_line(padded.data(), fields);
         if (end == nullptr) {

@@ -187,13 +187,13 @@ TEST(DumpLines, AreCutIntoPiecesOfFiveHundredAndElevenCharacters) {
 TEST(DumpLines, OfFiveHundredAndElevenCharactersLeaveTheNewlineAsALineOfItsOwn) {
     for (const std::size_t length : {509U, 510U, 511U, 512U}) {
         const std::string head = "0:1: entry addr:0x1, ";
-        const auto record = read_text(head + std::string(length - head.size(), '.') + "\n" + entry_line(0, 2));
+        const auto record = read_text(head + repeated(length - head.size(), '.') + "\n" + entry_line(0, 2));
         EXPECT_EQ(indexes(record.pt_level0), (std::vector{1, 2})) << length;
     }
 }
 
 TEST(DumpLines, CutInsideTheKeyAreNotSeen) {
-    const auto record = read_text(std::string(511 - 7, ' ') + "0:1: entry addr:0x1, buffer:x\n" + entry_line(0, 2));
+    const auto record = read_text(repeated(511 - 7, ' ') + "0:1: entry addr:0x1, buffer:x\n" + entry_line(0, 2));
     EXPECT_EQ(indexes(record.pt_level0), std::vector{2});
 }
 

@@ -8,6 +8,11 @@
 
 namespace kt3::tests {
 
+// Out of line, because compilers warn falsely about long constant strings that are built in place.
+[[gnu::noinline]] inline std::string repeated(std::size_t count, char c) {
+    return std::string(count, c);
+}
+
 inline const std::string kDriver = "/sys/kernel/debug/dri/0/qn";
 
 class VmKernel : public FakeKernel {

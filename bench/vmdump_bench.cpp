@@ -1,0 +1,433 @@
+// Dumps read, rebuilt, stamped and exported, each beside the floor it cannot go below (bare reads, copies) and the
+// plain programs it is to beat. Files lie in a temporary folder; the page cache is warm after the first round.
+
+#include "support/file_reading.hpp"
+#include "vmdump/allocation_nodes.hpp"
+#include "vmdump/client_record.hpp"
+#include "vmdump/client_walk.hpp"
+#include "vmdump/debugfs_places.hpp"
+#include "vmdump/dump_reading.hpp"
+#include "vmdump/page_table_reading.hpp"
+#include "vmdump/rows.hpp"
+
+#include <benchmark/benchmark.h>
+
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <random>
+#include <string>
+
+namespace {
+
+using namespace kt3;
+
+class Folder {
+public:
+    Folder() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "kt3-bench-XXXXXX").string();
+        path_ = ::mkdtemp(pattern.data()) == nullptr ? "." : pattern;
+    }
+    ~Folder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+    [[nodiscard]] std::string write(const std::string& name, const std::string& text) const {
+        const std::string file = path_ + "/" + name;
+        std::filesystem::create_directories(std::filesystem::path(file).parent_path());
+        std::ofstream(file, std::ios::binary) << text;
+        return file;
+    }
+    [[nodiscard]] const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+};
+
+const Folder& folder() {
+    static const Folder made;
+    return made;
+}
+
+// A dump of about that many sub-table entries, fifteen to a page-table entry of level 2.
+std::string dump_text(int sub_entries) {
+    std::mt19937 random(7);
+    std::string text;
+    const auto hex = [&] {
+        char digits[16];
+        std::snprintf(digits, sizeof digits, "0x%x", static_cast<unsigned>(random() & 0x7fffffff));
+        return std::string(digits);
+    };
+    const auto entry = [&](int level, int index) {
+        text += std::string(2 * static_cast<std::size_t>(level), ' ') + std::to_string(level) + ":" +
+                std::to_string(index) + ": entry addr:" + hex() + ", buffer:page table at " + hex() + "\n";
+    };
+    const auto sub = [&](int level, int index) {
+        text += std::to_string(level) + ":" + std::to_string(index) + " Snoop:" + std::to_string(random() & 1) +
+                " Segment:" + std::to_string(random() & 3) + " LargePage:0 Addr:" + hex() + "\n";
+    };
+    entry(0, 0);
+    sub(0, 0);
+    entry(1, 0);
+    sub(1, 0);
+    for (int at = 0; at < sub_entries; ++at) {
+        if (at % 15 == 0) {
+            entry(2, at / 15);
+        }
+        sub(2, at % 512);
+    }
+    return text;
+}
+
+const std::string& dump_file(int sub_entries) {
+    static std::map<int, std::string> files;
+    std::string& file = files[sub_entries];
+    if (file.empty()) {
+        file = folder().write("dump" + std::to_string(sub_entries), dump_text(sub_entries));
+    }
+    return file;
+}
+
+std::size_t line_count(const std::string& path) {
+    std::size_t lines = 0;
+    vmdump::read_in_blocks(path.c_str(), [&](std::string_view text, bool) {
+        lines += static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+        return text.size();
+    });
+    return lines;
+}
+
+void count_lines(benchmark::State& state, const std::string& path) {
+    state.counters["per_line"] =
+        benchmark::Counter(static_cast<double>(line_count(path)),
+                           benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+// ---- one dump -------------------------------------------------------------------------------------------------------
+
+// The floor: the same bytes read, their lines counted.
+void ReadAndCountLines(benchmark::State& state) {
+    const std::string path = dump_file(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        std::size_t lines = 0;
+        vmdump::read_in_blocks(path.c_str(), [&](std::string_view text, bool) {
+            const char* at = text.data();
+            const char* const end = at + text.size();
+            while (at != end && (at = static_cast<const char*>(
+                                     std::memchr(at, '\n', static_cast<std::size_t>(end - at)))) != nullptr) {
+                ++lines;
+                ++at;
+            }
+            return text.size();
+        });
+        benchmark::DoNotOptimize(lines);
+    }
+    count_lines(state, path);
+}
+
+void ParseDump(benchmark::State& state) {
+    const std::string path = dump_file(static_cast<int>(state.range(0)));
+    data_vectors record = vmdump::make_record();
+    for (auto _ : state) {
+        vmdump::empty_sequences(record);
+        vmdump::read_page_tables(path.c_str(), record);
+        benchmark::DoNotOptimize(record.st_level2.data());
+    }
+    count_lines(state, path);
+}
+
+// A careful reader without strict matchers: lines by memchr, keys by search, numbers by std::from_chars.
+int number_behind(std::string_view line, std::string_view key) {
+    const std::size_t at = line.find(key);
+    int value = 0;
+    if (at != line.npos) {
+        std::from_chars(line.data() + at + key.size(), line.data() + line.size(), value);
+    }
+    return value;
+}
+
+void from_chars_line(std::string_view line, data_vectors& record, bool& in_run) {
+    const bool entry = line.find("entry") != line.npos;
+    if (!entry && line.find("Snoop") == line.npos) {
+        return;
+    }
+    const char* at = line.data() + std::min(line.find_first_not_of(' '), line.size());
+    const char* const end = line.data() + line.size();
+    int level = -1;
+    int index = 0;
+    at = std::from_chars(at, end, level).ptr;
+    std::from_chars(at == end ? at : at + 1, end, index);
+    if (entry) {
+        vidmm_vm_pt made = {};
+        made.PT_Level = level;
+        made.PT_index = index;
+        const std::size_t addr = line.find("addr:");
+        const std::size_t buffer = line.find("buffer:");
+        line.substr(addr + 5, line.find(',', addr) - addr - 5).copy(made.Addr, 47);
+        line.substr(buffer + 7).copy(made.Buffer, 47);
+        vmdump::page_tables(record, level).push_back(made);
+    } else {
+        vidmm_vm_pte_elt3k made = {};
+        made.ST_Level = level;
+        made.Index = index;
+        made.Snoop = static_cast<std::uint16_t>(number_behind(line, "Snoop:"));
+        made.Segment = static_cast<std::uint16_t>(number_behind(line, "Segment:"));
+        made.LargePage = static_cast<std::uint16_t>(number_behind(line, "LargePage:"));
+        line.substr(line.find("Addr:") + 5).copy(made.Addr, 47);
+        auto& entries = vmdump::sub_tables(record, level);
+        entries.push_back(made);
+        if (in_run && entries.size() > 1) {
+            entries.back().pre = &entries.back() - 1;
+            entries.back().pre->next = &entries.back();
+        } else if (auto& owners = vmdump::page_tables(record, level); !owners.empty()) {
+            entries.back().parent = &owners.back();
+            owners.back().sub_entries = &entries.back();
+        }
+    }
+    in_run = !entry;
+}
+
+void ParseDumpByFromChars(benchmark::State& state) {
+    const std::string path = dump_file(static_cast<int>(state.range(0)));
+    data_vectors record = vmdump::make_record();
+    for (auto _ : state) {
+        vmdump::empty_sequences(record);
+        bool in_run = false;
+        vmdump::read_in_blocks(path.c_str(), [&](std::string_view text, bool) {
+            std::size_t done = 0;
+            for (std::size_t end = 0; (end = text.find('\n', done)) != text.npos; done = end + 1) {
+                from_chars_line(text.substr(done, end - done), record, in_run);
+            }
+            return done;
+        });
+        benchmark::DoNotOptimize(record.st_level2.data());
+    }
+    count_lines(state, path);
+}
+
+void ReadWholeClient(benchmark::State& state) {
+    const std::string path = dump_file(static_cast<int>(state.range(0)));
+    data_vectors record;
+    for (auto _ : state) {
+        std::vector<data_vectors> list;
+        vmdump::make_ready(record);
+        vmdump::read_stamped_page_tables(path.c_str(), record);
+        vmdump::hand_over(record, list);
+        benchmark::DoNotOptimize(list.data());
+    }
+    count_lines(state, path);
+}
+
+BENCHMARK(ReadAndCountLines)->Arg(300)->Arg(3'000)->Arg(30'000)->Arg(300'000);
+BENCHMARK(ParseDump)->Arg(300)->Arg(3'000)->Arg(30'000)->Arg(300'000);
+BENCHMARK(ParseDumpByFromChars)->Arg(300)->Arg(3'000)->Arg(30'000)->Arg(300'000);
+BENCHMARK(ReadWholeClient)->Arg(300)->Arg(3'000)->Arg(30'000)->Arg(300'000);
+
+// ---- rows -----------------------------------------------------------------------------------------------------------
+
+std::vector<data_vectors> filled_list(int sub_entries) {
+    std::vector<data_vectors> list(1);
+    vmdump::read_stamped_page_tables(dump_file(sub_entries).c_str(), list[0]);
+    std::strcpy(list[0].pid, "4711");
+    return list;
+}
+
+void CopyRows(benchmark::State& state) {
+    const std::size_t count = vmdump::count_rows(filled_list(static_cast<int>(state.range(0))));
+    const std::vector<_PAGETABLE_DATA> from(count);
+    std::vector<_PAGETABLE_DATA> to(count);
+    for (auto _ : state) {
+        std::memcpy(to.data(), from.data(), count * sizeof(_PAGETABLE_DATA));
+        benchmark::DoNotOptimize(to.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+void FillRows(benchmark::State& state) {
+    const std::vector<data_vectors> list = filled_list(static_cast<int>(state.range(0)));
+    std::vector<_PAGETABLE_DATA> rows(vmdump::count_rows(list));
+    for (auto _ : state) {
+        vmdump::fill_all_rows(rows.data(), list);
+        benchmark::ClobberMemory();
+    }
+}
+
+void FillRowsByFromChars(benchmark::State& state) {
+    const std::vector<data_vectors> list = filled_list(static_cast<int>(state.range(0)));
+    std::vector<_PAGETABLE_DATA> rows(vmdump::count_rows(list));
+    const auto address = [](const char(&text)[48]) {
+        const std::string_view all(text, ::strnlen(text, sizeof text));
+        const std::string_view digits = all.starts_with("0x") ? all.substr(2) : all;
+        int value = 0;
+        const auto end = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+        if (end.ec != std::errc()) {
+            std::abort();
+        }
+        return value;
+    };
+    for (auto _ : state) {
+        _PAGETABLE_DATA* row = rows.data();
+        for (const auto* tables : {&list[0].pt_level0, &list[0].pt_level1, &list[0].pt_level2}) {
+            for (const vidmm_vm_pt& entry : *tables) {
+                row->pid = 4711;
+                row->addr = address(entry.Addr);
+                row->level = entry.PT_Level;
+                row->index = entry.PT_index;
+                row->type = 1;
+                ++row;
+            }
+        }
+        for (const auto* subs : {&list[0].st_level0, &list[0].st_level1, &list[0].st_level2}) {
+            for (const vidmm_vm_pte_elt3k& entry : *subs) {
+                row->pid = 4711;
+                row->addr = address(entry.Addr);
+                row->snoop = entry.Snoop;
+                row->segment = entry.Segment;
+                row->large_page = entry.LargePage;
+                row->level = entry.ST_Level;
+                row->index = entry.Index;
+                row->parent_level = entry.DigitalIndex.parent_level;
+                row->parent_index = entry.DigitalIndex.parent_index;
+                row->type = -1;
+                ++row;
+            }
+        }
+        benchmark::ClobberMemory();
+    }
+}
+
+BENCHMARK(CopyRows)->Arg(30'000)->Arg(300'000);
+BENCHMARK(FillRows)->Arg(30'000)->Arg(300'000);
+BENCHMARK(FillRowsByFromChars)->Arg(30'000)->Arg(300'000);
+
+// ---- allocation nodes -----------------------------------------------------------------------------------------------
+
+constexpr int kAllocations = 5'000;
+
+const std::string& allocation_driver() {
+    static const std::string driver = [] {
+        for (int at = 0; at < kAllocations; ++at) {
+            char name[32];
+            std::snprintf(name, sizeof name, "%x", 0x1000 + at);
+            std::string text = "allocation\n";
+            for (int node = 0; node < 2; ++node) {
+                text += "=====vm node info=====\ndevice_pid = 4711\ndevice_pname = game\ngpu_va = 0x7f0012340000\n"
+                        "size = 0x200000\nflags = 0\n";
+            }
+            (void)folder().write(std::string("allocations/") + name + "/vm_info", text);
+        }
+        return folder().path();
+    }();
+    return driver;
+}
+
+// The floor: every file opened, read to its end and closed.
+void ReadAllocations(benchmark::State& state) {
+    const std::string driver = allocation_driver();
+    std::vector<char> buffer(16 * 1024);
+    for (auto _ : state) {
+        const support::Dir entries(::opendir((driver + "/allocations").c_str()));
+        std::size_t bytes = 0;
+        while (const dirent* entry = ::readdir(entries.get())) {
+            const auto path = vmdump::file_path(driver.c_str(), "allocations", entry->d_name, "vm_info");
+            bytes += support::read_page_at(AT_FDCWD, path.text, buffer.data(), buffer.size());
+        }
+        benchmark::DoNotOptimize(bytes);
+    }
+}
+
+void WalkAllocations(benchmark::State& state) {
+    const std::string driver = allocation_driver();
+    std::vector<allcation_Info> list;
+    for (auto _ : state) {
+        list.clear();
+        vmdump::walk_allocations(driver.c_str(), list);
+        benchmark::DoNotOptimize(list.data());
+    }
+}
+
+void CopyEntries(benchmark::State& state) {
+    const std::vector<_GFX_VM_ALLOCATION_DATA> from(2 * kAllocations);
+    std::vector<_GFX_VM_ALLOCATION_DATA> to(2 * kAllocations);
+    for (auto _ : state) {
+        std::memcpy(to.data(), from.data(), from.size() * sizeof from[0]);
+        benchmark::DoNotOptimize(to.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+void FillEntries(benchmark::State& state) {
+    std::vector<allcation_Info> list;
+    vmdump::walk_allocations(allocation_driver().c_str(), list);
+    std::vector<_GFX_VM_ALLOCATION_DATA> entries(list.size());
+    for (auto _ : state) {
+        vmdump::fill_entries(entries.data(), list);
+        benchmark::ClobberMemory();
+    }
+}
+
+BENCHMARK(ReadAllocations);
+BENCHMARK(WalkAllocations);
+BENCHMARK(CopyEntries);
+BENCHMARK(FillEntries);
+
+// ---- ten clients ----------------------------------------------------------------------------------------------------
+
+constexpr int kClients = 10;
+
+const std::string& client_driver() {
+    static const std::string driver = [] {
+        const std::string text = dump_text(3'000);
+        for (int at = 1; at <= kClients; ++at) {
+            const std::string client = "clients/devices/0" + std::to_string(at) + "000000/";
+            (void)folder().write(client + "vm_info", text);
+            (void)folder().write(client + "info", "name = x\npid = " + std::to_string(::getpid()) + "\n");
+        }
+        return folder().path() + "/clients";
+    }();
+    return driver;
+}
+
+// The floor: ps asked ten times, one after the other, and the files read.
+void AskPsAndReadTenClients(benchmark::State& state) {
+    const std::string driver = client_driver();
+    const std::string command = "ps -p " + std::to_string(::getpid()) + " -o comm=";
+    for (auto _ : state) {
+        const support::Dir entries(::opendir((driver + "/devices").c_str()));
+        while (const dirent* entry = ::readdir(entries.get())) {
+            if (entry->d_name[0] == '.') {
+                continue;
+            }
+            for (const char* file : {"info", "vm_info"}) {
+                const auto path = vmdump::file_path(driver.c_str(), "devices", entry->d_name, file);
+                vmdump::read_in_blocks(path.text, [](std::string_view text, bool) { return text.size(); });
+            }
+            const support::Pipe ps(::popen(command.c_str(), "re"));
+            char answer[128];
+            while (std::fgets(answer, sizeof answer, ps.get()) != nullptr) {
+                benchmark::DoNotOptimize(answer);
+            }
+        }
+    }
+}
+
+void WalkTenClients(benchmark::State& state) {
+    const std::string driver = client_driver();
+    for (auto _ : state) {
+        std::vector<data_vectors> list;
+        vmdump::walk_clients(driver.c_str(), list);
+        benchmark::DoNotOptimize(list.data());
+    }
+}
+
+BENCHMARK(AskPsAndReadTenClients)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(WalkTenClients)->UseRealTime()->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+BENCHMARK_MAIN();

@@ -124,6 +124,8 @@ KT3_EXPORT int32_t segment_init(find_adapter* record) {
 
 KT3_EXPORT int32_t get_segment_info(_GFX_SEGMENT_INFO* segments) {
     return segments == nullptr ? -1 : summary::read_segments(*segments);
+}
+
 // ---- sampling -------------------------------------------------------------------------------------------------------
 
 KT3_EXPORT int32_t gfxbusy_init() {

@@ -149,7 +149,7 @@ std::size_t read_usual_line(std::string_view text, ReadingState& state, data_vec
     const std::string_view line = first_line(text);
     const std::string_view rest = line.substr(static_cast<std::size_t>(page_table.rest - text.data()));
     const std::string_view buffer = trim_end(rest);
-    if (rest.empty() || rest.back() != '\n' || contains(rest, "Snoop") || contains(rest, {"", 1})) {
+    if (rest.empty() || rest.back() != '\n' || contains(rest, "Snoop") || rest.find('\0') != rest.npos) {
         return 0;
     }
     add_page_table(record, state, make_page_table(page_table.level, page_table.index, page_table.address, buffer));

@@ -429,5 +429,3 @@ BENCHMARK(AskPsAndReadTenClients)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(WalkTenClients)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 } // namespace
-
-BENCHMARK_MAIN();

@@ -90,22 +90,22 @@ FILE* open_stream(const char* path, const char* mode) {
 extern "C" {
 
 int open(const char* path, int flags, ...) {
-    KT3_MODE_ARGUMENT(flags)
+    KT3_MODE_ARGUMENT(flags) // NOLINT(clang-analyzer-valist.Uninitialized): started right above the use
     return open_at(AT_FDCWD, path, flags, mode);
 }
 
 int open64(const char* path, int flags, ...) {
-    KT3_MODE_ARGUMENT(flags)
+    KT3_MODE_ARGUMENT(flags) // NOLINT(clang-analyzer-valist.Uninitialized): started right above the use
     return open_at(AT_FDCWD, path, flags | O_LARGEFILE, mode);
 }
 
 int openat(int directory, const char* path, int flags, ...) {
-    KT3_MODE_ARGUMENT(flags)
+    KT3_MODE_ARGUMENT(flags) // NOLINT(clang-analyzer-valist.Uninitialized): started right above the use
     return open_at(directory, path, flags, mode);
 }
 
 int openat64(int directory, const char* path, int flags, ...) {
-    KT3_MODE_ARGUMENT(flags)
+    KT3_MODE_ARGUMENT(flags) // NOLINT(clang-analyzer-valist.Uninitialized): started right above the use
     return open_at(directory, path, flags | O_LARGEFILE, mode);
 }
 

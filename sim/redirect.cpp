@@ -59,9 +59,9 @@ const char* resolved_root() {
     if (std::strcmp(root, cache.asked) != 0) {
         const int before = errno;
         if (real_realpath(root, cache.resolved) == nullptr) {
-            std::strcpy(cache.resolved, root);
+            std::memcpy(cache.resolved, root, std::strlen(root) + 1);
         }
-        std::strcpy(cache.asked, root);
+        std::memcpy(cache.asked, root, std::strlen(root) + 1);
         errno = before;
     }
     return cache.resolved;
@@ -134,11 +134,12 @@ const char* simulated_name_at(int directory, const char* path, char* buffer) {
         return folder;
     }
     const std::size_t length = std::strlen(buffer);
-    if (length + 1 + std::strlen(path) >= kPathSize) {
+    const std::size_t added = std::strlen(path);
+    if (length + 1 + added >= kPathSize) {
         return nullptr;
     }
     buffer[length] = '/';
-    std::strcpy(buffer + length + 1, path);
+    std::memcpy(buffer + length + 1, path, added + 1);
     return folder;
 }
 

@@ -141,7 +141,11 @@ char* realpath(const char* path, char* resolved) noexcept {
     }
     const char* name = target.redirected() ? kt3::sim::simulated_name(buffer) : nullptr;
     const char* answer = name != nullptr ? name : buffer;
-    return resolved == nullptr ? ::strdup(answer) : std::strcpy(resolved, answer);
+    if (resolved == nullptr) {
+        return ::strdup(answer);
+    }
+    std::memcpy(resolved, answer, std::strlen(answer) + 1);
+    return resolved;
 }
 
 char* canonicalize_file_name(const char* path) noexcept {

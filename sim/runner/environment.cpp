@@ -25,8 +25,11 @@ fs::path find_part(const fs::path& program_folder, const char* in_build_tree, co
 // Puts `first` in front of what the variable holds.
 void prepend(const char* variable, const std::string& first, const char* separator) {
     const char* before = std::getenv(variable);
-    const std::string rest = before == nullptr || before[0] == '\0' ? "" : separator + std::string(before);
-    ::setenv(variable, (first + rest).c_str(), 1);
+    std::string value = first;
+    if (before != nullptr && before[0] != '\0') {
+        value.append(separator).append(before);
+    }
+    ::setenv(variable, value.c_str(), 1);
 }
 
 } // namespace

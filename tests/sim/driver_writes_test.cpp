@@ -146,6 +146,9 @@ struct CommandRow {
     const char* page;
     const char* command;
     const char* page_after;
+
+    // Names the case when it fails.
+    friend void PrintTo(const CommandRow& row, std::ostream* out) { *out << row.node << ": " << row.command; }
 };
 
 class DriverCommands : public DriverWrites, public ::testing::WithParamInterface<CommandRow> {};

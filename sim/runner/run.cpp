@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kForwarded[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int kForwarded[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 // A fresh folder that goes with the object.
 class TemporaryFolder {

@@ -142,6 +142,21 @@ TEST_F(Runner, ShowsDeviceNodesAsCharacterDevices) {
     EXPECT_EQ(result.status, 0);
 }
 
+TEST_F(Runner, ShowsTheMachineToAProgramThatUsesLibdrm) {
+    const Result result = run({"run", "four-devices", "--", KT3_TEST_LIST_DEVICES});
+    EXPECT_EQ(result.out, "/dev/dri/card0 7a52:5c0e\n/dev/dri/card1 1f41:5c01\n/dev/dri/card2 7a52:5c05\n"
+                          "/dev/dri/card3 1002:73bf\n");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(run({"run", "no-gpu", "--", KT3_TEST_LIST_DEVICES}).out, IsEmpty());
+}
+
+TEST_F(Runner, RefusesFilesOfTheSceneToRootAsWell) {
+    const Result result = shell("no-rights", "cat /sys/class/drm/card0/device/wy_info/eclk; ls /sys/kernel/debug");
+    EXPECT_NE(result.status, 0);
+    EXPECT_THAT(result.out, IsEmpty());
+    EXPECT_THAT(result.err, HasSubstr("Permission denied"));
+}
+
 TEST_F(Runner, ProvidesTheToolsThatTellAboutTheMachine) {
     const Result result = shell("idle", "dmidecode -t memory | grep -c CHANNEL; dmidecode; echo $?; "
                                         "mkdir $KT3_SIM_ROOT/bin-data/ps; echo game > $KT3_SIM_ROOT/bin-data/ps/12; "
@@ -201,7 +216,7 @@ TEST_P(RunnerSignals, EndTheCommandAndLeaveNothingBehind) {
     EXPECT_THAT(left_behind(), IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(All, RunnerSignals, ::testing::Values(SIGINT, SIGTERM, SIGHUP));
+INSTANTIATE_TEST_SUITE_P(All, RunnerSignals, ::testing::Values(SIGINT, SIGTERM, SIGHUP, SIGQUIT));
 
 TEST_F(Runner, LetsACommandHandleASignalInItsOwnWay) {
     const std::string ready = folder / "ready";

@@ -42,9 +42,10 @@ public:
         return *this;
     }
 
-    // The entries of a directory in the order in which the system lists them.
-    [[nodiscard]] std::vector<std::string> listing(const std::string& name) const {
-        const std::unique_ptr<DIR, int (*)(DIR*)> all(::opendir(path(name).c_str()), ::closedir);
+    // The entries of a directory in the order in which a reader of the machine gets them.
+    [[nodiscard]] static std::vector<std::string> listing(const std::string& name) { return entries_of(path(name)); }
+    [[nodiscard]] static std::vector<std::string> entries_of(const std::string& directory) {
+        const std::unique_ptr<DIR, int (*)(DIR*)> all(::opendir(directory.c_str()), ::closedir);
         std::vector<std::string> names;
         while (const dirent* entry = ::readdir(all.get())) {
             if (entry->d_name[0] != '.') {

@@ -1,6 +1,8 @@
 #include "allocation/info_page.hpp"
 
+#include <cstdlib>
 #include <gtest/gtest.h>
+#include <random>
 #include <stdexcept>
 #include <string>
 
@@ -31,7 +33,45 @@ string error_of(const string& page, bool va_driver = false) {
     return "nothing thrown";
 }
 
+// The rules line by line, with a string for every text.
+std::int32_t plain_width(const string& page) {
+    std::int32_t width = 0;
+    for (std::size_t start = 0; start < page.size();) {
+        const std::size_t newline = page.find('\n', start);
+        string line = page.substr(start, newline == page.npos ? newline : newline + 1 - start);
+        start += line.size();
+        line = line.c_str();
+        const std::size_t equals = line.find('=');
+        if (equals != line.npos && line.substr(0, equals) == "width") {
+            string value = line.substr(equals + 1, 127);
+            value.resize(value.empty() ? 0 : value.size() - 1);
+            width = static_cast<std::int32_t>(std::strtol(value.c_str(), nullptr, 10));
+        }
+    }
+    return width;
+}
+
 } // namespace
+
+TEST(InfoPage, AgreesWithAPlainReaderOnRandomPages) {
+    const string parts[] = {"width", "=", "\n", "7", "12", "\0"s, " ", "x", "width=3\n", string(17, 'k'), "-", "wid"};
+    std::mt19937 random(9);
+    for (int round = 0; round < 20000; ++round) {
+        string page;
+        for (unsigned at = random() % 40; at > 0; --at) {
+            page += parts[random() % std::size(parts)];
+        }
+        ASSERT_EQ(parse_info_page(page, true).width, plain_width(page)) << testing::PrintToString(page);
+    }
+}
+
+TEST(InfoPage, FindsALineWhereverItStands) {
+    for (std::size_t before = 0; before < 200; ++before) {
+        const string page = string(before, '\n') + "width=12\nheight=34";
+        EXPECT_EQ(parse_info_page(page, true).width, 12) << before;
+        EXPECT_EQ(parse_info_page(page, true).height, 3) << before;
+    }
+}
 
 TEST(InfoPage, FillsEveryWordFromTheKeyOfItsNameAndNoOther) {
     for (std::size_t at = 0; at < std::size(kKeys); ++at) {

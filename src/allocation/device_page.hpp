@@ -14,14 +14,10 @@ namespace kt3::allocation {
 // that is no hexadecimal number throws std::invalid_argument or std::out_of_range with the text "stoi".
 template<typename TakePid, typename TakeHandle>
 void parse_device_page(std::string_view page, TakePid&& take_pid, TakeHandle&& take_handle) {
-    for_each_line(page, [&](std::string_view line) {
-        const std::size_t equals = line.find('=');
-        if (equals == line.npos || equals == 0) {
-            return;
-        }
-        const std::string_view key = line.substr(0, equals - 1);
-        // A line may end right behind its "=": there is no value then.
-        const std::string_view value = value_text(line.substr(std::min(equals + 2, line.size())));
+    for_each_pair(page, [&](std::string_view in_front, std::string_view behind) {
+        // A line may begin with its "=" or end right behind it: there is no key, or no value, then.
+        const std::string_view key = in_front.substr(0, in_front.empty() ? 0 : in_front.size() - 1);
+        const std::string_view value = value_text(behind.substr(behind.empty() ? 0 : 1));
         if (key == "pid") {
             take_pid(support::leading_int(value));
         } else if (key == "handle") {

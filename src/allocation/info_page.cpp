@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 
 namespace kt3::allocation {
 namespace {
@@ -49,6 +50,7 @@ constexpr Field kFields[] = {
 
 // The first and the third letter tell all keys apart, so a key is compared with one row only.
 constexpr std::size_t kShortestKey = 4;
+constexpr std::size_t kLongestKey = 15;
 constexpr std::size_t kBuckets = 64;
 
 constexpr std::size_t bucket_of(std::string_view key) {
@@ -65,7 +67,8 @@ constexpr auto kFieldOfBucket = [] {
 
 constexpr bool every_field_has_its_bucket() {
     for (const Field& field : kFields) {
-        if (field.key.size() < kShortestKey || kFieldOfBucket[bucket_of(field.key)] != &field) {
+        if (field.key.size() < kShortestKey || field.key.size() > kLongestKey ||
+            kFieldOfBucket[bucket_of(field.key)] != &field) {
             return false;
         }
     }
@@ -73,12 +76,31 @@ constexpr bool every_field_has_its_bucket() {
 }
 static_assert(every_field_has_its_bucket());
 
+// Both texts have `size` letters, 4 to 15: two words that overlap cover them.
+template<typename Word>
+bool same_ends(const char* a, const char* b, std::size_t size) {
+    Word words[4];
+    std::memcpy(&words[0], a, sizeof(Word));
+    std::memcpy(&words[1], b, sizeof(Word));
+    std::memcpy(&words[2], a + size - sizeof(Word), sizeof(Word));
+    std::memcpy(&words[3], b + size - sizeof(Word), sizeof(Word));
+    return ((words[0] ^ words[1]) | (words[2] ^ words[3])) == 0;
+}
+
+bool same_key(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) {
+        return false;
+    }
+    return a.size() < sizeof(std::uint64_t) ? same_ends<std::uint32_t>(a.data(), b.data(), a.size())
+                                            : same_ends<std::uint64_t>(a.data(), b.data(), a.size());
+}
+
 const Field* find_field(std::string_view key) {
     if (key.size() < kShortestKey) {
         return nullptr;
     }
     const Field* field = kFieldOfBucket[bucket_of(key)];
-    return field != nullptr && field->key == key ? field : nullptr;
+    return field != nullptr && same_key(field->key, key) ? field : nullptr;
 }
 
 // The two below read plain digits inline and leave everything else to the general conversions: white space, signs,
@@ -99,6 +121,15 @@ std::int32_t decimal_value(std::string_view text) {
     return static_cast<std::int32_t>(value);
 }
 
+// Looked up, as handles mix digits and letters beyond any branch predictor.
+constexpr auto kDigitOf = [] {
+    std::array<std::uint8_t, 256> table = {};
+    for (std::size_t c = 0; c < table.size(); ++c) {
+        table[c] = static_cast<std::uint8_t>(support::digit_value(static_cast<char>(c)));
+    }
+    return table;
+}();
+
 std::int32_t checked_value(std::string_view text, unsigned base) {
     constexpr std::size_t kAlwaysFits = 7; // in either base
     if (text.empty() || text.size() > kAlwaysFits) {
@@ -106,7 +137,7 @@ std::int32_t checked_value(std::string_view text, unsigned base) {
     }
     std::uint32_t value = 0;
     for (const char c : text) {
-        const unsigned digit = support::digit_value(c);
+        const unsigned digit = kDigitOf[static_cast<unsigned char>(c)];
         if (digit >= base) {
             return support::checked_int(text, base);
         }
@@ -135,15 +166,9 @@ std::int32_t field_value(Scan scan, std::string_view text, unsigned device_base)
 _GFX_ALLOCATION_INFO parse_info_page(std::string_view page, bool va_driver) {
     const unsigned device_base = va_driver ? 10 : 16;
     _GFX_ALLOCATION_INFO record = {};
-    for_each_line(page, [&](std::string_view line) {
-        const std::size_t equals = line.find('=');
-        if (equals == line.npos) {
-            return;
-        }
-        const Field* field = find_field({line.data(), equals});
-        if (field != nullptr) {
-            const std::string_view rest(line.data() + equals + 1, line.size() - equals - 1);
-            record.*field->member = field_value(field->scan, value_text(rest), device_base);
+    for_each_pair(page, [&](std::string_view key, std::string_view rest_of_line) {
+        if (const Field* field = find_field(key)) {
+            record.*field->member = field_value(field->scan, value_text(rest_of_line), device_base);
         }
     });
     record.seen_count = 1;

@@ -11,33 +11,43 @@ namespace {
 
 using Record = _GFX_ALLOCATION_INFO;
 
-struct Group {
-    std::int32_t sum_count;
-    std::uint32_t first; // the record that stands for the group
+// The shape of a record as three words.
+struct Shape {
+    std::uint64_t width_height;
+    std::uint64_t size_format;
+    std::uint32_t at_type;
+
+    explicit Shape(const Record& record)
+        : width_height(two(record.width, record.height)), size_format(two(record.size, record.hw_format)),
+          at_type(static_cast<std::uint32_t>(record.at_type)) {}
+
+    static std::uint64_t two(std::int32_t low, std::int32_t high) {
+        return static_cast<std::uint64_t>(static_cast<std::uint32_t>(high)) << 32 | static_cast<std::uint32_t>(low);
+    }
+    [[nodiscard]] bool operator==(const Shape& other) const {
+        return ((width_height ^ other.width_height) | (size_format ^ other.size_format) | (at_type ^ other.at_type)) ==
+               0;
+    }
+    // The upper half of the product depends on every bit.
+    [[nodiscard]] std::uint32_t hash() const {
+        const std::uint64_t first = width_height * 0x9E3779B97F4A7C15U;
+        const std::uint64_t mixed = (first ^ (first >> 32)) + size_format * 0xC2B2AE3D27D4EB4FU + at_type;
+        return static_cast<std::uint32_t>((mixed * 0x165667B19E3779F9U) >> 32);
+    }
 };
 
-bool same_shape(const Record& a, const Record& b) {
-    return ((a.width ^ b.width) | (a.height ^ b.height) | (a.size ^ b.size) | (a.hw_format ^ b.hw_format) |
-            (a.at_type ^ b.at_type)) == 0;
-}
-
-std::uint64_t two(std::int32_t high, std::int32_t low) {
-    return static_cast<std::uint64_t>(static_cast<std::uint32_t>(high)) << 32 | static_cast<std::uint32_t>(low);
-}
-
-std::uint32_t shape_hash(const Record& record) {
-    std::uint64_t hash = two(record.width, record.height) * 0x9E3779B97F4A7C15U;
-    hash = (hash ^ (hash >> 32) ^ two(record.hw_format, record.size)) * 0xC2B2AE3D27D4EB4FU;
-    hash = (hash ^ (hash >> 29) ^ static_cast<std::uint32_t>(record.at_type)) * 0x165667B19E3779F9U;
-    return static_cast<std::uint32_t>(hash >> 32);
-}
+struct Group {
+    Shape shape;
+    std::uint32_t sum_count; // signed in the record; counted up as unsigned, where running over is defined
+    std::uint32_t first;     // the record that stands for the group
+};
 
 // Counts records into groups, in the order in which the shapes first appear.
 class ShapeGroups {
 public:
-    explicit ShapeGroups(RecordSpan records) : records_(records), slots_(kFewestSlots) {
+    explicit ShapeGroups(RecordSpan records) : slots_(kFewestSlots) {
         for (std::size_t at = 0; at < records.size(); ++at) {
-            count(static_cast<std::uint32_t>(at));
+            count(records, static_cast<std::uint32_t>(at));
         }
     }
     std::vector<Group>& groups() { return groups_; }
@@ -51,49 +61,43 @@ private:
         std::uint32_t group = kUnused;
     };
 
-    void count(std::uint32_t at) {
-        const std::uint32_t hash = shape_hash(records_[at]);
-        Slot& slot = find(hash, records_[at]);
-        if (slot.group != kUnused) {
-            std::int32_t& sum = groups_[slot.group].sum_count;
-            sum = static_cast<std::int32_t>(static_cast<std::uint32_t>(sum) + 1);
-            return;
+    void count(RecordSpan records, std::uint32_t at) {
+        const Shape shape(records[at]);
+        const std::uint32_t hash = shape.hash();
+        std::size_t place = hash & mask_;
+        while (slots_[place].group != kUnused) {
+            Group& group = groups_[slots_[place].group];
+            if (slots_[place].hash == hash && group.shape == shape) {
+                ++group.sum_count;
+                return;
+            }
+            place = (place + 1) & mask_;
         }
-        slot = {hash, static_cast<std::uint32_t>(groups_.size())};
-        groups_.push_back({records_[at].sum_count, at});
+        slots_[place] = {hash, static_cast<std::uint32_t>(groups_.size())};
+        groups_.push_back({shape, static_cast<std::uint32_t>(records[at].sum_count), at});
         if (groups_.size() * 2 > slots_.size()) {
             double_slots();
         }
     }
 
-    Slot& find(std::uint32_t hash, const Record& wanted) {
-        const std::size_t mask = slots_.size() - 1;
-        std::size_t at = hash & mask;
-        while (slots_[at].group != kUnused &&
-               (slots_[at].hash != hash || !same_shape(records_[groups_[slots_[at].group].first], wanted))) {
-            at = (at + 1) & mask;
-        }
-        return slots_[at];
-    }
-
     void double_slots() {
         std::vector<Slot> larger(slots_.size() * 2);
-        const std::size_t mask = larger.size() - 1;
+        mask_ = larger.size() - 1;
         for (const Slot& slot : slots_) {
-            std::size_t at = slot.hash & mask;
-            while (slot.group != kUnused && larger[at].group != kUnused) {
-                at = (at + 1) & mask;
-            }
             if (slot.group != kUnused) {
-                larger[at] = slot;
+                std::size_t place = slot.hash & mask_;
+                while (larger[place].group != kUnused) {
+                    place = (place + 1) & mask_;
+                }
+                larger[place] = slot;
             }
         }
         slots_.swap(larger);
     }
 
-    RecordSpan records_;
     std::vector<Group> groups_;
-    std::vector<Slot> slots_;
+    std::vector<Slot> slots_; // at most half of them used
+    std::size_t mask_ = kFewestSlots - 1;
 };
 
 } // namespace
@@ -102,12 +106,14 @@ void write_largest_groups(RecordSpan tracked, LeakResult result) {
     ShapeGroups shapes(tracked);
     std::vector<Group>& groups = shapes.groups();
     // The standard sort decides by comparisons alone: sorting these leaves ties as sorting whole records would.
-    std::sort(groups.begin(), groups.end(), [](const Group& a, const Group& b) { return a.sum_count > b.sum_count; });
+    std::sort(groups.begin(), groups.end(), [](const Group& a, const Group& b) {
+        return static_cast<std::int32_t>(a.sum_count) > static_cast<std::int32_t>(b.sum_count);
+    });
     for (std::size_t at = 0; at < result.size(); ++at) {
         result[at] = {};
         if (at < groups.size()) {
             result[at] = tracked[groups[at].first];
-            result[at].sum_count = groups[at].sum_count;
+            result[at].sum_count = static_cast<std::int32_t>(groups[at].sum_count);
         }
     }
 }

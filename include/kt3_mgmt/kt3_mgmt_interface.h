@@ -359,6 +359,90 @@ typedef struct _GFX_BANDWIDTH_INFO {
 KT3_LAYOUT(sizeof(_GFX_BANDWIDTH_INFO) == 48);
 KT3_LAYOUT(offsetof(_GFX_BANDWIDTH_INFO, word) == 0);
 
+/* ---- records: summary ----------------------------------------------------------------------------------------- */
+
+/* A value that the driver does not publish, where 0 would be one. */
+#define KT3_ABSENT 0xFFFFFFFFU
+
+/* The short summary. Kept words are gathered once and shared by all adapters with the same chip id. */
+typedef struct _GPU_ADAPTER_SUMMARY {
+    uint32_t engine_clock;          /* read every time */
+    uint32_t video_clock;           /* read every time */
+    uint32_t memory_clock;          /* read every time */
+    uint32_t frame_buffer_size;     /* kept */
+    uint32_t memory_speed;          /* newer family: memory_clock * 2; else MT/s of the system's memory, kept */
+    uint32_t core_clock;            /* read every time */
+    uint32_t display_port_number;   /* kept */
+    uint32_t display_types;         /* values of support_CONNECT_type_list, or-ed; kept */
+    uint32_t memory_channel_number; /* kept */
+    uint32_t current_link_width;    /* PCIe lanes, kept */
+    uint32_t memory_type; /* DDR generation of the system's memory, 4 or 5; kept; not written for the newer family */
+    uint32_t memory_bit_width; /* of the system's memory; kept; not written for the newer family */
+} _GPU_ADAPTER_SUMMARY;
+KT3_LAYOUT(sizeof(_GPU_ADAPTER_SUMMARY) == 48);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, engine_clock) == 0);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, video_clock) == 4);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, memory_clock) == 8);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, frame_buffer_size) == 12);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, memory_speed) == 16);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, core_clock) == 20);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, display_port_number) == 24);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, display_types) == 28);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, memory_channel_number) == 32);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, current_link_width) == 36);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, memory_type) == 40);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, memory_bit_width) == 44);
+
+/* The extended summary. Kept fields are gathered once and shared by all adapters with the same chip id. */
+typedef struct _GPU_ADAPTER_SUMMARY_EXT2 {
+    uint64_t driver_version;     /* three parts: << 32, << 16, << 0; kept */
+    uint64_t firmware_version;   /* four parts: << 48, << 32, << 16, << 0; kept */
+    char firmware_name[32];      /* NUL-terminated; kept */
+    uint32_t pixel_fill_rate;    /* kept */
+    uint32_t texture_fill_rate;  /* kept */
+    uint32_t memory_clock_freq;  /* read every time */
+    uint32_t reserved_60;        /* zero */
+    uint64_t max_resolution;     /* width << 48, height << 32, refresh rate; of HDMI, else of DP; kept */
+    uint64_t vga_max_resolution; /* packed the same way; kept */
+    uint32_t memory_usage;       /* KT3_ABSENT when not published, as the next four */
+    uint32_t use_rate_3d;        /* per cent */
+    uint32_t use_rate_video;     /* per cent */
+    uint32_t use_rate_vpp;       /* per cent */
+    uint32_t temperature;        /* degrees Celsius */
+    uint32_t reserved_100[3];    /* zero */
+    uint32_t pcie_generation;    /* kept */
+    uint32_t reserved_116[29];   /* zero */
+} _GPU_ADAPTER_SUMMARY_EXT2;
+KT3_LAYOUT(sizeof(_GPU_ADAPTER_SUMMARY_EXT2) == 232);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, driver_version) == 0);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, firmware_version) == 8);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, firmware_name) == 16);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, pixel_fill_rate) == 48);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, texture_fill_rate) == 52);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, memory_clock_freq) == 56);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, reserved_60) == 60);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, max_resolution) == 64);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, vga_max_resolution) == 72);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, memory_usage) == 80);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, use_rate_3d) == 84);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, use_rate_video) == 88);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, use_rate_vpp) == 92);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, temperature) == 96);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, reserved_100) == 100);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, pcie_generation) == 112);
+KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, reserved_116) == 116);
+
+/* One type of display output. */
+typedef struct kt3_connector_type {
+    char name[12]; /* as the driver and the connector directory write it, NUL-terminated */
+    int32_t value; /* its bit in display_types */
+} kt3_connector_type;
+KT3_LAYOUT(sizeof(kt3_connector_type) == 16);
+KT3_LAYOUT(offsetof(kt3_connector_type, name) == 0);
+KT3_LAYOUT(offsetof(kt3_connector_type, value) == 12);
+
+enum { KT3_CONNECTOR_TYPES = 5 };
+
 /* ---- records: power management --------------------------------------------------------------------------------- */
 
 /* Values of dvfs_level. */
@@ -816,6 +900,41 @@ KT3_EXPORT int32_t bandwidth_init(void);
 /* Fills the record; leaves it alone when the interface is missing. Returns 0. */
 KT3_EXPORT int32_t get_bandwidth_info(_GFX_BANDWIDTH_INFO* record);
 
+/* ---- calls: summary -------------------------------------------------------------------------------------------- */
+
+/*
+ * The summary of the adapter in the record's current slot: chip id and card number come from the record, nodes from the
+ * current adapter. Facts that cannot change are gathered at the first call for a chip id, which runs "dmidecode" three
+ * times and logs two lines; later calls read the clocks only. Missing values are 0. May write "Failed to run command",
+ * "Error opening drm directory" or "get_line_from_string fail, string too long!!!" to standard output. Nothing is
+ * written for a null pointer or when current_index is no slot. Returns 0.
+ */
+KT3_EXPORT int32_t get_adapter_summary(_GPU_ADAPTER_SUMMARY* record, const find_adapter* adapters);
+
+/*
+ * The extended summary from /proc/gpuinfo_N. Every field is written: what is missing is 0, or KT3_ABSENT for usages and
+ * temperature. The first call for a chip id gathers the kept fields and logs one line; when the page cannot be read
+ * then, they stay 0 for this chip id. Nothing is written for a null pointer or when current_index is no slot. Returns
+ * 0.
+ */
+KT3_EXPORT int32_t get_adapter_summary_ext2(_GPU_ADAPTER_SUMMARY_EXT2* record, const find_adapter* adapters);
+
+/* The two calls above forward to these. */
+KT3_EXPORT int32_t gpu_info_get_adapter_summary(_GPU_ADAPTER_SUMMARY* record, const find_adapter* adapters);
+KT3_EXPORT int32_t gpu_info_get_adapter_summary_ext2(_GPU_ADAPTER_SUMMARY_EXT2* record, const find_adapter* adapters);
+
+/*
+ * Runs the command in a shell, zeroes the buffer and fills it with up to size - 1 bytes of its output. Returns the
+ * bytes read. A command that cannot be started writes "Failed to run command" to standard output and gives 1; a null
+ * buffer or a size of 0 takes nothing and gives 0.
+ */
+KT3_EXPORT uint32_t runShellCommand(const char* command, char* buffer, uint32_t size);
+
+/* The system's DDR generation (4 or 5, 4 when unknown) and memory width in bits, from "dmidecode -t memory"; 1 with
+ * "Failed to run command" on standard output when it cannot be started. */
+KT3_EXPORT uint32_t runShellCommand_getMemoryTYpe(void);
+KT3_EXPORT uint32_t runShellCommand_getBitWidth(void);
+
 /* ---- calls: power management ----------------------------------------------------------------------------------- */
 
 /* Engine, video and memory clock of the current adapter into clocks[0] to clocks[2]; 0 where a node is absent. Returns
@@ -891,6 +1010,9 @@ extern KT3_EXPORT char UTIL_CONFIG_PATH[512];
 /* 1 from load time and after get_data_from_dvfs_register, 0 once set_data_to_dvfs_register may have changed the driver.
  */
 extern KT3_EXPORT int32_t dvfs_register_state_data_flushed;
+
+/* The types of display outputs and their bits in display_types. */
+extern KT3_EXPORT const kt3_connector_type support_CONNECT_type_list[KT3_CONNECTOR_TYPES];
 
 /* The busy interface in use, one of the KT3_BUSY_ values; KT3_BUSY_VERSION_1 until gfxbusy_init finds another. */
 extern KT3_EXPORT int32_t gfxbusy_apiversion;

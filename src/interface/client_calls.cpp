@@ -5,7 +5,6 @@
 #include "adapter/enumeration.hpp"
 #include "interface/version.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface.h"
-#include "summary/segments.hpp"
 #include "nodes/accessors.hpp"
 #include "nodes/dvfs_registers.hpp"
 #include "nodes/node_table.hpp"
@@ -13,6 +12,7 @@
 #include "sampling/busy.hpp"
 #include "sampling/frame_rate.hpp"
 #include "sampling/sampling_state.hpp"
+#include "summary/segments.hpp"
 
 using namespace kt3;
 
@@ -69,6 +69,77 @@ KT3_EXPORT int32_t gfx_global_init(find_adapter* record) {
 KT3_EXPORT int32_t gfx_global_exit(int32_t chip_id_idx) {
     sampling::forget_entry_points(); // they belong to the module that is closed now
     adapter::unbind_adapter(chip_id_idx);
+    return 0;
+}
+
+// ---- sampling -------------------------------------------------------------------------------------------------------
+
+KT3_EXPORT int32_t gfxbusy_init() {
+    return sampling::resolve_busy() ? 0 : -1;
+}
+
+KT3_EXPORT int32_t get_gpubusy_info(_GFX_BUSY_INFO* record) {
+    if (record != nullptr) {
+        sampling::read_busy(*record);
+    }
+    return 0;
+}
+
+KT3_EXPORT int32_t fps_init() {
+    sampling::start_frame_rates();
+    return 0;
+}
+
+KT3_EXPORT int32_t get_fps_info(_GFX_FRAME_RATES* rates) {
+    return rates != nullptr && sampling::read_frame_rates(*rates) ? 0 : -1;
+}
+
+KT3_EXPORT int32_t bandwidth_init() {
+    return sampling::start_bandwidth() ? 0 : -1;
+}
+
+KT3_EXPORT int32_t get_bandwidth_info(_GFX_BANDWIDTH_INFO* record) {
+    if (record != nullptr) {
+        sampling::read_bandwidth(*record);
+    }
+    return 0;
+}
+
+// ---- summary --------------------------------------------------------------------------------------------------------
+
+KT3_EXPORT int32_t get_adapter_summary(_GPU_ADAPTER_SUMMARY* record, const find_adapter* adapters) {
+    gpu_info_get_adapter_summary(record, adapters);
+    return 0;
+}
+
+KT3_EXPORT int32_t get_adapter_summary_ext2(_GPU_ADAPTER_SUMMARY_EXT2* record, const find_adapter* adapters) {
+    gpu_info_get_adapter_summary_ext2(record, adapters);
+    return 0;
+}
+
+// ---- power management -----------------------------------------------------------------------------------------------
+
+KT3_EXPORT int32_t get_dvfs_info(uint32_t* clocks) {
+    if (clocks != nullptr) {
+        clocks[0] = static_cast<uint32_t>(nodes::driver_node_int(nodes::kEclk));
+        clocks[1] = static_cast<uint32_t>(nodes::driver_node_int(nodes::kVclk));
+        clocks[2] = static_cast<uint32_t>(nodes::driver_node_int(nodes::kMclk));
+    }
+    return 0;
+}
+
+KT3_EXPORT int32_t get_data_from_dvfs_register(_GPU_DVFS_REGISTER_DATA* record, uint32_t* flushed) {
+    gpuinfo_get_data_from_dvfs_register(record);
+    nodes::mark_dvfs_registers_read(true);
+    if (flushed != nullptr) {
+        *flushed = 1;
+    }
+    return 0;
+}
+
+KT3_EXPORT int32_t set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DATA* record) {
+    gpuinfo_set_data_to_dvfs_register(record);
+    nodes::mark_dvfs_registers_read(false);
     return 0;
 }
 

@@ -28,9 +28,9 @@ def documents(scene):
         os.makedirs(home + "/.local/share")
         with open(home + "/.local/share/tqm_gfx_util.ini", "wb") as file:
             file.write(b"[broken\xff]\nFullPath = /\xc3\x28\n")
-        environment = dict(os.environ, HOME=home, ASAN_OPTIONS="verify_asan_link_order=0")
+        environment = dict(os.environ, ASAN_OPTIONS="verify_asan_link_order=0")
         for command in commands:
-            run = subprocess.run([sim, "run", scene, "--", kt3, *command, "--json"], env=environment,
+            run = subprocess.run([sim, "run", scene, "--", "env", "HOME=" + home, kt3, *command, "--json"], env=environment,
                                  stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
             yield command, run.stdout
 

@@ -130,7 +130,8 @@ TEST(Kt3Doctor, EndsWith0OnAHealthyMachine) {
 TEST(Kt3Doctor, EndsWith4WhenRightsAreMissing) {
     const Ended run = run_kt3("no-rights", {"doctor", "--json"});
     EXPECT_EQ(run.status, 4) << run.out;
-    for (const json& finding : json::parse(run.out)["findings"]) {
+    const json document = json::parse(run.out);
+    for (const json& finding : document["findings"]) {
         EXPECT_EQ(finding["level"] == "problem", !finding["fix"].is_null()) << finding;
     }
 }

@@ -13,6 +13,11 @@ struct GoldenCase {
     int status = 0;
 };
 
+// What gtest prints of a case.
+std::ostream& operator<<(std::ostream& out, const GoldenCase& one) {
+    return out << one.file;
+}
+
 class Golden : public ::testing::TestWithParam<GoldenCase> {};
 
 // clang-format off
@@ -62,6 +67,6 @@ TEST_P(Golden, OutputIsAsRecorded) {
     EXPECT_EQ(normalised(run.out), file_text(file));
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, Golden, ::testing::ValuesIn(kCases), [](const auto& info) {
-    return std::regex_replace(info.param.file, std::regex("[^A-Za-z0-9]"), "_");
+INSTANTIATE_TEST_SUITE_P(Files, Golden, ::testing::ValuesIn(kCases), [](const auto& one) {
+    return std::regex_replace(one.param.file, std::regex("[^A-Za-z0-9]"), "_");
 });

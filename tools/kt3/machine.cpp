@@ -21,6 +21,15 @@ int descriptor_or_none(int descriptor) {
     return descriptor > 0 ? descriptor : -1;
 }
 
+// The flag stays 0 when the driver's page says nothing and also when it cannot be read.
+Reading va_driver_of(const Adapter& adapter, std::int32_t flag) {
+    if (flag != 0) {
+        return {true};
+    }
+    const std::string page = fmt::format("/sys/kernel/debug/dri/{}/{}/info", adapter.card, adapter.family->token);
+    return Fd(::open(page.c_str(), O_RDONLY | O_CLOEXEC)) ? Reading{false} : absent(absence_of(errno));
+}
+
 Adapter adapter_at(const Machine& machine, int slot) {
     const find_adapter& record = machine.record;
     const find_adapter_ext1& ext1 = machine.ext1;
@@ -35,7 +44,7 @@ Adapter adapter_at(const Machine& machine, int slot) {
     adapter.luid_low = ext1.luid[slot].low;
     adapter.family = find_family(adapter.vendor_id);
     if (adapter.family != nullptr) {
-        adapter.va_driver = record.IS_VA_driver[slot] != 0;
+        adapter.va_driver = va_driver_of(adapter, record.IS_VA_driver[slot]);
         adapter.info_fd = descriptor_or_none(record.gpu_infos[slot].info_fd);
         adapter.hwmon_fd = descriptor_or_none(record.gpu_infos[slot].hwmon_fd);
         adapter.sysfs_fd = descriptor_or_none(record.gpu_infos[slot].sysfs_fd);
@@ -151,10 +160,6 @@ std::vector<const Adapter*> select_adapters(const std::vector<Adapter>& adapters
     return selected;
 }
 
-Reading va_driver_of(const Adapter& adapter) {
-    return adapter.family == nullptr ? absent(Absence::not_on_this_chip) : Reading{adapter.va_driver};
-}
-
 Json identity_of(const Adapter& adapter) {
     Json object = {
         {"slot", adapter.slot},
@@ -165,7 +170,7 @@ Json identity_of(const Adapter& adapter) {
         {"bdf", bus_text(adapter.bus)},
         {"drm_card", adapter.card},
     };
-    put(object, "va_driver", va_driver_of(adapter));
+    put(object, "va_driver", adapter.va_driver);
     object["luid_high"] = adapter.luid_high;
     object["luid_low"] = adapter.luid_low;
     return object;

@@ -24,7 +24,7 @@ struct Adapter {
     std::uint32_t vendor_id = 0;
     BusId bus;
     std::int32_t card = 0; // N of /dev/dri/cardN
-    bool va_driver = false;
+    Reading va_driver = absent(Absence::not_on_this_chip);
     std::uint32_t luid_high = 0, luid_low = 0;
     const Family* family = nullptr; // null for a GPU of another vendor, of which nothing more is known
     int info_fd = -1;               // the driver's info directory; negative when absent
@@ -57,6 +57,5 @@ void enumerate(const Library& library, Machine& machine);
 
 // slot, name, family, chip_id, vendor_id, bdf, drm_card, va_driver, luid_high, luid_low: the same keys for every chip.
 [[nodiscard]] Json identity_of(const Adapter& adapter);
-[[nodiscard]] Reading va_driver_of(const Adapter& adapter);
 
 } // namespace kt3::cli

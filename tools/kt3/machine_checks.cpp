@@ -107,6 +107,12 @@ void check_drm_nodes(Findings& findings) {
     if (usable == names.size()) {
         add_ok(findings, "nodes", fmt::format("{} in {}, all usable", usable, kDriFolder));
     }
+    const auto cards =
+        std::count_if(names.begin(), names.end(), [](const std::string& name) { return name[0] == 'c'; });
+    if (cards > MAX_CHIP_NUM) {
+        add_note(findings, "nodes", fmt::format("{} DRM devices; the library looks at the first three only", cards),
+                 "");
+    }
 }
 
 void check_debugfs(Findings& findings) {
@@ -155,8 +161,7 @@ void check_unserved(const Machine& machine, Findings& findings) {
             add_problem(findings, ExitStatus::driver, "adapters", fmt::format("{}: no driver serves it", name),
                         kLoadDriver);
         } else {
-            add_note(findings, "adapters", fmt::format("{}: not listed by the library", name),
-                     "the library looks at the first three DRM devices only, at those it may open");
+            add_note(findings, "adapters", fmt::format("{}: has a driver, but the library does not list it", name), "");
         }
     }
 }

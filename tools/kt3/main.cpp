@@ -33,9 +33,8 @@ ExitStatus run_guarded(Session& session, const std::function<ExitStatus(Session&
         note_error(session.report, {ExitStatus::failure, "memory", "out of memory"});
         return ExitStatus::failure;
     } catch (const std::logic_error& error) { // number errors of the library that no guarded() met
-        note_error(session.report,
-                   {ExitStatus::failure, "parse_error",
-                    fmt::format("the driver published a malformed number ({})", error.what()), ""});
+        note_error(session.report, {ExitStatus::failure, "parse_error",
+                                    fmt::format("the driver published a malformed number ({})", error.what()), ""});
         return ExitStatus::failure;
     } catch (const std::exception& error) {
         note_error(session.report, {ExitStatus::failure, "failure", error.what()});

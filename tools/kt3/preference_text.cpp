@@ -96,9 +96,9 @@ int headings_in(std::string_view file, std::string_view name) {
     const std::string heading = fmt::format("[{}]", name);
     int count = 0;
     while (!file.empty()) {
-        const auto end = std::min(file.find('\n'), file.size() - 1);
+        const auto end = std::min(file.find('\n'), file.size());
         count += file.substr(0, end).starts_with(heading) ? 1 : 0;
-        file.remove_prefix(end + 1);
+        file.remove_prefix(std::min(end + 1, file.size()));
     }
     return count;
 }

@@ -80,7 +80,7 @@ std::vector<Fact> identity_facts(const Adapter& adapter) {
         {"Chip", fmt::format("{:#06x}", adapter.chip_id)},
         {"Node", fmt::format("/dev/dri/card{}", adapter.card)},
         {"LUID", fmt::format("{:#010x}:{:#010x}", adapter.luid_high, adapter.luid_low)},
-        {"VA driver", shown(va_driver_of(adapter))},
+        {"VA driver", shown(adapter.va_driver)},
     };
 }
 

@@ -21,7 +21,7 @@ std::vector<std::string> screen_row(const Adapter& adapter) {
             fmt::format("{:#06x}", adapter.vendor_id),
             fmt::format("{:#06x}", adapter.chip_id),
             fmt::format("card{}", adapter.card),
-            shown_briefly(va_driver_of(adapter))};
+            shown_briefly(adapter.va_driver)};
 }
 
 std::vector<std::string> value_row(const Adapter& adapter) {
@@ -32,7 +32,7 @@ std::vector<std::string> value_row(const Adapter& adapter) {
             std::to_string(adapter.vendor_id),
             std::to_string(adapter.chip_id),
             std::to_string(adapter.card),
-            bare(va_driver_of(adapter))};
+            bare(adapter.va_driver)};
 }
 
 ExitStatus run_list(Session& session) {

@@ -49,8 +49,12 @@ std::string read_file(const std::string& path) {
     }
     std::string text;
     char piece[4096];
-    for (ssize_t got = 0; (got = ::read(file.get(), piece, sizeof piece)) > 0;) {
+    ssize_t got = 0;
+    while ((got = ::read(file.get(), piece, sizeof piece)) > 0) {
         text.append(piece, static_cast<std::size_t>(got));
+    }
+    if (got < 0) {
+        file_error("read", path, errno);
     }
     return text;
 }

@@ -72,6 +72,23 @@ KT3_EXPORT int32_t gfx_global_exit(int32_t chip_id_idx) {
     return 0;
 }
 
+// ---- preferences ----------------------------------------------------------------------------------------------------
+
+KT3_EXPORT int32_t get_gpu_preference(_UTIL_GPU_PREFERENCE_NODE* entries, int32_t* count) {
+    GetGPUPreference_config(entries, count);
+    return 0;
+}
+
+KT3_EXPORT int32_t set_gpu_preference(const _UTIL_GPU_PREFERENCE_NODE* entry) {
+    SetGPUPreference_config(entry);
+    return 0;
+}
+
+KT3_EXPORT int32_t remove_gpu_preference(const _UTIL_GPU_PREFERENCE_NODE* entry) {
+    RemoveGPUPreference_config(entry);
+    return 0;
+}
+
 // ---- sampling -------------------------------------------------------------------------------------------------------
 
 KT3_EXPORT int32_t gfxbusy_init() {
@@ -105,18 +122,6 @@ KT3_EXPORT int32_t get_bandwidth_info(_GFX_BANDWIDTH_INFO* record) {
     return 0;
 }
 
-// ---- summary --------------------------------------------------------------------------------------------------------
-
-KT3_EXPORT int32_t get_adapter_summary(_GPU_ADAPTER_SUMMARY* record, const find_adapter* adapters) {
-    gpu_info_get_adapter_summary(record, adapters);
-    return 0;
-}
-
-KT3_EXPORT int32_t get_adapter_summary_ext2(_GPU_ADAPTER_SUMMARY_EXT2* record, const find_adapter* adapters) {
-    gpu_info_get_adapter_summary_ext2(record, adapters);
-    return 0;
-}
-
 // ---- power management -----------------------------------------------------------------------------------------------
 
 KT3_EXPORT int32_t get_dvfs_info(uint32_t* clocks) {
@@ -143,20 +148,15 @@ KT3_EXPORT int32_t set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DATA* reco
     return 0;
 }
 
-// ---- preferences ----------------------------------------------------------------------------------------------------
+// ---- summary --------------------------------------------------------------------------------------------------------
 
-KT3_EXPORT int32_t get_gpu_preference(_UTIL_GPU_PREFERENCE_NODE* entries, int32_t* count) {
-    GetGPUPreference_config(entries, count);
+KT3_EXPORT int32_t get_adapter_summary(_GPU_ADAPTER_SUMMARY* record, const find_adapter* adapters) {
+    gpu_info_get_adapter_summary(record, adapters);
     return 0;
 }
 
-KT3_EXPORT int32_t set_gpu_preference(const _UTIL_GPU_PREFERENCE_NODE* entry) {
-    SetGPUPreference_config(entry);
-    return 0;
-}
-
-KT3_EXPORT int32_t remove_gpu_preference(const _UTIL_GPU_PREFERENCE_NODE* entry) {
-    RemoveGPUPreference_config(entry);
+KT3_EXPORT int32_t get_adapter_summary_ext2(_GPU_ADAPTER_SUMMARY_EXT2* record, const find_adapter* adapters) {
+    gpu_info_get_adapter_summary_ext2(record, adapters);
     return 0;
 }
 
@@ -195,65 +195,6 @@ KT3_EXPORT int32_t segment_init(find_adapter* record) {
 
 KT3_EXPORT int32_t get_segment_info(_GFX_SEGMENT_INFO* segments) {
     return segments == nullptr ? -1 : summary::read_segments(*segments);
-}
-
-// ---- sampling -------------------------------------------------------------------------------------------------------
-
-KT3_EXPORT int32_t gfxbusy_init() {
-    return sampling::resolve_busy() ? 0 : -1;
-}
-
-KT3_EXPORT int32_t get_gpubusy_info(_GFX_BUSY_INFO* record) {
-    if (record != nullptr) {
-        sampling::read_busy(*record);
-    }
-    return 0;
-}
-
-KT3_EXPORT int32_t fps_init() {
-    sampling::start_frame_rates();
-    return 0;
-}
-
-KT3_EXPORT int32_t get_fps_info(_GFX_FRAME_RATES* rates) {
-    return rates != nullptr && sampling::read_frame_rates(*rates) ? 0 : -1;
-}
-
-KT3_EXPORT int32_t bandwidth_init() {
-    return sampling::start_bandwidth() ? 0 : -1;
-}
-
-KT3_EXPORT int32_t get_bandwidth_info(_GFX_BANDWIDTH_INFO* record) {
-    if (record != nullptr) {
-        sampling::read_bandwidth(*record);
-    }
-    return 0;
-}
-
-// ---- power management -----------------------------------------------------------------------------------------------
-
-KT3_EXPORT int32_t get_dvfs_info(uint32_t* clocks) {
-    if (clocks != nullptr) {
-        clocks[0] = static_cast<uint32_t>(nodes::driver_node_int(nodes::kEclk));
-        clocks[1] = static_cast<uint32_t>(nodes::driver_node_int(nodes::kVclk));
-        clocks[2] = static_cast<uint32_t>(nodes::driver_node_int(nodes::kMclk));
-    }
-    return 0;
-}
-
-KT3_EXPORT int32_t get_data_from_dvfs_register(_GPU_DVFS_REGISTER_DATA* record, uint32_t* flushed) {
-    gpuinfo_get_data_from_dvfs_register(record);
-    nodes::mark_dvfs_registers_read(true);
-    if (flushed != nullptr) {
-        *flushed = 1;
-    }
-    return 0;
-}
-
-KT3_EXPORT int32_t set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DATA* record) {
-    gpuinfo_set_data_to_dvfs_register(record);
-    nodes::mark_dvfs_registers_read(false);
-    return 0;
 }
 
 // ---- virtual memory -------------------------------------------------------------------------------------------------

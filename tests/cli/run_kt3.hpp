@@ -84,7 +84,8 @@ inline Ended run_process(const std::vector<std::string>& arguments, const Scratc
 inline Ended run_in_scene(const std::string& scene, std::vector<std::string> arguments, const Scratch& scratch,
                           const Environment& environment = {}) {
     // The simulated machine brings a home of its own, which ends with the run.
-    arguments.insert(arguments.begin(), {KT3_SIM_PROGRAM, "run", scene, "--", "env", "HOME=" + scratch.folder.string()});
+    arguments.insert(arguments.begin(),
+                     {KT3_SIM_PROGRAM, "run", scene, "--", "env", "HOME=" + scratch.folder.string()});
     return run_process(arguments, scratch, environment);
 }
 

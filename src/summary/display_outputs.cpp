@@ -42,7 +42,7 @@ std::uint32_t types_named_in(std::string_view line) {
 void count_entry(const char* entry, std::int32_t card, DisplayOutputs& outputs) {
     for (const kt3_connector_type& type : support_CONNECT_type_list) {
         char prefix[48];
-        std::snprintf(prefix, sizeof prefix, "card%d-%s-", card, type.name);
+        std::snprintf(prefix, sizeof prefix, "card%d-%.12s-", card, type.name);
         if (std::strstr(entry, prefix) != nullptr) {
             ++outputs.ports;
             outputs.types |= static_cast<std::uint32_t>(type.value);

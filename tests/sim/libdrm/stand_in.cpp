@@ -8,9 +8,11 @@
 //     first=COUNT second=COUNT       what the calls without and with a list answer
 //     no-version                     no driver answers a version request
 
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <set>
 #include <string>
 #include <vector>
 #include <xf86drm.h>
@@ -26,15 +28,27 @@ struct DeviceWords {
     bool null = false;
 };
 
+constexpr int kAsMany = INT_MIN; // as many as there are devices
+
 struct Description {
     std::vector<DeviceWords> devices;
-    int first = -1;
-    int second = -1;
+    int first = kAsMany;
+    int second = kAsMany;
     bool version = true;
 };
 
-int g_devices_held = 0;
-int g_versions_held = 0;
+// What was handed out and not given back. A variant that cannot take it back releases it at unload, so that it is no
+// leak of the test.
+struct HandedOut {
+    std::set<void*> pieces;
+    ~HandedOut() {
+        for (void* piece : pieces) {
+            std::free(piece);
+        }
+    }
+};
+HandedOut g_devices;
+HandedOut g_versions;
 
 bool read_device(const char* word, DeviceWords& device) {
     unsigned domain = 0;
@@ -112,7 +126,7 @@ drmDevicePtr make_device(const DeviceWords& words) {
     whole->device.bustype = words.usb ? DRM_BUS_USB : DRM_BUS_PCI;
     whole->device.businfo.pci = &whole->bus;
     whole->device.deviceinfo.pci = &whole->identity;
-    ++g_devices_held;
+    g_devices.pieces.insert(whole);
     return &whole->device;
 }
 
@@ -120,12 +134,12 @@ drmDevicePtr make_device(const DeviceWords& words) {
     const Description description = describe();
     const int count = static_cast<int>(description.devices.size());
     if (devices == nullptr) {
-        return description.first < 0 ? count : description.first;
+        return description.first == kAsMany ? count : description.first;
     }
     for (int at = 0; at < most; ++at) {
         devices[at] = at < count ? make_device(description.devices[static_cast<std::size_t>(at)]) : nullptr;
     }
-    return description.second < 0 ? count : description.second;
+    return description.second == kAsMany ? count : description.second;
 }
 
 } // namespace
@@ -134,10 +148,10 @@ extern "C" {
 
 // For tests: what was handed out and not freed yet.
 int kt3_standin_devices_held() {
-    return g_devices_held;
+    return static_cast<int>(g_devices.pieces.size());
 }
 int kt3_standin_versions_held() {
-    return g_versions_held;
+    return static_cast<int>(g_versions.pieces.size());
 }
 
 #ifndef KT3_WITHOUT_drmGetDevices2
@@ -155,7 +169,7 @@ int drmGetDevices(drmDevicePtr devices[], int most) {
 #ifndef KT3_WITHOUT_drmFreeDevices
 void drmFreeDevices(drmDevicePtr devices[], int count) {
     for (int at = 0; at < count; ++at) {
-        g_devices_held -= devices[at] != nullptr ? 1 : 0;
+        g_devices.pieces.erase(devices[at]);
         std::free(devices[at]);
         devices[at] = nullptr;
     }
@@ -169,14 +183,14 @@ drmVersionPtr drmGetVersion(int) {
     }
     auto* version = static_cast<drmVersionPtr>(std::calloc(1, sizeof(drmVersion)));
     version->version_major = 1;
-    ++g_versions_held;
+    g_versions.pieces.insert(version);
     return version;
 }
 #endif
 
 #ifndef KT3_WITHOUT_drmFreeVersion
 void drmFreeVersion(drmVersionPtr version) {
-    g_versions_held -= version != nullptr ? 1 : 0;
+    g_versions.pieces.erase(version);
     std::free(version);
 }
 #endif

@@ -32,10 +32,25 @@ void prepend(const char* variable, const std::string& first, const char* separat
     ::setenv(variable, value.c_str(), 1);
 }
 
+fs::path program_folder() {
+    return fs::read_symlink("/proc/self/exe").parent_path();
+}
+
+// So that `kt3-sim log` and `kt3` are found however the runner was called, from the build tree as well.
+void offer_own_programs(const fs::path& folder) {
+    fs::create_directories(folder);
+    for (const char* name : {"kt3-sim", "kt3"}) {
+        const fs::path program = program_folder() / name;
+        if (fs::exists(program)) {
+            fs::create_symlink(program, folder / name);
+        }
+    }
+}
+
 } // namespace
 
 Installation find_installation() {
-    const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
+    const fs::path folder = program_folder();
     return {find_part(folder, "libkt3sim.so", "libkt3sim.so"), find_part(folder, "sim/modules", "modules"),
             find_part(folder, "sim/bin", "bin")};
 }
@@ -59,9 +74,7 @@ void enter_machine(const fs::path& machine, const Installation& parts) {
     ::setenv("KT3_SIM_ROOT", machine.c_str(), 1);
     prepend("LD_PRELOAD", parts.shim, ":");
     prepend("LD_LIBRARY_PATH", machine / "lib", ":");
-    // So that `kt3-sim log` is found however the runner was called.
-    fs::create_directories(machine / "bin");
-    fs::create_symlink(fs::read_symlink("/proc/self/exe"), machine / "bin/kt3-sim");
+    offer_own_programs(machine / "bin");
     prepend("PATH", machine / "bin", ":");
     prepend("PATH", parts.bin, ":");
     // The user's own preference file must never be touched.

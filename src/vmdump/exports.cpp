@@ -196,10 +196,10 @@ KT3_EXPORT void get_pagetable_data_info(_PAGETABLE_DATA* rows, uint32_t* count) 
     if (say_no_snapshot_if_failed()) {
         return;
     }
-    if (rows == nullptr) {
-        *count = vmdump::count_rows(Pagetable_List);
-    } else {
+    if (rows != nullptr) {
         vmdump::fill_all_rows(rows, Pagetable_List);
+    } else if (count != nullptr) {
+        *count = vmdump::count_rows(Pagetable_List);
     }
 }
 
@@ -207,10 +207,10 @@ KT3_EXPORT void get_allocation_data_info(_GFX_VM_ALLOCATION_DATA* entries, uint3
     if (say_no_snapshot_if_failed()) {
         return;
     }
-    if (entries == nullptr) {
-        *count = static_cast<uint32_t>(Allocation_List.size());
-    } else {
+    if (entries != nullptr) {
         vmdump::fill_entries(entries, Allocation_List);
+    } else if (count != nullptr) {
+        *count = static_cast<uint32_t>(Allocation_List.size());
     }
 }
 

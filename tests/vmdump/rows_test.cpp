@@ -331,3 +331,10 @@ TEST(PageTableExport, LeavesNoDescriptorWhereverARefreshFails) {
     }
     EXPECT_EQ(open_descriptors(), before);
 }
+
+TEST(SnapshotCalls, AcceptANullCount) {
+    VmKernel kernel;
+    EXPECT_EQ(get_pagetable_data(nullptr, nullptr), 0);
+    EXPECT_EQ(get_allocation_data(nullptr, nullptr), 0);
+    EXPECT_EQ(Get_Local_Data_Status, 0);
+}

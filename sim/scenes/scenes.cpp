@@ -1,6 +1,7 @@
 #include "scenes/scenes.hpp"
 
 #include "scenes/adapters.hpp"
+#include "scenes/vm_scenes.hpp"
 
 namespace kt3::sim {
 namespace {
@@ -102,6 +103,10 @@ constexpr Scene kScenes[] = {
     {"old-interface",    "one adapter of the older family with the older module",                  old_interface},
     {"game",             "one adapter of the newer family under load, with moving module values",  game},
     {"no-device-rights", "one adapter whose device nodes may not be opened",                       no_device_rights},
+    {"vm-small",         "GPU page tables of two clients, readable by eye",                        vm_small},
+    {"vm-deep",          "GPU page tables of three levels, with runs in odd orders, dropped lines", vm_deep},
+    {"vm-big",           "four clients with page tables, one of them with 320 000 lines",          vm_big},
+    {"vm-broken",        "page tables with bad numbers, missing keys and over-long fields",        vm_broken},
 };
 // clang-format on
 

@@ -59,6 +59,7 @@ TEST(Scenes, ShowTheirDevicesToLibdrm) {
     EXPECT_THAT(devices_of("no-rights"), ElementsAre(0x5C0E));
     EXPECT_THAT(devices_of("no-device-rights"), ElementsAre(0x5C0E));
     EXPECT_THAT(devices_of("game"), ElementsAre(0x5C0E));
+    EXPECT_THAT(devices_of("vm-small"), ElementsAre(0x5C01));
 }
 
 // The names that the newer family's driver publishes; "none" stands in the tables of clients only.

@@ -17,10 +17,13 @@ jsonschema.Draft7Validator.check_schema(schema)
 validator = jsonschema.Draft7Validator(schema)
 
 scenes = ["idle", "two-families", "demo", "foreign-gpu", "four-devices", "no-gpu", "old-family", "missing-nodes",
-          "no-rights"]
+          "no-rights", "vm-small", "vm-deep", "vm-broken"]
 commands = [[], ["list"], ["info"], ["doctor"], ["version"], ["list", "-g", "9"], ["no-such-command"],
             ["prefer", "list"], ["prefer", "set", "/usr/bin/app", "--value", "1"], ["prefer", "get", "app"],
-            ["prefer", "get", "absent"], ["prefer", "remove", "app"], ["prefer", "remove", "app"]]
+            ["prefer", "get", "absent"], ["prefer", "remove", "app"], ["prefer", "remove", "app"],
+            ["vm", "clients"], ["vm", "pagetable"], ["vm", "nodes"], ["vm", "map"],
+            ["vm", "clients", "--client", "absent"],
+            ["vm", "pagetable", "-o", "{home}/tables"], ["vm", "diff", "{home}/tables", "{home}/tables"]]
 
 
 def documents(scene):
@@ -30,9 +33,14 @@ def documents(scene):
             file.write(b"[broken\xff]\nFullPath = /\xc3\x28\n")
         environment = dict(os.environ, ASAN_OPTIONS="verify_asan_link_order=0")
         for command in commands:
-            run = subprocess.run([sim, "run", scene, "--", "env", "HOME=" + home, kt3, *command, "--json"], env=environment,
+            run = subprocess.run([sim, "run", scene, "--", "env", "HOME=" + home, kt3, *(part.format(home=home) for part in command), "--json"], env=environment,
                                  stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-            yield command, run.stdout
+            # What went into a file is checked from there.
+            text = run.stdout
+            if "-o" in command:
+                with open(home + "/tables", "rb") as file:
+                    text = file.read()
+            yield command, text
 
 
 def keys(value):

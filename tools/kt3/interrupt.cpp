@@ -54,18 +54,26 @@ void check_interrupt() {
     }
 }
 
-void sleep_or_interrupt(double seconds) {
+bool wait_readable(int descriptor, double seconds) {
     using Clock = std::chrono::steady_clock;
     const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
     for (;;) {
         check_interrupt();
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-        if (left <= 0) {
-            return;
+        pollfd waited[] = {{mark.wake[0], POLLIN, 0}, {descriptor, POLLIN, 0}}; // poll passes over negative ones
+        ::poll(waited, 2, static_cast<int>(std::clamp<long long>(left, 0, 60'000)));
+        if (waited[1].revents != 0) {
+            return true;
         }
-        pollfd wake{mark.wake[0], POLLIN, 0};
-        ::poll(&wake, 1, static_cast<int>(std::min<long long>(left, 60'000)));
+        if (left <= 0) {
+            check_interrupt();
+            return false;
+        }
     }
+}
+
+void sleep_or_interrupt(double seconds) {
+    (void)wait_readable(-1, seconds);
 }
 
 } // namespace kt3::cli

@@ -13,4 +13,8 @@ void check_interrupt();
 // Waits; throws Interrupted as soon as a signal comes.
 void sleep_or_interrupt(double seconds);
 
+// Waits until the descriptor can be read or its other end is closed; false when the time is over before that. Throws
+// Interrupted as soon as a signal comes.
+[[nodiscard]] bool wait_readable(int descriptor, double seconds);
+
 } // namespace kt3::cli

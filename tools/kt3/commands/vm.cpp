@@ -1,0 +1,193 @@
+// kt3 vm: GPU virtual memory as the driver's dumps tell it.
+
+#include "command_table.hpp"
+#include "vm_diff.hpp"
+#include "vm_map.hpp"
+#include "vm_picture.hpp"
+#include "vm_reading.hpp"
+#include "vm_tree.hpp"
+
+#include <CLI/Validators.hpp>
+#include <algorithm>
+#include <fmt/format.h>
+#include <memory>
+
+namespace kt3::cli {
+namespace {
+
+// What the arguments ask for.
+struct Wish {
+    double timeout = 10;
+    std::string client; // directory or process id; empty for all
+    std::string svg;
+    std::string before, after;
+};
+
+bool wanted(const VmClient& client, const Wish& wish) {
+    return wish.client.empty() || client.folder == wish.client || client.pid == wish.client;
+}
+
+[[noreturn]] void no_such_client(const Wish& wish) {
+    throw Failure{ExitStatus::failure, "no_such_client", fmt::format("no client '{}'", wish.client),
+                  "kt3 vm clients and kt3 vm nodes list them"};
+}
+
+// So that an empty screen never leaves open whether anything was looked at.
+void say_when_empty(Session& session, const char* words) {
+    if (format_of(session) == Format::text && session.text.empty()) {
+        session.text = words;
+    }
+}
+
+// Findings end every report: on screen as its last section, in CSV on standard error.
+ExitStatus report_findings(Session& session, const std::vector<DumpFault>& findings) {
+    session.report.members["findings"] = findings_json(findings);
+    if (format_of(session) == Format::text) {
+        const std::string text = findings_text(findings, color_of(session));
+        session.text += (session.text.empty() || text.empty() ? "" : "\n") + text;
+    } else if (format_of(session) == Format::csv) {
+        for (const DumpFault& finding : findings) {
+            note_error(session.report, {ExitStatus::failure, finding.code, finding_line(finding)});
+        }
+    }
+    return findings.empty() ? ExitStatus::ok : ExitStatus::failure;
+}
+
+PageTables wanted_clients(Session& session, const Wish& wish) {
+    PageTables read = read_page_tables(session, wish.timeout);
+    std::vector<VmClient> all = std::move(read.clients);
+    read.clients.clear();
+    for (VmClient& client : all) {
+        if (wanted(client, wish)) {
+            read.clients.push_back(std::move(client));
+        } else {
+            std::erase_if(read.findings, [&](const DumpFault& finding) { return finding.entry == client.folder; });
+        }
+    }
+    if (read.clients.empty() && !wish.client.empty()) {
+        no_such_client(wish);
+    }
+    return read;
+}
+
+ExitStatus run_clients(Session& session, const Wish& wish) {
+    const PageTables read = wanted_clients(session, wish);
+    Json clients = Json::array();
+    std::transform(read.clients.begin(), read.clients.end(), std::back_inserter(clients), client_json);
+    session.report.members["clients"] = std::move(clients);
+    const Table table = client_rows(read.clients, read.findings);
+    session.text = format_of(session) == Format::csv ? comma_separated(table) : aligned(table, color_of(session));
+    return report_findings(session, read.findings);
+}
+
+ExitStatus run_pagetable(Session& session, const Wish& wish) {
+    const PageTables read = wanted_clients(session, wish);
+    session.report.members["clients"] = Json::array();
+    if (format_of(session) == Format::csv) {
+        session.text = comma_separated(flat_rows(read.clients));
+    }
+    for (const VmClient& client : read.clients) {
+        if (format_of(session) == Format::json) {
+            Json object = client_json(client);
+            object["rows"] = rows_json(client);
+            session.report.members["clients"].push_back(std::move(object));
+        } else if (format_of(session) == Format::text) {
+            session.text += (session.text.empty() ? "" : "\n") + tree_text(client, color_of(session));
+        }
+    }
+    say_when_empty(session, "no clients\n");
+    return report_findings(session, read.findings);
+}
+
+AllocationNodes wanted_nodes(Session& session, const Wish& wish) {
+    AllocationNodes read = read_allocation_nodes(session, wish.timeout);
+    if (!wish.client.empty()) {
+        std::erase_if(read.nodes, [&](const VmNode& node) { return std::to_string(node.pid) != wish.client; });
+        if (read.nodes.empty()) {
+            no_such_client(wish);
+        }
+    }
+    return read;
+}
+
+ExitStatus run_nodes(Session& session, const Wish& wish) {
+    const AllocationNodes read = wanted_nodes(session, wish);
+    Json nodes = Json::array();
+    std::transform(read.nodes.begin(), read.nodes.end(), std::back_inserter(nodes), node_json);
+    session.report.members["nodes"] = std::move(nodes);
+    session.text = format_of(session) == Format::csv ? comma_separated(node_rows(read.nodes))
+                                                     : nodes_text(read.nodes, color_of(session));
+    say_when_empty(session, "no nodes\n");
+    return report_findings(session, read.findings);
+}
+
+void write_picture(const std::string& path, const std::vector<AddressSpace>& spaces) {
+    const Fd nowhere;
+    Output file(nowhere, path);
+    file.write(svg_picture(spaces));
+    file.finish();
+}
+
+ExitStatus run_map(Session& session, const Wish& wish) {
+    const AllocationNodes read = wanted_nodes(session, wish);
+    const std::vector<AddressSpace> spaces = address_spaces(read.nodes);
+    session.report.members["spaces"] = Json::array();
+    for (const AddressSpace& space : spaces) {
+        session.report.members["spaces"].push_back(space_json(space));
+        if (format_of(session) == Format::text) {
+            session.text += (session.text.empty() ? "" : "\n") + map_text(space, color_of(session));
+        }
+    }
+    if (format_of(session) == Format::csv) {
+        session.text = comma_separated(span_rows(spaces));
+    }
+    say_when_empty(session, "no nodes\n");
+    if (!wish.svg.empty()) {
+        write_picture(wish.svg, spaces);
+    }
+    return report_findings(session, read.findings);
+}
+
+ExitStatus run_diff(Session& session, const Wish& wish) {
+    const std::vector<Difference> differences = compare_dumps(read_dump(wish.before), read_dump(wish.after));
+    session.report.members["differences"] = differences_json(differences);
+    session.text = format_of(session) == Format::csv ? comma_separated(difference_rows(differences))
+                                                     : differences_text(differences, color_of(session));
+    return ExitStatus::ok;
+}
+
+using RunWish = ExitStatus (*)(Session&, const Wish&);
+
+} // namespace
+
+void add_vm(CLI::App& app, Options& options, Chosen& chosen) {
+    CLI::App& vm = *app.add_subcommand("vm", "Show GPU page tables and allocation nodes");
+    vm.require_subcommand(1);
+    const auto wish = std::make_shared<Wish>();
+    const auto add = [&](const char* name, const char* description, RunWish run) -> CLI::App& {
+        return add_command(vm, name, description, options, chosen, {.csv = true},
+                           [wish, run](Session& session) { return run(session, *wish); });
+    };
+    const auto add_reading = [&](const char* name, const char* description, const char* which,
+                                 RunWish run) -> CLI::App& {
+        CLI::App& command = add(name, description, run);
+        command.add_option("--timeout", wish->timeout, "How long one client or allocation may take; 10 by default")
+            ->type_name("SECONDS")
+            ->check(CLI::Range(0.001, 86'400.0));
+        command.add_option("--client", wish->client, which)->type_name("CLIENT");
+        return command;
+    };
+    constexpr const char* kClient = "Only this client: its directory or its process id";
+    constexpr const char* kProcess = "Only the client with this process id";
+    add_reading("clients", "List the clients with the size of their page tables", kClient, run_clients);
+    add_reading("pagetable", "Show page tables: a tree, or rows with --csv and --json", kClient, run_pagetable);
+    add_reading("nodes", "Show allocation nodes by process", kProcess, run_nodes);
+    add_reading("map", "Draw what is used of each process's GPU address space", kProcess, run_map)
+        .add_option("--svg", wish->svg, "Draw it into FILE as well")
+        ->type_name("FILE");
+    CLI::App& diff = add("diff", "Compare two files that pagetable --json or nodes --json wrote", run_diff);
+    diff.add_option("before", wish->before, "The older file")->required();
+    diff.add_option("after", wish->after, "The newer file")->required();
+}
+
+} // namespace kt3::cli

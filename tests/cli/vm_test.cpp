@@ -1,0 +1,443 @@
+// kt3 vm: dumps that are broken, huge, changing or never end, and the parts of the commands as functions.
+
+#include "cli/run_kt3.hpp"
+#include "vm_diff.hpp"
+#include "vm_map.hpp"
+#include "vm_picture.hpp"
+#include "vm_tree.hpp"
+
+#include <nlohmann/json.hpp>
+
+using namespace kt3::cli;
+using namespace kt3::tests;
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+namespace {
+
+nlohmann::json json_of(const Ended& run) {
+    return nlohmann::json::parse(run.out);
+}
+
+std::vector<std::string> codes_of(const nlohmann::json& document, const std::string& entry) {
+    std::vector<std::string> codes;
+    for (const auto& finding : document["findings"]) {
+        if (finding["entry"] == entry) {
+            codes.push_back(finding["code"]);
+        }
+    }
+    return codes;
+}
+
+VmNode node(std::uint64_t start, std::uint64_t size, std::int64_t pid = 1) {
+    return {pid, "game", "1f40", start, size};
+}
+
+AddressSpace space(const std::vector<VmNode>& nodes) {
+    return address_spaces(nodes).at(0);
+}
+
+std::vector<std::pair<std::uint64_t, std::uint64_t>> pairs(const std::vector<Span>& spans) {
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> all;
+    for (const Span& span : spans) {
+        all.emplace_back(span.start, span.end);
+    }
+    return all;
+}
+
+PageEntry page(std::int32_t index, std::int64_t address, std::int32_t owner = 0) {
+    PageEntry made;
+    made.index = index;
+    made.address = address;
+    made.address_known = 1;
+    made.owner = owner;
+    return made;
+}
+
+std::vector<std::size_t> run_lengths(const std::vector<PageEntry>& pages) {
+    std::vector<std::size_t> lengths;
+    for (const PageRun& run : fold_runs(pages)) {
+        lengths.push_back(run.count);
+    }
+    return lengths;
+}
+
+// A machine's driver directory, for scripts.
+constexpr const char* kInDriver = "cd \"$KT3_SIM_ROOT/sys/kernel/debug/dri/0/qn\"\n";
+
+} // namespace
+
+// ---- broken dumps ---------------------------------------------------------------------------------------------------
+
+TEST(VmPagetable, NamesClientAndLineOfEveryOverLongField) {
+    const auto document = json_of(run_kt3("vm-broken", {"vm", "pagetable", "--client", "00000023", "--json"}));
+    ASSERT_EQ(document["findings"].size(), 3u);
+    for (int at = 0; at < 3; ++at) {
+        EXPECT_EQ(document["findings"][at]["code"], "over_long_field");
+        EXPECT_EQ(document["findings"][at]["line"], at + 2);
+        EXPECT_EQ(document["findings"][at]["file"], "/sys/kernel/debug/dri/0/qn/devices/00000023/vm_info");
+    }
+    EXPECT_EQ(document["clients"][0]["read"], false);
+    EXPECT_EQ(document["clients"][0]["rows"].size(), 0u);
+}
+
+TEST(VmPagetable, EndsWithOneAndNeverByASignalOnBrokenDumps) {
+    const Ended run = run_kt3("vm-broken", {"vm", "pagetable"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out, HasSubstr("Findings\n"));
+    EXPECT_EQ(run.err, "");
+}
+
+TEST(VmPagetable, ShowsTheClientsBesideABrokenOne) {
+    const Ended run = run_kt3("vm-broken", {"vm", "pagetable"});
+    EXPECT_THAT(run.out, AllOf(HasSubstr("00000012  pid 4711  game  4 table entries, 10 sub-table entries"),
+                               HasSubstr("0000002a  pid 998  desktop  3 table entries, 3 sub-table entries")));
+}
+
+TEST(VmClients, TellsEveryKindOfFaultByItsCode) {
+    const Ended run = run_kt3("vm-broken", {"vm", "clients", "--json"});
+    EXPECT_EQ(run.status, 1);
+    const auto document = json_of(run);
+    EXPECT_THAT(codes_of(document, "00000012"), IsEmpty());
+    EXPECT_THAT(codes_of(document, "00000021"), ElementsAre("bad_number", "bad_number", "bad_number", "bad_number"));
+    EXPECT_THAT(codes_of(document, "00000022"), ElementsAre("missing_key", "missing_key"));
+    EXPECT_THAT(codes_of(document, "00000024"), ElementsAre("big_address"));
+    EXPECT_THAT(codes_of(document, "00000025"), ElementsAre("missing_key"));
+    EXPECT_THAT(codes_of(document, "00000026"), ElementsAre("over_long_field"));
+    EXPECT_THAT(codes_of(document, "00000027"), ElementsAre("over_long_field"));
+    EXPECT_THAT(codes_of(document, "00000028"), ElementsAre("missing_key"));
+    EXPECT_THAT(codes_of(document, "00000029"), ElementsAre("permission"));
+    EXPECT_EQ(document["clients"].size(), 11u);
+}
+
+TEST(VmClients, PutsFindingsOnStandardErrorBesideCsv) {
+    const Ended run = run_kt3("vm-broken", {"vm", "clients", "--csv", "--client", "00000023"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out, Not(HasSubstr("line")));
+    EXPECT_THAT(run.err, HasSubstr("kt3: client 00000023, vm_info line 2: the address has 60 characters"));
+}
+
+TEST(VmClients, ShowsTheLibrarysOwnWordsWhenVerbose) {
+    const Ended run = run_kt3("vm-broken", {"vm", "clients", "-v", "--client", "00000023"});
+    EXPECT_THAT(run.err, HasSubstr("does not fit its field of 47"));
+}
+
+TEST(VmClients, FindsTheLineOfAFieldBehindMoreThan511Characters) {
+    const Scratch scratch;
+    const Ended run =
+        run_script("vm-small",
+                   std::string(kInDriver) + "{ printf '%600s\\n' x; printf '0:0: entry addr:%060d, buffer:x\\n' 1; } "
+                                            ">devices/00000012/vm_info\n\"$KT3\" vm clients --client 4711",
+                   scratch);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out, HasSubstr("client 00000012, vm_info line 2: the address has 60 characters"));
+}
+
+TEST(VmClients, LeavesOutAClientWhoseProcessIdIsZero) {
+    const Scratch scratch;
+    const Ended run = run_script(
+        "vm-small", std::string(kInDriver) + "echo 'pid = 0' >devices/00000012/info; \"$KT3\" vm clients --csv",
+        scratch);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_THAT(run.out, AllOf(Not(HasSubstr("00000012")), HasSubstr("0000002a")));
+}
+
+TEST(VmClients, DoesNotStartAShellOnTheWordOfAProcess) {
+    const Scratch scratch;
+    const Ended run = run_script("vm-small",
+                                 std::string(kInDriver) + "echo 'name = pid = 1;>\"$HOME/made\"' "
+                                                          ">devices/00000012/info\n\"$KT3\" vm clients; "
+                                                          "test -e \"$HOME/made\" && echo made",
+                                 scratch);
+    EXPECT_THAT(run.out, Not(HasSubstr("made\n")));
+    EXPECT_FALSE(std::filesystem::exists(scratch.folder / "made"));
+}
+
+TEST(VmClients, SaysThatThereAreNone) {
+    const Scratch scratch;
+    const Ended run =
+        run_script("vm-small", std::string(kInDriver) + "rm -r devices/0*; \"$KT3\" vm pagetable", scratch);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "no clients\n");
+}
+
+TEST(VmClients, NamesTheFolderThatIsMissing) {
+    const Ended run = run_kt3("no-gpu", {"vm", "clients"});
+    EXPECT_EQ(run.status, 5);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, HasSubstr("kt3: cannot list /sys/kernel/debug/dri/0/qn/devices: No such file or directory"));
+}
+
+TEST(VmClients, TellsMissingRightsFromAMissingDriver) {
+    EXPECT_EQ(run_kt3("no-rights", {"vm", "clients"}).status, 4);
+    EXPECT_EQ(run_kt3("no-rights", {"vm", "nodes"}).status, 4);
+}
+
+TEST(VmNodes, KeepsTheGoodNodesAndNamesTheLineOfTheOthers) {
+    const auto document = json_of(run_kt3("vm-broken", {"vm", "nodes", "--json"}));
+    EXPECT_EQ(document["nodes"].size(), 2u);
+    EXPECT_THAT(codes_of(document, "1f41"), ElementsAre("missing_key", "bad_number", "bad_number"));
+    EXPECT_EQ(document["findings"][1]["line"], 9);
+    EXPECT_THAT(codes_of(document, "1f42"), ElementsAre("bad_number"));
+}
+
+// ---- clients that never end -----------------------------------------------------------------------------------------
+
+namespace {
+
+// A ps that hangs for the game, after it told its own id; `gone` waits until that process is over.
+constexpr const char* kHangingPs =
+    "mkdir -p \"$HOME/bin\"; mkfifo \"$HOME/started\"\n"
+    "real=$(command -v ps)\n"
+    "cat >\"$HOME/bin/ps\" <<END\n"
+    "#!/bin/sh\n"
+    "test \"\\$2\" = 4711 || exec \"$real\" \"\\$@\"\n"
+    "echo \\$\\$ >\"$HOME/started\"\n"
+    "exec sleep 100000\n"
+    "END\n"
+    "chmod +x \"$HOME/bin/ps\"; PATH=\"$HOME/bin:$PATH\"\n"
+    "gone() { while grep -qs '^State:.[^Z]' /proc/$1/status; do sleep 0.01; done; echo gone; }\n";
+
+} // namespace
+
+TEST(VmTimeout, ReportsAStuckProcessAndEndsIt) {
+    const Scratch scratch;
+    const Ended run = run_script("vm-small",
+                                 std::string(kHangingPs) +
+                                     "\"$KT3\" vm clients --timeout 1 & child=$!\n"
+                                     "read -r ps <\"$HOME/started\"; wait $child; echo \"status $?\"; gone \"$ps\"",
+                                 scratch);
+    EXPECT_THAT(run.out, AllOf(HasSubstr("client 00000012: no end of ps within 1 s\n"), HasSubstr("status 1\n"),
+                               HasSubstr("gone\n")));
+}
+
+TEST(VmTimeout, LetsAnInterruptThroughAndLeavesNoProcessBehind) {
+    const Scratch scratch;
+    const Ended run =
+        run_script("vm-small",
+                   std::string(kHangingPs) + "\"$KT3\" vm clients --timeout 80000 & child=$!\n"
+                                             "read -r ps <\"$HOME/started\"; kill -TERM $child; wait $child\n"
+                                             "echo \"status $?\"; gone \"$ps\"",
+                   scratch);
+    EXPECT_THAT(run.out, AllOf(HasSubstr("status 130\n"), HasSubstr("gone\n")));
+}
+
+TEST(VmTimeout, IsADeadlineForADumpThatDoesNotEnd) {
+    const Scratch scratch;
+    const Ended run =
+        run_script("vm-small",
+                   std::string(kInDriver) + "rm allocations/1f40/vm_info; mkfifo allocations/1f40/vm_info\n"
+                                            "\"$KT3\" vm nodes --timeout 0.5 --client 998",
+                   scratch);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.out, HasSubstr("allocation 1f40, vm_info: no end of vm_info within 0.5 s"));
+}
+
+// ---- usage ----------------------------------------------------------------------------------------------------------
+
+TEST(VmUsage, RefusesWrongArgumentsWithTwo) {
+    for (const std::vector<std::string>& arguments : {std::vector<std::string>{"vm"},
+                                                      {"vm", "no-such"},
+                                                      {"vm", "clients", "--timeout", "0"},
+                                                      {"vm", "clients", "--timeout", "-1"},
+                                                      {"vm", "clients", "--timeout", "soon"},
+                                                      {"vm", "clients", "--csv", "--color", "sometimes"},
+                                                      {"vm", "nodes", "--svg", "x"},
+                                                      {"vm", "map", "-g", "0"},
+                                                      {"vm", "diff", "one"}}) {
+        const Ended run = run_kt3("vm-small", arguments);
+        EXPECT_EQ(run.status, 2) << arguments.back();
+        EXPECT_EQ(run.out, "");
+        EXPECT_THAT(run.err, HasSubstr("see kt3 vm"));
+    }
+}
+
+TEST(VmUsage, SelectsAClientByDirectoryOrProcess) {
+    for (const char* name : {"0000002a", "998"}) {
+        const Ended run = run_kt3("vm-small", {"vm", "pagetable", "--client", name});
+        EXPECT_THAT(run.out, AllOf(HasSubstr("desktop"), Not(HasSubstr("game"))));
+    }
+    const Ended run = run_kt3("vm-small", {"vm", "pagetable", "--client", "5"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr("no client '5'"));
+    EXPECT_EQ(run_kt3("vm-small", {"vm", "map", "--client", "5"}).status, 1);
+}
+
+TEST(VmUsage, NamesWhatAnOlderLibraryLacks) {
+    const Ended run = run_kt3("vm-small", {"vm", "clients", "--library", KT3_THROWING_LIBRARY});
+    EXPECT_EQ(run.status, 5);
+    EXPECT_THAT(run.err, HasSubstr("get_Pid_info"));
+}
+
+// ---- folding --------------------------------------------------------------------------------------------------------
+
+TEST(VmRuns, FoldEqualStepsOfOneTable) {
+    EXPECT_THAT(run_lengths({}), IsEmpty());
+    EXPECT_THAT(run_lengths({page(0, 1), page(1, 2), page(2, 3)}), ElementsAre(3));
+    EXPECT_THAT(run_lengths({page(0, 1), page(1, 1), page(2, 1)}), ElementsAre(3));
+    EXPECT_THAT(run_lengths({page(0, 1), page(1, 2), page(2, 4)}), ElementsAre(2, 1));
+    EXPECT_THAT(run_lengths({page(0, 1), page(2, 2)}), ElementsAre(1, 1));
+    EXPECT_THAT(run_lengths({page(0, 1, 0), page(1, 2, 1)}), ElementsAre(1, 1));
+    EXPECT_THAT(run_lengths({page(2, 3), page(1, 2)}), ElementsAre(1, 1));
+}
+
+TEST(VmRuns, AreNotFoldedAcrossOtherAttributes) {
+    PageEntry snooped = page(1, 2);
+    snooped.snoop = 1;
+    PageEntry unknown = page(1, 2);
+    unknown.address_known = 0;
+    EXPECT_THAT(run_lengths({page(0, 1), snooped}), ElementsAre(1, 1));
+    EXPECT_THAT(run_lengths({page(0, 1), unknown}), ElementsAre(1, 1));
+}
+
+// ---- map ------------------------------------------------------------------------------------------------------------
+
+TEST(VmMap, JoinsWhatTouchesAndFindsHoles) {
+    const AddressSpace made = space({node(0x40, 0x10), node(0, 0x10), node(0x10, 0x10)});
+    EXPECT_THAT(pairs(made.ranges), ElementsAre(std::pair(0, 0x20), std::pair(0x40, 0x50)));
+    EXPECT_THAT(pairs(made.holes), ElementsAre(std::pair(0x20, 0x40)));
+    EXPECT_THAT(made.overlaps, IsEmpty());
+    EXPECT_EQ(made.used, 0x30u);
+    EXPECT_EQ(made.regions.size(), 1u);
+}
+
+TEST(VmMap, FindsOverlapsWithAnyEarlierNode) {
+    // The third lies in the first, behind the end of the second; the fourth overlaps both.
+    const AddressSpace made = space({node(0, 0x100), node(0x10, 0x10), node(0x80, 0x10), node(0x88, 0x100)});
+    EXPECT_THAT(pairs(made.overlaps), ElementsAre(std::pair(0x10, 0x20), std::pair(0x80, 0x100)));
+    EXPECT_THAT(pairs(made.ranges), ElementsAre(std::pair(0, 0x188)));
+}
+
+TEST(VmMap, TakesNodesAtTheEndOfTheAddressSpace) {
+    const std::uint64_t last = 0x7fffffffffffffff;
+    const AddressSpace made = space({node(0, 1), node(last, last)});
+    EXPECT_THAT(pairs(made.ranges), ElementsAre(std::pair<std::uint64_t, std::uint64_t>(0, 1),
+                                                std::pair<std::uint64_t, std::uint64_t>(last, last + last)));
+    EXPECT_EQ(region_bar(made, {0, last + last}, 4), "+.##");
+}
+
+TEST(VmMap, LeavesOutEmptyNodesButNotTheirProcess) {
+    const AddressSpace made = space({node(0x10, 0)});
+    EXPECT_THAT(made.ranges, IsEmpty());
+    EXPECT_EQ(space_json(made)["largest_range"], nullptr);
+    EXPECT_EQ(map_text(made, false), "pid 1  game  0 B used in 0 ranges of 0 nodes\n");
+}
+
+TEST(VmMap, DrawsUsedPartlyUsedSharedAndFreeCells) {
+    const AddressSpace made = space({node(0, 0x10), node(0x20, 0x18), node(0x28, 0x4), node(0x60, 0x10)});
+    EXPECT_EQ(region_bar(made, {0, 0x70}, 7), "#.!+..#");
+}
+
+TEST(VmMap, DrawsRegionsSmallerThanTheBar) {
+    const AddressSpace made = space({node(5, 2)});
+    EXPECT_EQ(region_bar(made, {5, 7}, 4), "####");
+}
+
+TEST(VmMap, WritesAPictureThatIsWellFormed) {
+    VmNode evil = node(0, 0x10);
+    evil.name = "<script>&\x1b\xff";
+    const std::string picture = svg_picture(address_spaces({evil, node(0x8, 0x10, 2), node(0x10, 0x10, 2)}));
+    EXPECT_THAT(picture, AllOf(HasSubstr("&lt;script&gt;&amp;\\x1b\xEF\xBF\xBD"), Not(HasSubstr("<script>")),
+                               HasSubstr("#d83b3b")));
+}
+
+TEST(VmMap, PutsThePictureIntoAFileAndTheTextOnStandardOutput) {
+    const Scratch scratch;
+    const std::string file = (scratch.folder / "map.svg").string();
+    const Ended run = run_kt3("vm-small", {"vm", "map", "--svg", file}, scratch);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, file_text(std::filesystem::path(KT3_GOLDEN_FOLDER) / "vm_map_small.txt"));
+    EXPECT_EQ(file_text(file), file_text(std::filesystem::path(KT3_GOLDEN_FOLDER) / "vm_map_small.svg"));
+}
+
+TEST(VmMap, SaysWhenThePictureCannotBeWritten) {
+    const Ended run = run_kt3("vm-small", {"vm", "map", "--svg", "/no/such/folder/map.svg"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr("cannot write /no/such/folder/map.svg"));
+}
+
+// ---- diff -----------------------------------------------------------------------------------------------------------
+
+namespace {
+
+// Saves the dumps, changes the machine and compares.
+std::string difference(const std::string& what, const std::string& change, const std::string& options = "") {
+    const Scratch scratch;
+    const Ended run = run_script("vm-small",
+                                 "\"$KT3\" vm " + what + " --json -o \"$HOME/before\"\n" + kInDriver + change +
+                                     "\n\"$KT3\" vm " + what +
+                                     " --json -o \"$HOME/after\"\n"
+                                     "\"$KT3\" vm diff \"$HOME/before\" \"$HOME/after\" " +
+                                     options,
+                                 scratch);
+    EXPECT_EQ(run.status, 0) << run.err;
+    return run.out;
+}
+
+} // namespace
+
+TEST(VmDiff, SaysThatNothingChanged) {
+    EXPECT_EQ(difference("pagetable", "true"), "no differences\n");
+    EXPECT_EQ(difference("nodes", "true"), "no differences\n");
+}
+
+TEST(VmDiff, FindsChangedAddedAndRemovedRows) {
+    const std::string out = difference("pagetable", "sed -i -e 's/0x2001/0x2ff1/' -e '/2:9 Snoop/d' -e "
+                                                    "'$a\\    1:6 Snoop:0 Segment:2 Addr:0x8400' "
+                                                    "devices/00000012/vm_info");
+    EXPECT_EQ(out, "~ client 00000012 pid 4711 game  0:0/1:0/2:0 sub 2:1: address 0x2001, snoop 1, segment 1, "
+                   "large_page 0 -> address 0x2ff1, snoop 1, segment 1, large_page 0\n"
+                   "- client 00000012 pid 4711 game  0:0/1:0/2:0 sub 2:9: address 0x5001, snoop 0, segment 2, "
+                   "large_page 0\n"
+                   "+ client 00000012 pid 4711 game  0:0/1:1 sub 1:6: address 0x8400, snoop 0, segment 2, "
+                   "large_page 0\n"
+                   "1 added, 1 removed, 1 changed\n");
+}
+
+TEST(VmDiff, TellsAClientThatCameOrWentInOneLine) {
+    EXPECT_EQ(difference("pagetable", "mv devices/00000012 devices/00000013"),
+              "- client 00000012 pid 4711 game: 14 rows\n+ client 00000013 pid 4711 game: 14 rows\n"
+              "1 added, 1 removed, 0 changed\n");
+}
+
+TEST(VmDiff, FindsNodesThatGrewOrWent) {
+    EXPECT_EQ(difference("nodes", "sed -i s/0x1000$/0x3000/ allocations/1f44/vm_info; rm -r allocations/1f43"),
+              "- pid 4711 game handle 1f43 address 0x7f0000000000: 2 MiB\n"
+              "~ pid 998 desktop handle 1f44 address 0x14000: 4 KiB -> 12 KiB\n"
+              "0 added, 1 removed, 1 changed\n");
+}
+
+TEST(VmDiff, HasCsvAndJsonForms) {
+    EXPECT_EQ(difference("nodes", "rm -r allocations/1f43", "--csv"),
+              "change,what,where,before,after\n"
+              "removed,node,pid 4711 game handle 1f43 address 0x7f0000000000,2 MiB,\n");
+    const auto document = nlohmann::json::parse(difference("nodes", "rm -r allocations/1f43", "--json"));
+    EXPECT_EQ(document["command"], "vm diff");
+    EXPECT_EQ(document["differences"][0]["before"]["size_bytes"], 0x200000);
+    EXPECT_EQ(document["differences"][0]["after"], nullptr);
+}
+
+TEST(VmDiff, RefusesFilesThatAreNoDumps) {
+    const Scratch scratch;
+    const auto run = [&](const std::string& script) { return run_script("vm-small", script, scratch); };
+    const std::string save = "cd \"$HOME\"; \"$KT3\" vm nodes --json -o nodes; \"$KT3\" vm clients --json -o clients; "
+                             "\"$KT3\" vm pagetable --json -o tables\n";
+    EXPECT_THAT(run(save + "\"$KT3\" vm diff nodes absent").err, HasSubstr("absent: No such file or directory"));
+    EXPECT_THAT(run(save + "\"$KT3\" vm diff nodes clients").err, HasSubstr("clients: not written by"));
+    EXPECT_THAT(run(save + "echo '{' >bad; \"$KT3\" vm diff bad nodes").err, HasSubstr("bad: not written by"));
+    EXPECT_THAT(run(save + "\"$KT3\" vm diff nodes tables").err, HasSubstr("one file holds page tables"));
+    EXPECT_THAT(run(save + "sed 's/\"handle\"/\"other\"/' nodes >cut; \"$KT3\" vm diff nodes cut").err,
+                HasSubstr("a file is damaged"));
+    EXPECT_EQ(run(save + "\"$KT3\" vm diff nodes absent").status, 1);
+}
+
+TEST(VmDiff, RefusesTheDocumentOfAFailedCommand) {
+    const Scratch scratch;
+    const Ended run = run_script(
+        "no-gpu", "cd \"$HOME\"; \"$KT3\" vm nodes --json -o failed; \"$KT3\" vm diff failed failed", scratch);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr("failed: the command that wrote it failed"));
+}

@@ -2,6 +2,7 @@
 // kernel lists its devices in the order in which they appeared; adapter slots follow that order. Listings of the
 // simulated machine therefore come in natural order: card2 before card10.
 
+#include "changing_folder.hpp"
 #include "drm_nodes.hpp"
 #include "real_calls.hpp"
 #include "redirect.hpp"
@@ -50,6 +51,7 @@ dirent* real_readdir(DIR* handle) {
 }
 
 void load(DIR* handle, Listing& listing) {
+    const kt3::sim::FolderStep step(kt3::sim::machine_root(), listing.folder);
     listing.loaded = true;
     listing.next = 0;
     listing.records.clear();

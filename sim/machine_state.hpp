@@ -10,9 +10,11 @@
 namespace kt3::sim {
 
 struct MachineState {
-    std::atomic<std::uint32_t> writes_issued;  // driver writes begun; also numbers them
-    std::atomic<std::uint32_t> writes_settled; // driver writes whose effect is in the node
-    std::atomic<std::uint32_t> refusals;       // entries of <machine>/.kt3sim/refused
+    std::atomic<std::uint32_t> writes_issued;    // driver writes begun; also numbers them
+    std::atomic<std::uint32_t> writes_settled;   // driver writes whose effect is in the node
+    std::atomic<std::uint32_t> refusals;         // entries of <machine>/.kt3sim/refused
+    std::atomic<std::uint32_t> changing_folders; // 1 when <machine>/.kt3sim/changing names one
+    std::atomic<std::uint32_t> listings;         // of the changing folder
 };
 
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free, "processes share the counters through a mapped file");

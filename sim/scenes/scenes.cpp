@@ -1,6 +1,7 @@
 #include "scenes/scenes.hpp"
 
 #include "scenes/adapters.hpp"
+#include "scenes/allocations.hpp"
 #include "scenes/vm_scenes.hpp"
 
 namespace kt3::sim {
@@ -107,6 +108,12 @@ constexpr Scene kScenes[] = {
     {"vm-deep",          "GPU page tables of three levels, with runs in odd orders, dropped lines", vm_deep},
     {"vm-big",           "four clients with page tables, one of them with 320 000 lines",          vm_big},
     {"vm-broken",        "page tables with bad numbers, missing keys and over-long fields",        vm_broken},
+    {"busy",             "a dozen processes with a few hundred allocations, one of them above 4 GiB",  build_busy},
+    {"leak",             "one process whose allocations grow each time anybody looks",             build_leak},
+    {"old-family-heaps", "the older family with heap pages, one above 4 GiB, and allocations",     build_old_family_heaps},
+    {"segment-node",     "seven segments in the driver's node",                                    build_segment_node},
+    {"churn",            "allocations that vanish while they are read",                            build_churn},
+    {"big",              "ten thousand allocations",                                               build_big},
 };
 // clang-format on
 

@@ -13,6 +13,7 @@ enum class ExitStatus : int {
     not_found = 3,
     permission = 4,
     driver = 5,
+    gate = 6,
     interrupted = 130,
 };
 
@@ -24,6 +25,7 @@ inline constexpr const char* kExitStatusHelp = "Exit status:\n"
                                                "  3    no adapter, or no adapter fits --gpu\n"
                                                "  4    permission denied\n"
                                                "  5    driver, kernel-interface module or library missing\n"
+                                               "  6    a gate was not passed: kt3 leak --gate found a leak\n"
                                                "  130  interrupted\n";
 
 // Ends a command. Printed on standard error and listed among "errors" in JSON.

@@ -1,0 +1,21 @@
+#pragma once
+// Lines that the library prints to standard output. Some are the only sign that an answer is not what it seems.
+
+#include <functional>
+#include <string>
+
+namespace kt3::cli {
+
+struct LibraryLines {
+    bool reread = false;     // an allocation vanished while it was read: the answer holds a part of them twice
+    bool overflow = false;   // more devices than the answer has room for
+    bool misplaced = false;  // allocations in no valid segment, which no sum counts
+    bool unlisted = false;   // a directory of the driver could not be opened
+    bool unreadable = false; // a device vanished while it was read, or may not be read
+};
+
+// What the library printed during the calls. Lines that stand for none of these go to standard error, with `verbose`
+// all of them. Exceptions of the calls pass through.
+LibraryLines lines_during(bool verbose, const std::function<void()>& calls);
+
+} // namespace kt3::cli

@@ -17,13 +17,16 @@ jsonschema.Draft7Validator.check_schema(schema)
 validator = jsonschema.Draft7Validator(schema)
 
 scenes = ["idle", "two-families", "demo", "foreign-gpu", "four-devices", "no-gpu", "old-family", "missing-nodes",
-          "no-rights", "vm-small", "vm-deep", "vm-broken"]
+          "no-rights", "vm-small", "vm-deep", "vm-broken", "busy", "leak", "old-family-heaps",
+          "segment-node", "churn"]
 commands = [[], ["list"], ["info"], ["doctor"], ["version"], ["list", "-g", "9"], ["no-such-command"],
             ["prefer", "list"], ["prefer", "set", "/usr/bin/app", "--value", "1"], ["prefer", "get", "app"],
             ["prefer", "get", "absent"], ["prefer", "remove", "app"], ["prefer", "remove", "app"],
             ["vm", "clients"], ["vm", "pagetable"], ["vm", "nodes"], ["vm", "map"],
             ["vm", "clients", "--client", "absent"],
-            ["vm", "pagetable", "-o", "{home}/tables"], ["vm", "diff", "{home}/tables", "{home}/tables"]]
+            ["vm", "pagetable", "-o", "{home}/tables"], ["vm", "diff", "{home}/tables", "{home}/tables"],
+            ["alloc", "list"], ["alloc", "summary"], ["alloc", "diff", "-w", "0"], ["process"], ["segment"],
+            ["leak", "-w", "0", "-n", "3"]]
 
 
 def documents(scene):

@@ -32,14 +32,14 @@ TEST(Kt3Help, ExplainsEveryExitStatus) {
     const Ended help = run_kt3("no-gpu", {"--help"});
     EXPECT_EQ(help.status, 0);
     EXPECT_THAT(help.out, HasSubstr(kt3::cli::kExitStatusHelp));
-    for (const char* status : {"  0 ", "  1 ", "  2 ", "  3 ", "  4 ", "  5 ", "  130 "}) {
+    for (const char* status : {"  0 ", "  1 ", "  2 ", "  3 ", "  4 ", "  5 ", "  6 ", "  130 "}) {
         EXPECT_THAT(help.out, HasSubstr(status));
     }
 }
 
 TEST(Kt3Help, ListsEveryCommand) {
     const Ended help = run_kt3("no-gpu", {"--help"});
-    for (const char* command : {"list", "info", "prefer", "doctor", "version"}) {
+    for (const char* command : {"list", "info", "alloc", "process", "segment", "leak", "prefer", "doctor", "version"}) {
         EXPECT_THAT(help.out, HasSubstr(std::string("\n  ") + command + " "));
         EXPECT_EQ(run_kt3("no-gpu", {command, "--help"}).status, 0);
     }

@@ -1,0 +1,56 @@
+// kt3 segment: each source, its unit and its limits.
+
+#include "cli/run_kt3.hpp"
+
+#include <nlohmann/json.hpp>
+
+using namespace kt3::tests;
+using nlohmann::json;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::SizeIs;
+
+TEST(Kt3Segment, MarksTheLaterOfSevenSegmentsAsPartsOfTheFifth) {
+    const json segments = json::parse(run_kt3("segment-node", {"segment", "--json"}).out)["segments"][0];
+    EXPECT_EQ(segments["source"], "node");
+    ASSERT_THAT(segments["segments"], SizeIs(7));
+    EXPECT_EQ(segments["segments"][4]["used_bytes"], 875'000'000);
+    EXPECT_EQ(segments["segments"][4]["total_bytes"], 7'000'000'000);
+    EXPECT_TRUE(segments["segments"][4]["part_of"].is_null());
+    EXPECT_EQ(segments["segments"][5]["part_of"], 4);
+    EXPECT_EQ(segments["segments"][6]["part_of"], 4);
+}
+
+TEST(Kt3Segment, MarksHeapPageFiguresAsModuloFourGibibytes) {
+    const json segments = json::parse(run_kt3("old-family-heaps", {"segment", "--json"}).out)["segments"][0];
+    EXPECT_EQ(segments["source"], "heap_pages");
+    const json& local = segments["segments"][1];
+    EXPECT_EQ(local["total_bytes"], 2LL << 30); // 6 GiB
+    EXPECT_EQ(local["modulo_bytes"], 4LL << 30);
+    EXPECT_TRUE(segments["segments"][4]["modulo_bytes"].is_null());
+}
+
+TEST(Kt3Segment, FallsBackToAllocationSumsAndSaysSo) {
+    const Scratch scratch;
+    const Ended run = run_script("busy",
+                                 "rm \"$KT3_SIM_ROOT\"/sys/bus/pci/devices/*/wy_info/segment_info; "
+                                 "\"$KT3\" segment --json",
+                                 scratch);
+    EXPECT_EQ(run.status, 0) << run.err;
+    const json segments = json::parse(run.out)["segments"][0];
+    EXPECT_EQ(segments["source"], "allocation_sums");
+    EXPECT_EQ(segments["unit_bytes"], 1 << 20);
+    EXPECT_GT(segments["segments"][1]["used_bytes"].get<std::int64_t>(), 6LL << 30);
+    EXPECT_TRUE(segments["segments"][1]["total_bytes"].is_null());
+}
+
+TEST(Kt3Segment, DrawsBarsForThoseWhoLookOnly) {
+    EXPECT_THAT(run_kt3("segment-node", {"segment"}).out, Not(HasSubstr("[#")));
+    EXPECT_THAT(run_kt3("segment-node", {"segment", "--color", "always"}).out, HasSubstr("[###############.....]"));
+}
+
+TEST(Kt3Segment, ReportsUnreadableSourcesByTheirCause) {
+    EXPECT_EQ(run_kt3("no-gpu", {"segment"}).status, 3);
+    EXPECT_EQ(run_kt3("missing-nodes", {"segment"}).status, 5);
+    EXPECT_EQ(run_kt3("no-rights", {"segment"}).status, 4);
+}

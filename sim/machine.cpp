@@ -147,6 +147,24 @@ Adapter& Adapter::driver_version(std::string_view text) {
     return *this;
 }
 
+Adapter& Adapter::moving_node(std::string_view name, Waveform waveform, std::int64_t lowest, std::int64_t highest,
+                              std::int64_t period_ms, std::string_view key) {
+    add_moving_number(root, {node_path(name), std::string(key), waveform, lowest, highest, period_ms});
+    return *this;
+}
+
+Adapter& Adapter::moving_hwmon(std::string_view attribute, Waveform waveform, std::int64_t lowest, std::int64_t highest,
+                               std::int64_t period_ms) {
+    add_moving_number(root, {hwmon_path(attribute), "", waveform, lowest, highest, period_ms});
+    return *this;
+}
+
+Adapter& Adapter::moving_page(std::string_view key, Waveform waveform, std::int64_t lowest, std::int64_t highest,
+                              std::int64_t period_ms) {
+    add_moving_number(root, {format("/proc/gpuinfo_%d", card), std::string(key), waveform, lowest, highest, period_ms});
+    return *this;
+}
+
 Adapter& Adapter::without_node(std::string_view name) {
     fs::remove(below(root, node_path(name)));
     return *this;

@@ -2,6 +2,8 @@
 // A machine made of files: writes what the kernel and the drivers of the graphics adapters publish into a folder, at
 // the places where they publish it. The path shim puts that folder in front of the programs that look for it.
 
+#include "moving_nodes.hpp"
+
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -48,6 +50,13 @@ struct Adapter {
     Adapter& connector(std::string_view name, std::string_view status = "disconnected\n");
     // The driver's answer to a version request: "name major.minor.patch date description", or "refused".
     Adapter& driver_version(std::string_view text);
+    // Lets a published number move; see moving_nodes.hpp. Of a page, the number behind the key.
+    Adapter& moving_node(std::string_view node, Waveform waveform, std::int64_t lowest, std::int64_t highest,
+                         std::int64_t period_ms, std::string_view key = "");
+    Adapter& moving_hwmon(std::string_view attribute, Waveform waveform, std::int64_t lowest, std::int64_t highest,
+                          std::int64_t period_ms);
+    Adapter& moving_page(std::string_view key, Waveform waveform, std::int64_t lowest, std::int64_t highest,
+                         std::int64_t period_ms);
     // Takes a published node away.
     Adapter& without_node(std::string_view name);
 };
@@ -66,6 +75,8 @@ struct Machine {
     void directory(std::string_view path) const;
     // What this path names, a file or a whole folder, is there, but its user may not look at it; root neither.
     void refuse(std::string_view path) const;
+    // The numbers that move advance by this with each reading of one, not with the clock.
+    void step_time(std::int64_t milliseconds) const { step_moving_numbers(root, milliseconds); }
     // A link with its folders; `target` as it is to be read back.
     void link(std::string_view path, std::string_view target) const;
 

@@ -15,6 +15,8 @@ struct MachineState {
     std::atomic<std::uint32_t> refusals;         // entries of <machine>/.kt3sim/refused
     std::atomic<std::uint32_t> changing_folders; // 1 when <machine>/.kt3sim/changing names one
     std::atomic<std::uint32_t> listings;         // of the changing folder
+    std::atomic<std::uint32_t> moving;           // entries of <machine>/moving-nodes
+    std::atomic<std::uint32_t> moving_steps;     // openings of moving files, when these are the clock
 };
 
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free, "processes share the counters through a mapped file");

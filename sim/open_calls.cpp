@@ -2,6 +2,7 @@
 // machine's folder.
 
 #include "driver_writes.hpp"
+#include "moving_nodes.hpp"
 #include "real_calls.hpp"
 #include "redirect.hpp"
 #include "shim_checks.hpp"
@@ -31,6 +32,19 @@ void let_drivers_answer() {
     }
 }
 
+// A number that moves is as of now for whoever reads it.
+void let_numbers_move(int directory, const char* path) {
+    if (kt3::sim::anything_moves(machine_root())) {
+        char buffer[kPathSize];
+        const int before = errno;
+        const char* name = kt3::sim::simulated_name_at(directory, path, buffer);
+        errno = before;
+        if (name != nullptr) {
+            kt3::sim::refresh_moving_file(machine_root(), name);
+        }
+    }
+}
+
 // The simulated path when the open is one that hands text to a driver, else null.
 const char* written_node(int directory, const char* path, int flags, char* buffer) {
     if ((flags & O_ACCMODE) != O_WRONLY) {
@@ -52,6 +66,9 @@ int open_at(int directory, const char* path, int flags, mode_t mode) {
         if (const char* node = written_node(directory, path, flags, buffer)) {
             return kt3::sim::open_for_driver(machine_root(), node, flags);
         }
+        if ((flags & O_ACCMODE) == O_RDONLY && (flags & O_DIRECTORY) == 0) {
+            let_numbers_move(directory, path);
+        }
     }
     return real(directory, target.c_str(), flags, mode);
 }
@@ -70,6 +87,9 @@ FILE* open_stream(const char* path, const char* mode) {
             const int flags = O_WRONLY | O_CREAT | (std::strchr(mode, 'e') != nullptr ? O_CLOEXEC : 0);
             const int file = open_at(AT_FDCWD, path, flags, 0666);
             return file < 0 ? nullptr : ::fdopen(file, mode);
+        }
+        if (mode[0] == 'r' && std::strchr(mode, '+') == nullptr) {
+            let_numbers_move(AT_FDCWD, path);
         }
     }
     return real(target.c_str(), mode);

@@ -27,7 +27,7 @@ int report_usage(const std::string& error) {
 
 int list_scenes() {
     for (const Scene& scene : scenes()) {
-        std::printf("%-18.*s%.*s\n", static_cast<int>(scene.name.size()), scene.name.data(),
+        std::printf("%-20.*s%.*s\n", static_cast<int>(scene.name.size()), scene.name.data(),
                     static_cast<int>(scene.description.size()), scene.description.data());
     }
     return 0;

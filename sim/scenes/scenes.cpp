@@ -2,6 +2,7 @@
 
 #include "scenes/adapters.hpp"
 #include "scenes/allocations.hpp"
+#include "scenes/load.hpp"
 #include "scenes/vm_scenes.hpp"
 
 namespace kt3::sim {
@@ -76,19 +77,6 @@ void no_module(Machine& machine) {
     machine.file("/lib-absent", "libvorlakeinterface_v2.so.0.0.0\n");
 }
 
-void game(Machine& machine) {
-    add_newer(machine, "0000:03:00.0")
-        .node("engine_3d_usage", "87\n")
-        .node("eclk", "1100\n")
-        .node("coreclk", "1100\n")
-        .node("free_fb_mem", "3310\n")
-        .node("dvfs_level", "dvfs_level:performance\n")
-        .node("dvfs_clk_voltage", "gfx_clock:1100\ngfx_voltage:980\n")
-        .hwmon("temp1_input", "71 *C\n");
-    machine.file("/module-behaviour", "sway 15 6\nbusy 87 3 9\nbusy_ext 0 80 87 0 9 3 87 9 3\nframes 75 15\n"
-                                      "bandwidth 5200 3100 1900 1400 760 220 90 40 20 10 5 1\n");
-}
-
 // clang-format off
 constexpr Scene kScenes[] = {
     {"idle",             "one adapter of the newer family, at rest",                               idle},
@@ -102,7 +90,10 @@ constexpr Scene kScenes[] = {
     {"no-rights",        "one adapter whose nodes, pages and debugfs files may not be read",       no_rights},
     {"no-module",        "one adapter whose kernel-interface module is missing",                   no_module},
     {"old-interface",    "one adapter of the older family with the older module",                  old_interface},
-    {"game",             "one adapter of the newer family under load, with moving module values",  game},
+    {"game",             "one adapter of the newer family under load, its values move",            build_game},
+    {"video",            "one adapter of the newer family playing a film",                         build_video},
+    {"throttled",        "one adapter of the newer family too hot for its clock",                  build_throttled},
+    {"extended-interface", "one adapter whose module has the extended interface",                  build_extended_interface},
     {"no-device-rights", "one adapter whose device nodes may not be opened",                       no_device_rights},
     {"vm-small",         "GPU page tables of two clients, readable by eye",                        vm_small},
     {"vm-deep",          "GPU page tables of three levels, with runs in odd orders, dropped lines", vm_deep},

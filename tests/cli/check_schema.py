@@ -17,11 +17,14 @@ jsonschema.Draft7Validator.check_schema(schema)
 validator = jsonschema.Draft7Validator(schema)
 
 scenes = ["idle", "two-families", "demo", "foreign-gpu", "four-devices", "no-gpu", "old-family", "missing-nodes",
-          "no-rights", "vm-small", "vm-deep", "vm-broken", "busy", "leak", "old-family-heaps",
-          "segment-node", "churn"]
+          "no-rights", "no-module", "old-interface", "extended-interface", "game", "video", "throttled", "vm-small",
+          "vm-deep", "vm-broken", "busy", "leak", "old-family-heaps", "segment-node", "churn"]
 commands = [[], ["list"], ["info"], ["doctor"], ["version"], ["list", "-g", "9"], ["no-such-command"],
             ["prefer", "list"], ["prefer", "set", "/usr/bin/app", "--value", "1"], ["prefer", "get", "app"],
             ["prefer", "get", "absent"], ["prefer", "remove", "app"], ["prefer", "remove", "app"],
+            ["metric"], ["metric", "-g", "0"], ["dvfs", "get"],
+            ["dvfs", "set", "-g", "0", "gfx_voltage=901", "--dry-run"],
+            ["dvfs", "set", "-g", "0", "gfx_voltage=901", "--yes"],
             ["vm", "clients"], ["vm", "pagetable"], ["vm", "nodes"], ["vm", "map"],
             ["vm", "clients", "--client", "absent"],
             ["vm", "pagetable", "-o", "{home}/tables"], ["vm", "diff", "{home}/tables", "{home}/tables"],
@@ -66,7 +69,7 @@ for scene in scenes:
             print(f"{where}: {error.json_path}: {error.message}")
             failures += 1
         for adapter in document["adapters"]:
-            expected = shapes.setdefault(tuple(command[:1]), keys(adapter))
+            expected = shapes.setdefault(tuple(command[:2]), keys(adapter))
             if keys(adapter) != expected:
                 print(f"{where}: adapter {adapter['slot']} has other keys than the first one")
                 failures += 1

@@ -39,7 +39,8 @@ TEST(Kt3Help, ExplainsEveryExitStatus) {
 
 TEST(Kt3Help, ListsEveryCommand) {
     const Ended help = run_kt3("no-gpu", {"--help"});
-    for (const char* command : {"list", "info", "alloc", "process", "segment", "leak", "prefer", "doctor", "version"}) {
+    for (const char* command :
+         {"list", "info", "metric", "dvfs", "alloc", "process", "segment", "leak", "prefer", "doctor", "version"}) {
         EXPECT_THAT(help.out, HasSubstr(std::string("\n  ") + command + " "));
         EXPECT_EQ(run_kt3("no-gpu", {command, "--help"}).status, 0);
     }

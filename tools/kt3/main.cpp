@@ -57,7 +57,7 @@ ExitStatus send_output(Session& session, ExitStatus status) {
 
 ExitStatus run_command(const Options& options, const Chosen& chosen, const Fd& standard_output) {
     Output output(standard_output, options.output);
-    Session session{options, output, {}, {}, {}, {}};
+    Session session{options, output, {}, {}, {}, {}, {}};
     session.report.command = chosen.name;
     const ExitStatus status = run_guarded(session, chosen.run);
     const ExitStatus final_status = send_output(session, status);

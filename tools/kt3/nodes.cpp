@@ -13,10 +13,17 @@ namespace {
 
 constexpr std::size_t kPageBytes = 4096;
 
-struct Page {
-    std::string text;
-    Absence absence = Absence::none;
-};
+// The directory an adapter's nodes stand in is missing: what to blame.
+Absence without_directory(const Adapter& adapter) {
+    return adapter.family == nullptr ? Absence::not_on_this_chip : Absence::driver;
+}
+
+// An adapter without a hwmon directory publishes no sensors; without a sysfs directory its driver is gone.
+Absence without_hwmon(const Adapter& adapter) {
+    return adapter.family != nullptr && adapter.sysfs_fd >= 0 ? Absence::no_node : without_directory(adapter);
+}
+
+} // namespace
 
 Page read_page(int directory, const char* name) {
     const Fd node(::openat(directory, name, O_RDONLY | O_CLOEXEC));
@@ -46,12 +53,6 @@ bool holds_number(std::string_view text) {
     return std::isdigit(static_cast<unsigned char>(text[0])) != 0;
 }
 
-// The directory an adapter's nodes stand in is missing: what to blame.
-Absence without_directory(const Adapter& adapter) {
-    return adapter.family == nullptr ? Absence::not_on_this_chip : Absence::driver;
-}
-
-// `value` is what the library made of the node; 0 says nothing yet.
 Reading judged(std::int64_t value, int directory, const char* name) {
     check_interrupt(); // it may be why nothing was read
     if (value != 0) {
@@ -63,13 +64,6 @@ Reading judged(std::int64_t value, int directory, const char* name) {
     }
     return holds_number(page.text) ? Reading{0} : absent(Absence::parse_error);
 }
-
-// An adapter without a hwmon directory publishes no sensors; without a sysfs directory its driver is gone.
-Absence without_hwmon(const Adapter& adapter) {
-    return adapter.family != nullptr && adapter.sysfs_fd >= 0 ? Absence::no_node : without_directory(adapter);
-}
-
-} // namespace
 
 void make_current(Session& session, const Adapter& adapter) {
     if (adapter.family != nullptr) {

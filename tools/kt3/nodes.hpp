@@ -4,7 +4,22 @@
 
 #include "session.hpp"
 
+#include <string_view>
+
 namespace kt3::cli {
+
+// What a node holds, up to the first 4096 bytes, or why it cannot be read.
+struct Page {
+    std::string text;
+    Absence absence = Absence::none;
+};
+[[nodiscard]] Page read_page(int directory, const char* name);
+
+// Whether the text begins with a decimal number, white space aside.
+[[nodiscard]] bool holds_number(std::string_view text);
+
+// `value` is what the library made of the file; 0 is looked into.
+[[nodiscard]] Reading judged(std::int64_t value, int directory, const char* name);
 
 struct DriverNode {
     std::int32_t index; // what the library's accessors take
@@ -12,6 +27,9 @@ struct DriverNode {
 };
 
 // clang-format off
+inline constexpr DriverNode kUsage3d{0, "engine_3d_usage"};
+inline constexpr DriverNode kUsageVideoCodec{1, "engine_vcp_usage"};
+inline constexpr DriverNode kUsageVideoPost{3, "engine_vpp_usage"};
 inline constexpr DriverNode kFanSpeed{4, "fan_speed"};
 inline constexpr DriverNode kMemoryChannels{9, "miu_channel_num"};
 inline constexpr DriverNode kFrameBuffer{11, "fb_size"};

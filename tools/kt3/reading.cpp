@@ -13,18 +13,28 @@ struct AbsenceWords {
 };
 
 // By the value of Absence.
-constexpr std::array<AbsenceWords, 6> kAbsences = {{
+constexpr std::array<AbsenceWords, 9> kAbsences = {{
     {"", ""},
     {"permission", "permission denied"},
     {"no_node", "not published by this driver"},
     {"not_on_this_chip", "not on this chip"},
     {"parse_error", "not a number"},
     {"driver", "driver part missing or not answering"},
+    {"no_tool", "not told by dmidecode"},
+    {"first_sample", "needs a second sample"},
+    {"unchanged", "no new frame sample yet"},
 }};
 
 std::string value_text(const Json& value) {
     if (value.is_boolean()) {
         return value.get<bool>() ? "yes" : "no";
+    }
+    if (value.is_array()) {
+        std::string text;
+        for (const Json& item : value) {
+            text += (text.empty() ? "" : ", ") + value_text(item);
+        }
+        return text.empty() ? "none" : text;
     }
     return value.is_string() ? value.get<std::string>() : value.dump();
 }

@@ -36,6 +36,7 @@ bool color_of(const Session& session) {
 
 void flush_sample(Session& session) {
     session.output.write(format_of(session) == Format::json ? document(session.report, true) : session.text);
+    session.streaming = true;
     session.text.clear();
     session.report.adapters = Json::array();
     session.report.members = Json::object();
@@ -44,7 +45,10 @@ void flush_sample(Session& session) {
 
 void finish_output(Session& session) {
     if (format_of(session) == Format::json) {
-        session.output.write(document(session.report, false));
+        // After samples there is only an error left to tell, as one more line.
+        if (!session.streaming || !session.report.errors.empty()) {
+            session.output.write(document(session.report, session.streaming));
+        }
     } else if (!session.text.empty()) {
         session.output.write(session.text);
     }

@@ -18,7 +18,8 @@ struct Session {
     const Options& options;
     Output& output;
     Report report;
-    std::string text; // what goes to the output in text and CSV
+    std::string text;       // what goes to the output in text and CSV
+    bool streaming = false; // samples have been sent; by flush_sample
 
     std::unique_ptr<Library> opened;  // by library_of
     std::unique_ptr<Machine> machine; // by machine_of
@@ -39,7 +40,7 @@ struct Session {
 // JSON as one line.
 void flush_sample(Session& session);
 
-// Sends out the rest: in JSON always one document, also after a failure.
+// Sends out the rest: in JSON one document, also after a failure, or after samples one more line when something failed.
 void finish_output(Session& session);
 
 // A malformed number in what the driver publishes reaches us as an exception of the library. It becomes an error of the

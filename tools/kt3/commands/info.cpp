@@ -4,6 +4,7 @@
 #include "adapter_facts.hpp"
 #include "command_table.hpp"
 #include "screen_text.hpp"
+#include "summary_facts.hpp"
 #include "text_table.hpp"
 
 #include <algorithm>
@@ -57,9 +58,13 @@ std::vector<NamedFact> read_driver_state(const Adapter& adapter, bool complete) 
 
 std::vector<NamedFact> read_facts(Session& session, const Adapter& adapter, bool bound) {
     auto facts = read_driver_state(adapter, bound);
-    for (const auto& group : {read_versions(adapter), read_live_facts(session, adapter)}) {
+    for (const auto& group : {read_versions(adapter), read_live_facts(session, adapter), read_summary(session, adapter),
+                              read_extended_summary(session, adapter)}) {
         facts.insert(facts.end(), group.begin(), group.end());
     }
+    // Groups stand together; their order is that of their first facts, the link's last.
+    std::stable_partition(facts.begin(), facts.end(),
+                          [](const NamedFact& fact) { return std::string_view(fact.group) != "link"; });
     return facts;
 }
 

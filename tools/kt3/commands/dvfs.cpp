@@ -1,0 +1,208 @@
+// kt3 dvfs: the driver's power-management registers, read, set, saved to a file and restored from it.
+
+#include "command_table.hpp"
+#include "dvfs_changes.hpp"
+#include "screen_text.hpp"
+#include "text_table.hpp"
+
+#include <CLI/Validators.hpp>
+#include <cerrno>
+#include <cstring>
+#include <fmt/format.h>
+#include <fstream>
+#include <iterator>
+#include <memory>
+
+namespace kt3::cli {
+namespace {
+
+constexpr const char* kFileFormat = "kt3 dvfs registers";
+constexpr int kFileVersion = 1;
+constexpr std::size_t kLabelWidth = 22;
+
+struct Wish {
+    std::vector<std::string> assignments;
+    std::string file;
+    bool force = false;
+    DvfsConsent consent;
+};
+
+// A register belongs to one adapter: the one of --gpu, or the only one of ours.
+const Adapter& only_adapter(Session& session) {
+    std::vector<const Adapter*> fitting;
+    for (const Adapter* adapter : selected_adapters(session)) {
+        if (adapter->family != nullptr) {
+            fitting.push_back(adapter);
+        }
+    }
+    if (fitting.empty()) {
+        throw Failure{ExitStatus::driver, "not_on_this_chip", "a GPU of another vendor has no such registers"};
+    }
+    if (fitting.size() > 1) {
+        throw Failure{ExitStatus::usage, "several_adapters", "choose one adapter with --gpu", "see kt3 list"};
+    }
+    return *fitting.front();
+}
+
+std::string shown_register(const DvfsRegister& row, const Reading& reading) {
+    return reading.present() ? dvfs_text(row, reading.value.get<std::int64_t>()) : shown(reading);
+}
+
+std::string page_of(const Adapter& adapter, const DvfsState& state, bool color) {
+    std::string text = painted(fmt::format("GPU {}  {}", adapter.slot, screen_safe(adapter.name)), Paint::bold, color);
+    text += '\n';
+    for (const DvfsRegister& row : dvfs_registers()) {
+        text += fact_list({{row.name, shown_register(row, state.reading(row))}}, 2, kLabelWidth);
+    }
+    return text;
+}
+
+ExitStatus run_get(Session& session) {
+    for (const Adapter* adapter : selected_adapters(session)) {
+        const DvfsState state = read_dvfs(session, *adapter);
+        Json object = identity_of(*adapter);
+        for (const DvfsRegister& row : dvfs_registers()) {
+            put(object["registers"], row.name, state.reading(row));
+        }
+        session.report.adapters.push_back(std::move(object));
+        session.text += (session.text.empty() ? "" : "\n") + page_of(*adapter, state, color_of(session));
+    }
+    return ExitStatus::ok;
+}
+
+[[noreturn]] void refuse(const std::string& why) {
+    throw Failure{ExitStatus::usage, "bad_value", why, "`kt3 dvfs get` shows names and values"};
+}
+
+const DvfsRegister& settable_register(const std::string& name) {
+    const DvfsRegister* row = find_dvfs_register(name);
+    if (row == nullptr) {
+        refuse(fmt::format("there is no register '{}'", name));
+    }
+    if (!row->settable()) {
+        refuse(fmt::format("the driver only reports {}", name));
+    }
+    return *row;
+}
+
+DvfsWish parse_assignment(const std::string& text) {
+    const auto sign = text.find('=');
+    if (sign == std::string::npos) {
+        refuse(fmt::format("'{}' is no NAME=VALUE", text));
+    }
+    const DvfsRegister& row = settable_register(text.substr(0, sign));
+    return {&row, parse_dvfs_value(row, text.substr(sign + 1))};
+}
+
+ExitStatus run_set(Session& session, const Wish& wish) {
+    std::vector<DvfsWish> wishes;
+    for (const std::string& text : wish.assignments) {
+        wishes.push_back(parse_assignment(text));
+    }
+    return change_dvfs(session, only_adapter(session), wishes, wish.consent);
+}
+
+// Registers that cannot be read are not in the file, and restoring it leaves them alone.
+ExitStatus run_save(Session& session, const Wish& wish) {
+    const Adapter& adapter = only_adapter(session);
+    const DvfsState state = read_dvfs(session, adapter);
+    Json registers = Json::object();
+    Absence why = Absence::driver;
+    for (const DvfsRegister& row : dvfs_registers()) {
+        if (row.settable() && state.reading(row).present()) {
+            registers[row.name] = state.reading(row).value;
+        } else if (row.settable()) {
+            why = state.reading(row).absence;
+        }
+    }
+    if (registers.empty()) {
+        throw Failure{why == Absence::permission ? ExitStatus::permission : ExitStatus::driver, reason_code(why),
+                      fmt::format("no register can be read: {}; nothing was saved", reason_words(why))};
+    }
+    const Json file = {
+        {"format", kFileFormat}, {"version", kFileVersion}, {"chip_id", adapter.chip_id}, {"registers", registers}};
+    const Fd unused;
+    Output output(unused, wish.file);
+    output.write(file.dump(2) + '\n');
+    output.finish();
+    session.text = fmt::format("{} registers saved to {}\n", registers.size(), screen_safe(wish.file));
+    Json object = identity_of(adapter);
+    object["saved"] = registers.size();
+    session.report.adapters.push_back(std::move(object));
+    return ExitStatus::ok;
+}
+
+[[noreturn]] void bad_file(const std::string& file, const std::string& why) {
+    throw Failure{ExitStatus::failure, "bad_file", fmt::format("{}: {}", screen_safe(file), why),
+                  "`kt3 dvfs save` writes such files"};
+}
+
+Json read_saved(const std::string& name) {
+    std::ifstream in(name, std::ios::binary);
+    if (!in) {
+        const int error = errno;
+        throw Failure{error == EACCES ? ExitStatus::permission : ExitStatus::failure, "input",
+                      fmt::format("cannot read {}: {}", screen_safe(name), std::strerror(error))};
+    }
+    const Json file = Json::parse(std::string(std::istreambuf_iterator<char>(in), {}), nullptr, false);
+    if (!file.is_object() || file.value("format", Json()) != kFileFormat || !file.contains("registers") ||
+        !file["registers"].is_object()) {
+        bad_file(name, "no saved registers");
+    }
+    if (file.value("version", Json()) != kFileVersion) {
+        bad_file(name, fmt::format("not version {} of the format", kFileVersion));
+    }
+    return file;
+}
+
+ExitStatus run_restore(Session& session, const Wish& wish) {
+    const Json file = read_saved(wish.file);
+    const Adapter& adapter = only_adapter(session);
+    if (!wish.force && file.value("chip_id", Json()) != adapter.chip_id) {
+        throw Failure{
+            ExitStatus::failure, "other_chip",
+            fmt::format("{} was saved from another chip than {:#06x}", screen_safe(wish.file), adapter.chip_id),
+            "--force restores it nevertheless"};
+    }
+    std::vector<DvfsWish> wishes;
+    for (const auto& [name, value] : file["registers"].items()) {
+        const bool huge = value.is_number_unsigned() && value.get<std::uint64_t>() > UINT32_MAX;
+        if (!value.is_number_integer() || huge) {
+            bad_file(wish.file, fmt::format("{} is no whole number of 32 bits", screen_safe(name)));
+        }
+        const DvfsRegister& row = settable_register(name);
+        wishes.push_back({&row, checked_dvfs_value(row, value.get<std::int64_t>())});
+    }
+    return change_dvfs(session, adapter, wishes, wish.consent);
+}
+
+using RunWish = ExitStatus (*)(Session&, const Wish&);
+
+void add_consent(CLI::App& command, const std::shared_ptr<Wish>& wish) {
+    command.add_flag("-y,--yes", wish->consent.yes, "Do not ask");
+    command.add_flag("--dry-run", wish->consent.dry_run, "Show node and command, send nothing");
+}
+
+} // namespace
+
+void add_dvfs(CLI::App& app, Options& options, Chosen& chosen) {
+    CLI::App& dvfs = *app.add_subcommand("dvfs", "Read and set the power-management registers");
+    dvfs.require_subcommand(1);
+    const auto wish = std::make_shared<Wish>();
+    const auto add = [&](const char* name, const char* description, RunWish run) -> CLI::App& {
+        return add_command(dvfs, name, description, options, chosen, {.gpu = true},
+                           [wish, run](Session& session) { return run(session, *wish); });
+    };
+    add_command(dvfs, "get", "Show the registers", options, chosen, {.gpu = true}, run_get);
+    CLI::App& set = add("set", "Set registers", run_set);
+    set.add_option("assignments", wish->assignments, "NAME=VALUE, decimal or 0x hexadecimal")->required();
+    add_consent(set, wish);
+    CLI::App& save = add("save", "Save the registers to a file", run_save);
+    save.add_option("file", wish->file, "File to write")->required();
+    CLI::App& restore = add("restore", "Set the registers as saved in a file", run_restore);
+    restore.add_option("file", wish->file, "File to read")->required();
+    restore.add_flag("--force", wish->force, "Also when it was saved from another chip");
+    add_consent(restore, wish);
+}
+
+} // namespace kt3::cli

@@ -1,0 +1,159 @@
+#include "dvfs_changes.hpp"
+
+#include "interrupt.hpp"
+#include "screen_text.hpp"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+namespace kt3::cli {
+namespace {
+
+struct Change {
+    const DvfsRegister* row;
+    std::int64_t before;
+    std::int64_t wanted;
+    std::optional<std::int64_t> after{}; // as read back
+};
+
+// Of two wishes for one register the later holds. In the order in which the driver receives them.
+std::vector<Change> plan(const DvfsState& state, const std::vector<DvfsWish>& wishes) {
+    std::vector<Change> changes;
+    for (const DvfsRegister& row : dvfs_registers()) {
+        const DvfsWish* last = nullptr;
+        for (const DvfsWish& wish : wishes) {
+            last = wish.row == &row ? &wish : last;
+        }
+        if (last == nullptr) {
+            continue;
+        }
+        const Reading& reading = state.reading(row);
+        if (!reading.present()) {
+            throw Failure{reading.absence == Absence::permission ? ExitStatus::permission : ExitStatus::driver,
+                          reason_code(reading.absence),
+                          fmt::format("{} cannot be read from {}: {}; nothing was sent", row.name, row.node,
+                                      reason_words(reading.absence))};
+        }
+        if (reading.value.get<std::int64_t>() != last->value) {
+            changes.push_back({&row, reading.value.get<std::int64_t>(), last->value});
+        }
+    }
+    return changes;
+}
+
+std::string node_path(const Adapter& adapter, const DvfsRegister& row) {
+    return fmt::format("/sys/bus/pci/devices/{}/{}/{}", bus_text(adapter.bus), adapter.family->info_directory,
+                       row.node);
+}
+
+std::string change_text(const Change& change) {
+    return fmt::format("{}: {} -> {}", change.row->name, dvfs_text(*change.row, change.before),
+                       dvfs_text(*change.row, change.wanted));
+}
+
+void show(Session& session, const Adapter& adapter, const std::vector<Change>& changes, bool dry_run) {
+    Json list = Json::array();
+    for (const Change& change : changes) {
+        const std::string path = node_path(adapter, *change.row);
+        const std::string command = dvfs_command(*change.row, change.wanted);
+        list.push_back({{"register", change.row->name},
+                        {"node", path},
+                        {"command", command},
+                        {"before", change.before},
+                        {"wanted", change.wanted},
+                        {"after", change.after ? Json(*change.after) : Json(nullptr)}});
+        session.text += dry_run ? fmt::format("{}: {}\n", path, command) : change_text(change) + '\n';
+    }
+    if (changes.empty()) {
+        session.text += "nothing to change\n";
+    }
+    Json object = identity_of(adapter);
+    object["dry_run"] = dry_run;
+    object["changes"] = std::move(list);
+    session.report.adapters.push_back(std::move(object));
+}
+
+// One line of the terminal. A signal ends it, too.
+std::string read_answer() {
+    std::string answer;
+    char next = 0;
+    for (;;) {
+        const ssize_t got = ::read(STDIN_FILENO, &next, 1);
+        check_interrupt();
+        if (got == 0 || (got < 0 && errno != EINTR) || next == '\n') {
+            return answer;
+        }
+        answer += got == 1 ? std::string(1, next) : "";
+    }
+}
+
+void ask(const Adapter& adapter, const std::vector<Change>& changes) {
+    if (::isatty(STDIN_FILENO) != 1) {
+        throw Failure{ExitStatus::usage, "not_confirmed", "a change needs --yes when there is no terminal to ask on",
+                      "--dry-run shows what would be sent"};
+    }
+    for (const Change& change : changes) {
+        std::fprintf(stderr, "%s\n", change_text(change).c_str());
+    }
+    std::fprintf(stderr, "Send this to GPU %d, %s? [y/N] ", adapter.slot, screen_safe(adapter.name).c_str());
+    const std::string answer = read_answer();
+    if (answer != "y" && answer != "Y" && answer != "yes") {
+        throw Failure{ExitStatus::failure, "not_confirmed", "not confirmed; nothing was sent"};
+    }
+}
+
+// The library compares with the record it read last, so everything but the wishes is left alone.
+void send(Session& session, const Adapter& adapter, const std::vector<DvfsWish>& wishes, std::vector<Change>& changes) {
+    const Binding binding(session, adapter);
+    const DvfsState fresh = read_dvfs(session, adapter); // asking may have taken its time
+    changes = plan(fresh, wishes);
+    DvfsRecord record = fresh.record;
+    for (const Change& change : changes) {
+        change.row->write(record, change.wanted);
+    }
+    check_interrupt();
+    KT3_ENTRY(library_of(session), set_data_to_dvfs_register)(&record);
+    const DvfsState told = read_dvfs(session, adapter);
+    for (Change& change : changes) {
+        const Reading& reading = told.reading(*change.row);
+        change.after = reading.present() ? std::optional(reading.value.get<std::int64_t>()) : std::nullopt;
+    }
+}
+
+void check_taken(const Adapter& adapter, const std::vector<Change>& changes) {
+    for (const Change& change : changes) {
+        if (change.after == change.wanted) {
+            continue;
+        }
+        const std::string kept = change.after ? dvfs_text(*change.row, *change.after) : "nothing that can be read";
+        const Fd node(::openat(adapter.info_fd, change.row->node, O_WRONLY | O_CLOEXEC));
+        const bool denied = !node && (errno == EACCES || errno == EPERM || errno == EROFS);
+        throw Failure{denied ? ExitStatus::permission : ExitStatus::failure, denied ? "permission" : "not_taken",
+                      fmt::format("{} is {} after {} was sent to {}", change.row->name, kept,
+                                  dvfs_text(*change.row, change.wanted), change.row->node),
+                      denied ? "run as root" : "the driver decides what it takes; its log may say why"};
+    }
+}
+
+} // namespace
+
+ExitStatus change_dvfs(Session& session, const Adapter& adapter, const std::vector<DvfsWish>& wishes,
+                       const DvfsConsent& consent) {
+    std::vector<Change> changes = plan(read_dvfs(session, adapter), wishes);
+    if (!consent.dry_run && !changes.empty()) {
+        if (!consent.yes) {
+            ask(adapter, changes);
+        }
+        send(session, adapter, wishes, changes);
+    }
+    show(session, adapter, changes, consent.dry_run);
+    if (!consent.dry_run) {
+        check_taken(adapter, changes);
+    }
+    return ExitStatus::ok;
+}
+
+} // namespace kt3::cli

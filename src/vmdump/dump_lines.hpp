@@ -66,9 +66,7 @@ const char* word(const char* at, const char (&text)[N]) {
 // One to fifteen hexadecimal digits, "0x" in front or not. Null when there are none or more.
 inline const char* address(const char* at) {
     const char* const digits = at + prefix_length(at);
-    const int first = leading_count(no_hex_digits(load_word(digits)));
-    const int second = leading_count(no_hex_digits(load_word(digits + 8)));
-    const int count = first + (first == 8 ? second : 0);
+    const int count = HexDigits(digits).count();
     return count == 0 || count == 16 ? nullptr : digits + count;
 }
 

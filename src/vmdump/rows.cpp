@@ -9,25 +9,23 @@ namespace {
 
 using support::bounded_text;
 
-// Sub-tables are far larger than the caches, and the hardware's own prefetch ends at every page.
-void prefetch_behind(const vidmm_vm_pte_elt3k& entry) {
-    const std::uintptr_t ahead = reinterpret_cast<std::uintptr_t>(&entry) + 2048;
-    __builtin_prefetch(reinterpret_cast<const void*>(ahead));
-    __builtin_prefetch(reinterpret_cast<const void*>(ahead + 64));
+// The exact rules, for addresses of any shape. Kept out of the loops over rows.
+[[gnu::noinline]] std::int64_t any_address(const char (&text)[48]) {
+    return support::checked_int(bounded_text(text), 16);
 }
 
 // Usual addresses, up to eight digits and "0x" in front or not, are taken in one go; the field is long enough for that.
 std::int64_t address_of(const char (&text)[48]) {
-    const char* const digits = text + prefix_length(text);
-    const std::uint64_t word = load_word(digits);
-    const int count = leading_count(no_hex_digits(word));
-    if (count != 0 && digits[count] == '\0') {
-        const std::uint32_t value = hex_value(word, count);
+    const char* const first = text + prefix_length(text);
+    const HexDigits digits(first);
+    const int count = digits.count();
+    if (count >= 1 && count <= 8 && first[count] == '\0') {
+        const std::uint64_t value = digits.value(0, count);
         if (value <= INT32_MAX) {
-            return value;
+            return static_cast<std::int64_t>(value);
         }
     }
-    return support::checked_int(bounded_text(text), 16);
+    return any_address(text);
 }
 
 } // namespace
@@ -55,7 +53,6 @@ void fill_rows(_PAGETABLE_DATA* rows, const std::vector<vidmm_vm_pt>& entries, i
 
 void fill_rows(_PAGETABLE_DATA* rows, const std::vector<vidmm_vm_pte_elt3k>& entries, int& row, std::int64_t pid) {
     for (const vidmm_vm_pte_elt3k& entry : entries) {
-        prefetch_behind(entry);
         _PAGETABLE_DATA& made = rows[row];
         made.pid = pid;
         made.addr = address_of(entry.Addr);

@@ -210,6 +210,76 @@ void ParseDumpByFromChars(benchmark::State& state) {
     count_lines(state, path);
 }
 
+// Two plain readers that handle the dump as most tools would: fgets, and every text a string of its own, or sscanf.
+std::string text_behind(std::string line, std::string key) {
+    const std::size_t at = line.find(key);
+    return at == line.npos ? "" : line.substr(at + key.size());
+}
+
+void string_line(std::string line, data_vectors& record) {
+    const bool entry = text_behind(line, "entry") != "";
+    if (!entry && line.find("Snoop") == line.npos) {
+        return;
+    }
+    const int level = std::stoi(line);
+    const int index = std::stoi(text_behind(line, ":"));
+    if (entry) {
+        vidmm_vm_pt made = {};
+        made.PT_Level = level;
+        made.PT_index = index;
+        const std::string address = text_behind(line, "addr:");
+        address.substr(0, address.find(',')).copy(made.Addr, 47);
+        text_behind(line, "buffer:").copy(made.Buffer, 47);
+        vmdump::page_tables(record, level).push_back(made);
+    } else {
+        vidmm_vm_pte_elt3k made = {};
+        made.ST_Level = level;
+        made.Index = index;
+        made.Snoop = static_cast<std::uint16_t>(std::stoi(text_behind(line, "Snoop:")));
+        made.Segment = static_cast<std::uint16_t>(std::stoi(text_behind(line, "Segment:")));
+        made.LargePage = static_cast<std::uint16_t>(std::stoi(text_behind(line, "LargePage:")));
+        text_behind(line, "Addr:").copy(made.Addr, 47);
+        vmdump::sub_tables(record, level).push_back(made);
+    }
+}
+
+void scanned_line(const char* line, data_vectors& record) {
+    vidmm_vm_pt entry = {};
+    vidmm_vm_pte_elt3k sub = {};
+    if (std::sscanf(line, "%d:%d: entry addr:%47[^,], buffer:%47[^\n]", &entry.PT_Level, &entry.PT_index, entry.Addr,
+                    entry.Buffer) == 4) {
+        vmdump::page_tables(record, entry.PT_Level).push_back(entry);
+    } else if (std::sscanf(line, "%d:%d Snoop:%hu Segment:%hu LargePage:%hu Addr:%47s", &sub.ST_Level, &sub.Index,
+                           &sub.Snoop, &sub.Segment, &sub.LargePage, sub.Addr) == 6) {
+        vmdump::sub_tables(record, sub.ST_Level).push_back(sub);
+    }
+}
+
+template<typename TakeLine>
+void parse_by_fgets(benchmark::State& state, TakeLine take_line) {
+    const std::string path = dump_file(static_cast<int>(state.range(0)));
+    data_vectors record = vmdump::make_record();
+    for (auto _ : state) {
+        vmdump::empty_sequences(record);
+        std::FILE* const file = std::fopen(path.c_str(), "re");
+        char line[512];
+        while (std::fgets(line, sizeof line, file) != nullptr) {
+            take_line(line, record);
+        }
+        std::fclose(file);
+        benchmark::DoNotOptimize(record.st_level2.data());
+    }
+    count_lines(state, path);
+}
+
+void ParseDumpByFgetsAndStrings(benchmark::State& state) {
+    parse_by_fgets(state, string_line);
+}
+
+void ParseDumpByFgetsAndSscanf(benchmark::State& state) {
+    parse_by_fgets(state, scanned_line);
+}
+
 void ReadWholeClient(benchmark::State& state) {
     const std::string path = dump_file(static_cast<int>(state.range(0)));
     data_vectors record;
@@ -226,6 +296,8 @@ void ReadWholeClient(benchmark::State& state) {
 BENCHMARK(ReadAndCountLines)->Arg(300)->Arg(3'000)->Arg(30'000)->Arg(300'000);
 BENCHMARK(ParseDump)->Arg(300)->Arg(3'000)->Arg(30'000)->Arg(300'000);
 BENCHMARK(ParseDumpByFromChars)->Arg(300)->Arg(3'000)->Arg(30'000)->Arg(300'000);
+BENCHMARK(ParseDumpByFgetsAndStrings)->Arg(300)->Arg(3'000)->Arg(30'000)->Arg(300'000);
+BENCHMARK(ParseDumpByFgetsAndSscanf)->Arg(300)->Arg(3'000)->Arg(30'000)->Arg(300'000);
 BENCHMARK(ReadWholeClient)->Arg(300)->Arg(3'000)->Arg(30'000)->Arg(300'000);
 
 // ---- rows -----------------------------------------------------------------------------------------------------------
@@ -244,6 +316,29 @@ void CopyRows(benchmark::State& state) {
     for (auto _ : state) {
         std::memcpy(to.data(), from.data(), count * sizeof(_PAGETABLE_DATA));
         benchmark::DoNotOptimize(to.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+// The other floor: every field moved to its place in the row, the address not converted.
+void MoveFieldsIntoRows(benchmark::State& state) {
+    const std::vector<data_vectors> list = filled_list(static_cast<int>(state.range(0)));
+    std::vector<_PAGETABLE_DATA> rows(vmdump::count_rows(list));
+    for (auto _ : state) {
+        _PAGETABLE_DATA* row = rows.data();
+        for (const vidmm_vm_pte_elt3k& entry : list[0].st_level2) {
+            row->pid = 4711;
+            row->addr = entry.Addr[0];
+            row->snoop = entry.Snoop;
+            row->segment = entry.Segment;
+            row->large_page = entry.LargePage;
+            row->level = entry.ST_Level;
+            row->index = entry.Index;
+            row->parent_level = entry.DigitalIndex.parent_level;
+            row->parent_index = entry.DigitalIndex.parent_index;
+            row->type = -1;
+            ++row;
+        }
         benchmark::ClobberMemory();
     }
 }
@@ -302,6 +397,7 @@ void FillRowsByFromChars(benchmark::State& state) {
 }
 
 BENCHMARK(CopyRows)->Arg(30'000)->Arg(300'000);
+BENCHMARK(MoveFieldsIntoRows)->Arg(30'000)->Arg(300'000);
 BENCHMARK(FillRows)->Arg(30'000)->Arg(300'000);
 BENCHMARK(FillRowsByFromChars)->Arg(30'000)->Arg(300'000);
 
@@ -351,9 +447,22 @@ void WalkAllocations(benchmark::State& state) {
     }
 }
 
+// Node texts as a walk leaves them, as many as asked for.
+std::vector<allcation_Info> many_nodes(benchmark::State& state) {
+    std::vector<allcation_Info> list;
+    for (std::int64_t at = 0; at < state.range(0); ++at) {
+        char name[32];
+        std::snprintf(name, sizeof name, "%x", 0x1000 + static_cast<unsigned>(at));
+        list.push_back(vmdump::make_node("device_pid = 4711\ndevice_pname = game\ngpu_va = 0x7f0012340000\n"
+                                         "size = 0x200000\n",
+                                         name));
+    }
+    return list;
+}
+
 void CopyEntries(benchmark::State& state) {
-    const std::vector<_GFX_VM_ALLOCATION_DATA> from(2 * kAllocations);
-    std::vector<_GFX_VM_ALLOCATION_DATA> to(2 * kAllocations);
+    const std::vector<_GFX_VM_ALLOCATION_DATA> from(static_cast<std::size_t>(state.range(0)));
+    std::vector<_GFX_VM_ALLOCATION_DATA> to(from.size());
     for (auto _ : state) {
         std::memcpy(to.data(), from.data(), from.size() * sizeof from[0]);
         benchmark::DoNotOptimize(to.data());
@@ -362,8 +471,7 @@ void CopyEntries(benchmark::State& state) {
 }
 
 void FillEntries(benchmark::State& state) {
-    std::vector<allcation_Info> list;
-    vmdump::walk_allocations(allocation_driver().c_str(), list);
+    const std::vector<allcation_Info> list = many_nodes(state);
     std::vector<_GFX_VM_ALLOCATION_DATA> entries(list.size());
     for (auto _ : state) {
         vmdump::fill_entries(entries.data(), list);
@@ -371,10 +479,27 @@ void FillEntries(benchmark::State& state) {
     }
 }
 
+void FillEntriesByStandardConversions(benchmark::State& state) {
+    const std::vector<allcation_Info> list = many_nodes(state);
+    std::vector<_GFX_VM_ALLOCATION_DATA> entries(list.size());
+    for (auto _ : state) {
+        _GFX_VM_ALLOCATION_DATA* entry = entries.data();
+        for (const allcation_Info& node : list) {
+            entry->pid = std::stoi(node.device_pid);
+            entry->handle = std::stoll(node.handle, nullptr, 16);
+            entry->size = std::stoll(node.size, nullptr, 16);
+            entry->gpu_va = std::stoll(node.gpu_va, nullptr, 16);
+            ++entry;
+        }
+        benchmark::ClobberMemory();
+    }
+}
+
 BENCHMARK(ReadAllocations);
 BENCHMARK(WalkAllocations);
-BENCHMARK(CopyEntries);
-BENCHMARK(FillEntries);
+BENCHMARK(CopyEntries)->Arg(10'000)->Arg(100'000);
+BENCHMARK(FillEntriesByStandardConversions)->Arg(10'000)->Arg(100'000);
+BENCHMARK(FillEntries)->Arg(10'000)->Arg(100'000);
 
 // ---- ten clients ----------------------------------------------------------------------------------------------------
 

@@ -24,10 +24,10 @@ void format_name(find_adapter& record, std::int32_t slot, const char* format) {
 #pragma GCC diagnostic pop
 }
 
+// The path names the card whether or not the device offers that node; an empty one leaves the number alone.
 void read_card_number(find_adapter& record, std::int32_t slot, const drmDevice& device) {
-    const bool has_primary = (device.available_nodes & (1 << DRM_NODE_PRIMARY)) != 0;
-    if (has_primary) {
-        std::sscanf(device.nodes[DRM_NODE_PRIMARY], "/dev/dri/card%d", &record.drm_card_idx[slot]);
+    if (const char* primary = device.nodes[DRM_NODE_PRIMARY]) {
+        std::sscanf(primary, "/dev/dri/card%d", &record.drm_card_idx[slot]);
     }
 }
 

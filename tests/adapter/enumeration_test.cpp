@@ -12,6 +12,7 @@ using kt3::tests::FakeKernel;
 using kt3::tests::Family;
 using kt3::tests::LogCapture;
 using kt3::tests::OutputCapture;
+using kt3::tests::target_of;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -34,13 +35,6 @@ find_adapter_ext1 extended() {
     std::memset(&record, 0x5A, sizeof record);
     EXPECT_EQ(gfx_find_adapter_ext1(&record), 0);
     return record;
-}
-
-// What a directory descriptor really is.
-std::string target_of(int descriptor) {
-    char target[4096] = {};
-    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
-    return ::readlink(link.c_str(), target, sizeof target - 1) < 0 ? "" : target;
 }
 
 bool ends_with(const std::string& text, const std::string& end) {

@@ -2,6 +2,7 @@
 // holes in the list, other buses, drivers that refuse the version request.
 
 #include "kt3_mgmt/kt3_mgmt_interface.h"
+#include "support/descriptors.hpp"
 #include "support/fake_kernel.hpp"
 #include "support/log_capture.hpp"
 #include "support/stand_in_libdrm.hpp"
@@ -13,6 +14,7 @@ using kt3::tests::FakeKernel;
 using kt3::tests::Family;
 using kt3::tests::LogCapture;
 using kt3::tests::StandInLibdrm;
+using testing::EndsWith;
 using testing::IsEmpty;
 
 namespace {
@@ -154,6 +156,42 @@ TEST(OddLibdrm, ADeviceThatOffersNoNodeIsSkipped) {
     const ThreeAdapters machine;
     const StandInLibdrm drm("whole", std::string(kOne) + " nodes=0,0");
     EXPECT_EQ(enumerate().chip_num, 0);
+}
+
+TEST(OddLibdrm, TakesTheCardNumberFromThePrimaryPathOfADeviceThatOffersOtherNodesOnly) {
+    FakeKernel kernel;
+    kernel.adapter("0000:03:00.0", Family::newer, {.card = 5});
+    kernel.foreign_gpu("0000:04:00.0", 0x10DE, {.device = 0x2484, .card = 6});
+    const StandInLibdrm drm("whole", "pci=0000:03:00.0,7a52:5c0e,5 pci=0000:04:00.0,10de:2484,6 nodes=0,4 nodes=1,4");
+    const find_adapter record = enumerate();
+    EXPECT_EQ(record.chip_num, 1);
+    EXPECT_EQ(record.drm_card_idx[0], 5);
+    EXPECT_EQ(record.drm_card_idx[2], 6);
+}
+
+TEST(OddLibdrm, NodesAreTriedInTheOrderRenderControlPrimaryAmongThoseOffered) {
+    const struct {
+        int offered; // bits 1 primary, 2 control, 4 render
+        const char* missing;
+        const char* opened;
+    } rows[] = {
+        {7, nullptr, "/dev/dri/renderD128"}, {7, "/dev/dri/renderD128", "/dev/dri/controlD64"},
+        {3, nullptr, "/dev/dri/controlD64"}, {5, "/dev/dri/renderD128", "/dev/dri/card0"},
+        {1, nullptr, "/dev/dri/card0"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.opened);
+        FakeKernel kernel;
+        kernel.adapter("0000:03:00.0", Family::newer);
+        kernel.file("/dev/dri/controlD64", "");
+        if (row.missing != nullptr) {
+            kernel.remove(row.missing);
+        }
+        const StandInLibdrm drm("whole", std::string(kOne) + " nodes=0," + std::to_string(row.offered));
+        const find_adapter record = enumerate();
+        ASSERT_EQ(record.chip_num, 1);
+        EXPECT_THAT(kt3::tests::target_of(record.drm_fd[0]), EndsWith(row.opened));
+    }
 }
 
 TEST(OddLibdrm, IsLoadedAfreshByEveryEnumeration) {

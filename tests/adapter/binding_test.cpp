@@ -5,6 +5,8 @@
 
 #include <cstring>
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 using kt3::tests::Adapter;
 using kt3::tests::FakeKernel;
@@ -54,6 +56,21 @@ struct Machine {
     }
     [[nodiscard]] std::string usage_switch() const { return kernel.text(adapter.node_path("enable_usage")); }
 };
+
+// Ends the process, with 0 when the binding failed for want of memory and said so.
+[[noreturn]] void bind_where_memory_is_short() {
+#if !defined(__SANITIZE_ADDRESS__)
+    rlimit limit = {};
+    ::getrlimit(RLIMIT_AS, &limit);
+    limit.rlim_cur = 2UL << 30;
+    ::setrlimit(RLIMIT_AS, &limit);
+#endif
+    OfferedModule module(module_file("gfx", kVorlaModule));
+    find_adapter record = record_of(kVorla55F0);
+    LogCapture log;
+    const bool failed = gfx_global_init(&record) == -1 && pdev == nullptr;
+    ::_exit(failed && LogCapture::lines().back() == "pdev alloc mem fail.\n " ? 0 : 1);
+}
 
 } // namespace
 
@@ -186,6 +203,14 @@ TEST(GlobalInit, AFailureAfterTheOldDeviceObjectWasFreedLeavesNone) {
     EXPECT_EQ(gfx_global_init(&record), -1);
     EXPECT_EQ(pdev, nullptr);
     EXPECT_EQ(gfx_global_exit(0), 0); // would free it twice otherwise
+}
+
+TEST(GlobalInit, ADeviceObjectThatThereIsNoMemoryForFails) {
+    // Read by the address sanitizer when the statement below starts the program anew; other builds obey the limit.
+    ::setenv("ASAN_OPTIONS", "allocator_may_return_null=1:max_allocation_size_mb=1024:detect_leaks=0", 1);
+    ::setenv("KT3_TEST_OBJECT_SIZE", "0xFFFFFFFF", 1);
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(bind_where_memory_is_short(), testing::ExitedWithCode(0), "");
 }
 
 TEST(GlobalInit, TheDeviceObjectHasTheSizeTheModuleAsksFor) {

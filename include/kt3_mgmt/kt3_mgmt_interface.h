@@ -871,9 +871,10 @@ KT3_EXPORT int32_t gpuinfo_get_kmd_segment_info(_GFX_SEGMENT_INFO* segments, int
 /* ---- calls: sampling ------------------------------------------------------------------------------------------- */
 
 /*
- * Three pairs: the first call finds the bound module's entry points, the second samples through them. gfx_global_exit
- * forgets them: until the first call is made again, the second calls no module. Binding anew without an exit keeps
- * them, so make the first calls again after each gfx_global_init. Null records are left alone.
+ * Three pairs: the first call finds the bound module's entry points, the second samples through them. They stay in use
+ * until the first call is made again. Between gfx_global_exit and the next successful gfx_global_init the second call
+ * calls no module; then it takes the entry points of the same names from the module that is bound. Binding anew without
+ * an exit keeps those of the older module, so make the first calls again. Null records are left alone.
  */
 
 /* Chooses the busy interface and logs it. Returns 0, or -1 with a log line when the module has none. */

@@ -63,11 +63,15 @@ KT3_EXPORT int32_t gfx_find_adapter_ext1(find_adapter_ext1* record) {
 }
 
 KT3_EXPORT int32_t gfx_global_init(find_adapter* record) {
-    return record == nullptr ? -1 : adapter::bind_adapter(*record);
+    const int32_t chip_id = record == nullptr ? -1 : adapter::bind_adapter(*record);
+    if (chip_id != -1) {
+        sampling::resume_entry_points();
+    }
+    return chip_id;
 }
 
 KT3_EXPORT int32_t gfx_global_exit(int32_t chip_id_idx) {
-    sampling::forget_entry_points(); // they belong to the module that is closed now
+    sampling::suspend_entry_points(); // they belong to the module that is closed now
     adapter::unbind_adapter(chip_id_idx);
     return 0;
 }

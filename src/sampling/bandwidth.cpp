@@ -45,18 +45,18 @@ std::span<const WordCopy> words_of_bound_chip() {
 }
 
 void resolve(const EntryNames& names, EntryPoints& entries) {
-    entries.bandwidth_init = reinterpret_cast<DeviceSetup>(adapter::module_entry(names.init));
-    entries.bandwidth_deinit = adapter::module_entry(names.deinit);
-    entries.bandwidth = reinterpret_cast<DeviceCall>(adapter::module_entry(names.get));
+    entries.bandwidth_init = find_entry<DeviceSetup>(names.init);
+    entries.bandwidth_deinit = find_entry<DeviceSetup>(names.deinit);
+    entries.bandwidth = find_entry<DeviceCall>(names.get);
 }
 
 bool is_complete(const EntryPoints& entries) {
-    const bool can_read = entries.bandwidth != nullptr || entries.bandwidth_extended != nullptr;
-    return entries.bandwidth_init != nullptr && can_read && entries.bandwidth_deinit != nullptr;
+    const bool can_read = entries.bandwidth || entries.bandwidth_extended;
+    return entries.bandwidth_init && can_read && entries.bandwidth_deinit;
 }
 
 bool resolve_bandwidth(EntryPoints& entries) {
-    entries.bandwidth_extended = reinterpret_cast<DeviceCall>(adapter::module_entry("gfx_get_hwinfo_ext"));
+    entries.bandwidth_extended = find_entry<DeviceCall>("gfx_get_hwinfo_ext");
     resolve(kNames, entries);
     if (!is_complete(entries)) {
         resolve(kOlderNames, entries);
@@ -75,7 +75,7 @@ bool start_bandwidth() {
     if (adapter::device_object() == nullptr) {
         return true;
     }
-    if (entries.bandwidth_init(adapter::drm_descriptor(), adapter::device_object()) != 0) {
+    if (entries.bandwidth_init.call(adapter::drm_descriptor(), adapter::device_object()) != 0) {
         lib_print_func("gfx_init_hwinfo fail. \n ");
         return false;
     }
@@ -84,11 +84,11 @@ bool start_bandwidth() {
 
 void read_bandwidth(_GFX_BANDWIDTH_INFO& record) {
     const EntryPoints& entries = sampling_state().entries;
-    if (entries.bandwidth_extended != nullptr) {
-        entries.bandwidth_extended(adapter::drm_descriptor(), adapter::device_object(), record.word);
-    } else if (entries.bandwidth != nullptr) {
+    if (entries.bandwidth_extended) {
+        entries.bandwidth_extended.call(adapter::drm_descriptor(), adapter::device_object(), record.word);
+    } else if (entries.bandwidth) {
         ModuleBuffer answer;
-        entries.bandwidth(adapter::drm_descriptor(), adapter::device_object(), answer.words);
+        entries.bandwidth.call(adapter::drm_descriptor(), adapter::device_object(), answer.words);
         copy_words(words_of_bound_chip(), answer, record.word);
     }
 }

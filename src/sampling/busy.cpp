@@ -43,18 +43,18 @@ const BusyLayout* layout_in_use() {
     return row == std::end(kBusyLayouts) ? nullptr : row;
 }
 
-bool ask(DeviceCall entry, ModuleBuffer& answer) {
-    if (entry != nullptr) {
-        entry(adapter::drm_descriptor(), adapter::device_object(), answer.words);
+bool ask(const EntryPoint<DeviceCall>& entry, ModuleBuffer& answer) {
+    if (entry) {
+        entry.call(adapter::drm_descriptor(), adapter::device_object(), answer.words);
     }
-    return entry != nullptr;
+    return static_cast<bool>(entry);
 }
 
-bool ask(PlainCall entry, ModuleBuffer& answer) {
-    if (entry != nullptr) {
-        entry(adapter::drm_descriptor(), answer.words);
+bool ask(const EntryPoint<PlainCall>& entry, ModuleBuffer& answer) {
+    if (entry) {
+        entry.call(adapter::drm_descriptor(), answer.words);
     }
-    return entry != nullptr;
+    return static_cast<bool>(entry);
 }
 
 // False when the interface was not found, or belonged to a module that is closed.
@@ -73,14 +73,14 @@ bool ask_through(std::int32_t interface, ModuleBuffer& answer) {
 
 // The older interface counts only where the newer is absent.
 bool resolve_plain_busy(EntryPoints& entries) {
-    entries.usage = reinterpret_cast<DeviceCall>(adapter::module_entry("gfx_get_usage_info"));
-    if (entries.usage != nullptr) {
+    entries.usage = find_entry<DeviceCall>("gfx_get_usage_info");
+    if (entries.usage) {
         gfxbusy_apiversion = KT3_BUSY_VERSION_1;
         lib_print_func("gfxbusy_init  use GFXBUSY_VERION_1.\n ");
         return true;
     }
-    entries.usage_plain = reinterpret_cast<PlainCall>(adapter::module_entry("qnGetHwqInfo"));
-    if (entries.usage_plain != nullptr) {
+    entries.usage_plain = find_entry<PlainCall>("qnGetHwqInfo");
+    if (entries.usage_plain) {
         gfxbusy_apiversion = KT3_BUSY_VERSION_0;
         lib_print_func("gfxbusy_init  use GFXBUSY_VERION_0.\n ");
         return true;
@@ -90,8 +90,8 @@ bool resolve_plain_busy(EntryPoints& entries) {
 }
 
 void resolve_extended_busy(EntryPoints& entries) {
-    entries.usage_extended = reinterpret_cast<DeviceCall>(adapter::module_entry("gfx_get_usage_info_ext"));
-    if (entries.usage_extended != nullptr) {
+    entries.usage_extended = find_entry<DeviceCall>("gfx_get_usage_info_ext");
+    if (entries.usage_extended) {
         gfxbusy_apiversion = KT3_BUSY_VERSION_EXT_1;
         lib_print_func("gfxbusy_init  use GFXBUSY_VERION_EXT_1.\n ");
     }
@@ -101,9 +101,9 @@ void resolve_extended_busy(EntryPoints& entries) {
 
 bool resolve_busy() {
     EntryPoints& entries = sampling_state().entries;
-    entries.usage = nullptr;
-    entries.usage_plain = nullptr;
-    entries.usage_extended = nullptr;
+    entries.usage = {};
+    entries.usage_plain = {};
+    entries.usage_extended = {};
     if (!resolve_plain_busy(entries)) {
         return false;
     }

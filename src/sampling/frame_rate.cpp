@@ -14,13 +14,13 @@ constexpr float kNanosecondsPerSecond = 1e9F;
 
 // The module gets the sample in a larger buffer and may leave any part of it as it was.
 void count_through_module(FrameSample& sample) {
-    const DeviceCall flip_count = sampling_state().entries.flip_count;
-    if (flip_count == nullptr) {
+    const auto& flip_count = sampling_state().entries.flip_count;
+    if (!flip_count) {
         return;
     }
     ModuleBuffer answer;
     std::memcpy(answer.words, &sample, sizeof sample);
-    flip_count(adapter::drm_descriptor(), adapter::device_object(), answer.words);
+    flip_count.call(adapter::drm_descriptor(), adapter::device_object(), answer.words);
     std::memcpy(&sample, answer.words, sizeof sample);
 }
 
@@ -84,10 +84,9 @@ void rates_of_module(const SamplingState& state, _GFX_FRAME_RATES& rates) {
 
 void start_frame_rates() {
     SamplingState& state = sampling_state();
-    state.entries.flip_count = adapter::module_sizes_device_object()
-                                   ? reinterpret_cast<DeviceCall>(adapter::module_entry("gfx_flip_count"))
-                                   : nullptr;
-    use_IOCTL_get_fps = state.entries.flip_count != nullptr ? 1 : 0;
+    state.entries.flip_count =
+        adapter::module_sizes_device_object() ? find_entry<DeviceCall>("gfx_flip_count") : EntryPoint<DeviceCall>();
+    use_IOCTL_get_fps = state.entries.flip_count ? 1 : 0;
     take_sample(state.initial);
     state.previous = state.initial;
     state.current = state.initial; // so that a first sample that cannot be read shows no time passing

@@ -5,14 +5,38 @@ namespace {
 
 constinit SamplingState state;
 
+template<typename Visit>
+void visit_entry_points(Visit visit) {
+    EntryPoints& entries = state.entries;
+    visit(entries.usage);
+    visit(entries.usage_plain);
+    visit(entries.usage_extended);
+    visit(entries.flip_count);
+    visit(entries.bandwidth_init);
+    visit(entries.bandwidth_deinit);
+    visit(entries.bandwidth);
+    visit(entries.bandwidth_extended);
+}
+
+template<typename Call>
+void find_again(EntryPoint<Call>& entry) {
+    if (entry.name != nullptr && !entry) {
+        entry.call = find_entry<Call>(entry.name).call;
+    }
+}
+
 } // namespace
 
 SamplingState& sampling_state() {
     return state;
 }
 
-void forget_entry_points() {
-    state.entries = {};
+void suspend_entry_points() {
+    visit_entry_points([](auto& entry) { entry.call = nullptr; });
+}
+
+void resume_entry_points() {
+    visit_entry_points([](auto& entry) { find_again(entry); });
 }
 
 } // namespace kt3::sampling

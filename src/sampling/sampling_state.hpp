@@ -1,6 +1,8 @@
 #pragma once
 // What the sampling calls keep between calls: entry points of the bound module and frame samples.
 
+#include "adapter/binding_state.hpp"
+
 #include <cstdint>
 
 namespace kt3::sampling {
@@ -19,19 +21,34 @@ struct FrameSample {
 };
 static_assert(sizeof(FrameSample) == 24, "the module writes three 64-bit words");
 
-// Null where the module has none. Set by the init call of each pair; all are forgotten when the module is closed, and
-// stay so until the next init call, since they would point into unmapped code.
+// An entry point of the module. The name stays when the module is closed, so that the entry point is found again in the
+// module that is bound next; until then there is nothing to call.
+template<typename Call>
+struct EntryPoint {
+    const char* name = nullptr; // null where the init call found none
+    Call call = nullptr;
+
+    explicit operator bool() const { return call != nullptr; }
+};
+
+template<typename Call>
+EntryPoint<Call> find_entry(const char* name) {
+    const auto call = reinterpret_cast<Call>(adapter::module_entry(name));
+    return {call == nullptr ? nullptr : name, call};
+}
+
+// Set by the init call of each pair.
 struct EntryPoints {
-    DeviceCall usage = nullptr;          // "gfx_get_usage_info"
-    PlainCall usage_plain = nullptr;     // "qnGetHwqInfo"
-    DeviceCall usage_extended = nullptr; // "gfx_get_usage_info_ext"
+    EntryPoint<DeviceCall> usage;          // "gfx_get_usage_info"
+    EntryPoint<PlainCall> usage_plain;     // "qnGetHwqInfo"
+    EntryPoint<DeviceCall> usage_extended; // "gfx_get_usage_info_ext"
 
-    DeviceCall flip_count = nullptr; // "gfx_flip_count"
+    EntryPoint<DeviceCall> flip_count; // "gfx_flip_count"
 
-    DeviceSetup bandwidth_init = nullptr;    // "gfx_init_hwinfo" or "qn_init_hwinfo"
-    void* bandwidth_deinit = nullptr;        // "gfx_deinit_hwinfo" or "qn_deinit_hwinfo": must exist, is never called
-    DeviceCall bandwidth = nullptr;          // "gfx_get_hwinfo" or "qn_get_hwinfo"
-    DeviceCall bandwidth_extended = nullptr; // "gfx_get_hwinfo_ext"
+    EntryPoint<DeviceSetup> bandwidth_init;    // "gfx_init_hwinfo" or "qn_init_hwinfo"
+    EntryPoint<DeviceSetup> bandwidth_deinit;  // "gfx_deinit_hwinfo" or "qn_deinit_hwinfo": must exist, is never called
+    EntryPoint<DeviceCall> bandwidth;          // "gfx_get_hwinfo" or "qn_get_hwinfo"
+    EntryPoint<DeviceCall> bandwidth_extended; // "gfx_get_hwinfo_ext"
 };
 
 struct SamplingState {
@@ -42,8 +59,11 @@ struct SamplingState {
 };
 SamplingState& sampling_state();
 
-// To be called when the module is closed. Samples stay; until the next init call the busy and bandwidth calls leave
-// the client's record alone, and counted frames seem to stand still.
-void forget_entry_points();
+// To be called when the module is closed: its entry points would lie in unmapped code. Samples stay; the busy and
+// bandwidth calls leave the client's record alone, and counted frames seem to stand still.
+void suspend_entry_points();
+
+// To be called when a module has been bound: what the last init calls had found is looked up in it by name.
+void resume_entry_points();
 
 } // namespace kt3::sampling

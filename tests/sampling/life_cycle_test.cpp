@@ -12,6 +12,7 @@ using testing::ElementsAre;
 namespace {
 
 constexpr std::uint32_t U = 0xA5A5A5A5;
+constexpr std::uint64_t kSecond = 1'000'000'000;
 constexpr const char* kIncomplete = "gfx_xxx interface functions init fail. \n ";
 
 int calls_of_the_program = 0;
@@ -69,21 +70,67 @@ TEST(SamplingAfterExit, CallsNoEntryPointOfTheClosedModule) {
     EXPECT_THAT(module.called(), ElementsAre());
 }
 
-TEST(SamplingAfterExit, StaysSilentAfterBindingAnewUntilTheInitCalls) {
+TEST(SamplingAfterExit, GoesOnThroughTheSameInterfacesOnceAModuleIsBoundAgain) {
+    BoundModule module("extended");
+    gfxbusy_init();
+    module.answer_sample(kSecond, 100);
+    fps_init();
+    bandwidth_init();
+    gfx_global_exit(0);
+    EXPECT_EQ(gfxbusy_apiversion, 3);
+    EXPECT_EQ(use_IOCTL_get_fps, 1);
+    EXPECT_EQ(module.bind(), 0x5C00);
+    module.answer_positions(12); // the extended bandwidth entry fills the client's twelve words itself
+    module.answer_sample(2 * kSecond, 160);
+    _GFX_BUSY_INFO busy = {};
+    get_gpubusy_info(&busy);
+    EXPECT_EQ(busy.word[2], 1002U);
+    _GFX_FRAME_RATES rates = {};
+    EXPECT_EQ(get_fps_info(&rates), 0);
+    EXPECT_FLOAT_EQ(rates.frames, 60) << "since the sample taken before the exit";
+    _GFX_BANDWIDTH_INFO bandwidth = {};
+    get_bandwidth_info(&bandwidth);
+    EXPECT_EQ(bandwidth.word[11], 1011U);
+    EXPECT_THAT(module.called(), ElementsAre("gfx_get_usage_info_ext", "gfx_flip_count", "gfx_get_hwinfo_ext"));
+    EXPECT_EQ(module.script().device_object, pdev) << "with the device object that is bound now";
+}
+
+TEST(SamplingAfterExit, StaysSilentWhenTheModuleBoundNextLacksTheInterfaces) {
+    {
+        BoundModule first("plain");
+        gfxbusy_init();
+        fps_init();
+        bandwidth_init();
+        gfx_global_exit(0);
+    }
+    BoundModule second("bare");
+    expect_silence();
+    EXPECT_THAT(second.called(), ElementsAre());
+}
+
+TEST(SamplingAfterExit, StaysSilentAfterABindingThatFailed) {
     BoundModule module("plain");
     gfxbusy_init();
     fps_init();
     bandwidth_init();
     gfx_global_exit(0);
-    EXPECT_EQ(module.bind(), 0x5C00);
-    module.answer_sample(1000, 200, 300);
+    module.script().object_size = 0;
+    EXPECT_EQ(module.bind(), -1);
+    module.answer_sample(kSecond, 200);
     expect_silence();
     EXPECT_THAT(module.called(), ElementsAre());
-    EXPECT_EQ(gfxbusy_init(), 0);
-    module.answer_positions();
-    _GFX_BUSY_INFO busy = {};
-    get_gpubusy_info(&busy);
-    EXPECT_EQ(busy.word[2], 1000U);
+}
+
+TEST(SamplingAfterExit, UsesNoInterfaceThatTheInitCallsDidNotFind) {
+    {
+        BoundModule first("plain");
+        gfxbusy_init();
+        gfx_global_exit(0);
+    }
+    BoundModule second("extended");
+    gfxbusy_apiversion = 3;
+    expect_silence();
+    EXPECT_THAT(second.called(), ElementsAre());
 }
 
 TEST(SamplingAfterExit, InitCallsFindNoModule) {

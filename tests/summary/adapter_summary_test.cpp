@@ -1,5 +1,6 @@
 #include "summary/fake_dmidecode.hpp"
 #include "support/descriptors.hpp"
+#include "support/no_descriptors.hpp"
 #include "support/one_adapter.hpp"
 
 #include <gmock/gmock.h>
@@ -7,6 +8,7 @@
 using kt3::tests::FakeDmidecode;
 using kt3::tests::LogCapture;
 using kt3::tests::memory_device;
+using kt3::tests::NoDescriptors;
 using kt3::tests::OneAdapter;
 using kt3::tests::OutputCapture;
 using testing::ElementsAre;
@@ -108,6 +110,34 @@ TEST(Summary, IsAllZeroWhenNothingIsPublished) {
     EXPECT_THAT(summary(adapter.record), ElementsAre(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, U, U));
 }
 
+TEST(Summary, TwoAdaptersOfOneChipShareTheKeptFacts) {
+    const FakeDmidecode tool("");
+    OneAdapter adapter(kOlder, 0);
+    publish_nodes(adapter);
+    adapter.adapter.proc_page(display_page("4b05", "2", " VGA\n"));
+    adapter.kernel.file("/proc/gpuinfo_1", display_page("4b05", "7", " HDMI\n"));
+    summary(adapter.record);
+    adapter.record.drm_card_idx[0] = 1;
+    const auto words = summary(adapter.record);
+    EXPECT_EQ(words[6], 2U);
+    EXPECT_EQ(words[7], 1U);
+}
+
+TEST(Summary, TakesOneForTypeAndWidthWhenTheToolCannotBeStarted) {
+    OneAdapter adapter(kOlder, 0);
+    OutputCapture output;
+    std::vector<std::uint32_t> words;
+    {
+        const NoDescriptors none;
+        words = summary(adapter.record);
+    }
+    EXPECT_EQ(words[4], 0U);
+    EXPECT_EQ(words[10], 1U);
+    EXPECT_EQ(words[11], 1U);
+    EXPECT_EQ(output.text(), "Failed to run command\nFailed to run command\nFailed to run command\n"
+                             "Error opening drm directory\n");
+}
+
 TEST(Summary, NullPointersAndAnIndexThatIsNoSlotTouchNothing) {
     const FakeDmidecode tool("");
     find_adapter record = {};
@@ -149,6 +179,26 @@ TEST(MemorySpeed, NeedsMoreThanTenBytesAndItsKey) {
         OneAdapter adapter(kOlder);
         adapter.record.chip_id[0] = chip++; // facts are gathered once per chip
         EXPECT_EQ(summary(adapter.record)[4], row.speed) << row.text;
+    }
+}
+
+TEST(DisplayOutputs, CountATypeWhereverItsNameStandsInTheLine) {
+    struct Row {
+        const char* line;
+        std::uint32_t types;
+    };
+    std::int32_t chip = 0x1000;
+    for (const Row& row : {Row{" EDP\n", 16 | 8}, Row{" DP\n", 8}, Row{"VGA", 1}, Row{"xDVI-D,HDMI2\n", 2 | 4},
+                           Row{" VGA DVI HDMI DP EDP\n", 31}, Row{" edp VGA\n DP\n", 1}}) {
+        const FakeDmidecode tool("");
+        OneAdapter adapter(kNewer, 0);
+        adapter.record.chip_id[0] = ++chip;
+        char device[16];
+        std::snprintf(device, sizeof device, "0x%x", static_cast<unsigned>(chip));
+        adapter.adapter.proc_page(display_page(device, "a", row.line));
+        const auto words = summary(adapter.record);
+        EXPECT_EQ(words[6], 10U) << "the count is hexadecimal";
+        EXPECT_EQ(words[7], row.types) << row.line;
     }
 }
 
@@ -212,6 +262,15 @@ TEST(DisplayOutputs, ALineOf99CharactersIsReadAndOneOf100IsTooLong) {
         OutputCapture output;
         EXPECT_EQ(summary(adapter.record)[7], 1U);
         EXPECT_EQ(output.text(), "");
+    }
+    {
+        OneAdapter adapter(0x5C00, 0);
+        adapter.adapter.proc_page(display_page("5c00", "3", std::string(96, ' ') + "VGA\n")).connector("DP-1");
+        OutputCapture output;
+        const auto words = summary(adapter.record);
+        EXPECT_EQ(words[6], 0U) << "the newer family has no other source";
+        EXPECT_EQ(words[7], 0U);
+        EXPECT_EQ(output.text(), "get_line_from_string fail, string too long!!!\n");
     }
     OneAdapter adapter(0x4B04, 0);
     adapter.adapter.proc_page(display_page("4b04", "3", std::string(96, ' ') + "VGA\n")).connector("DP-1");

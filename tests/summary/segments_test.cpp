@@ -379,6 +379,23 @@ TEST(SegmentSource, GoesByTheCurrentSlotOfTheRecordItIsGiven) {
     EXPECT_EQ(get_segment_info(&segments.info), 1);
 }
 
+TEST(SegmentSource, StaysWhenAnotherAdapterIsSelected) {
+    Machine machine(kNewer);
+    machine.node(segment(0, 9000, 5000)).all_heaps();
+    EXPECT_EQ(segment_init(&machine.adapters), 1);
+    find_adapter other = {};
+    other.chip_id[0] = kOlder;
+    other.gpu_infos[0].info_fd = machine.adapters.gpu_infos[1].info_fd;
+    const LogCapture quiet;
+    gpuinfo_select_new_chip(&other);
+    Segments segments;
+    EXPECT_EQ(get_segment_info(&segments.info), 1);
+    EXPECT_EQ(segments.info.used_size[0], 5U);
+    EXPECT_EQ(segment_init(&other), 1);
+    EXPECT_EQ(get_segment_info(&segments.info), 0) << "chosen anew";
+    EXPECT_EQ(segments.info.used_size[0], 4U);
+}
+
 TEST(SegmentSource, AnswersMinusOneAndZerosWhenTheChosenNodeIsGone) {
     Machine machine(kNewer);
     machine.node(segment(0, 9000, 5000));

@@ -1,36 +1,16 @@
 #include "kt3_mgmt/kt3_mgmt_interface.h"
 #include "summary/fake_dmidecode.hpp"
 #include "support/descriptors.hpp"
+#include "support/no_descriptors.hpp"
 #include "support/one_adapter.hpp"
 #include "support/output_capture.hpp"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 using kt3::tests::FakeDmidecode;
 using kt3::tests::memory_device;
+using kt3::tests::NoDescriptors;
 using kt3::tests::OutputCapture;
-
-namespace {
-
-// No descriptor can be opened while this lives, so that no pipe can.
-class NoDescriptors {
-public:
-    NoDescriptors() {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        rlimit none = before_;
-        none.rlim_cur = 0;
-        ::setrlimit(RLIMIT_NOFILE, &none);
-    }
-    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
-private:
-    rlimit before_{};
-};
-
-} // namespace
 
 TEST(RunShellCommand, FillsTheBufferAndZeroesTheRest) {
     char buffer[16];

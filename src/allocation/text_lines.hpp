@@ -9,8 +9,8 @@
 
 namespace kt3::allocation {
 
-// Keys and values are held in 128 characters with their terminator. Longer ones are outside the format and are cut.
-inline constexpr std::size_t kLongestText = 127;
+// Values are held in 128 characters with their terminator. Longer ones are outside the format and are cut.
+inline constexpr std::size_t kLongestValue = 127;
 
 // Calls `use` with the texts in front of and behind the first "=" of every line that has one. The second includes the
 // newline when there is one. As the driver's pages are text, a line ends for the reader at its first zero byte.
@@ -43,8 +43,8 @@ void for_each_pair(std::string_view page, Use&& use) {
 // The driver ends every value with a newline, so the last character goes. It goes even when it is a digit, on a last
 // line without a newline, and clients see that number.
 inline std::string_view value_text(std::string_view rest_of_line) {
-    const std::size_t held = std::min(rest_of_line.size(), kLongestText);
-    return {rest_of_line.data(), held == 0 ? 0 : held - 1};
+    const std::size_t length = rest_of_line.empty() ? 0 : rest_of_line.size() - 1;
+    return {rest_of_line.data(), std::min(length, kLongestValue)};
 }
 
 } // namespace kt3::allocation

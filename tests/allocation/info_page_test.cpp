@@ -1,5 +1,6 @@
 #include "allocation/info_page.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <random>
@@ -43,8 +44,8 @@ std::int32_t plain_width(const string& page) {
         line = line.c_str();
         const std::size_t equals = line.find('=');
         if (equals != line.npos && line.substr(0, equals) == "width") {
-            string value = line.substr(equals + 1, 127);
-            value.resize(value.empty() ? 0 : value.size() - 1);
+            string value = line.substr(equals + 1);
+            value.resize(std::min<std::size_t>(value.empty() ? 0 : value.size() - 1, 127));
             width = static_cast<std::int32_t>(std::strtol(value.c_str(), nullptr, 10));
         }
     }
@@ -222,14 +223,13 @@ TEST(InfoPage, EndsALineAtItsFirstZeroByte) {
     EXPECT_EQ(parse_info_page(string(100, '\0'), true).sum_count, 1);
 }
 
-// A value is held in 128 characters with its terminator, its newline included: 126 digits are read whole, of longer
-// ones only what is held, less the last character.
+// A value is held in 128 characters with its terminator: 127 digits are read whole, of longer ones only the first 127.
 TEST(InfoPage, CutsValuesThatAreLongerThanTheFormatHas) {
     const auto width_of = [](std::size_t length) {
         return parse_info_page("width=" + string(length - 1, '0') + "7\n", true).width;
     };
     EXPECT_EQ(width_of(126), 7);
-    EXPECT_EQ(width_of(127), 0);
+    EXPECT_EQ(width_of(127), 7);
     EXPECT_EQ(width_of(128), 0);
     EXPECT_EQ(width_of(129), 0);
     EXPECT_EQ(parse_info_page("handle=1f" + string(300, ' ') + "\n", true).handle, 31);

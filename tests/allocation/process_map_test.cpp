@@ -115,8 +115,8 @@ TEST(DevicePage, CutsOrIgnoresTextsLongerThanTheFormatHas) {
         EXPECT_EQ(parsed(std::string(length, 'p') + " = 1\npid = 2\n"), "pid 2;") << length;
         EXPECT_EQ(parsed("pid = 7" + std::string(length, ' ') + "\n"), "pid 7;") << length;
     }
-    EXPECT_EQ(parsed("pid = " + std::string(125, '0') + "7\n"), "pid 7;");
-    EXPECT_EQ(parsed("pid = " + std::string(126, '0') + "7\n"), "pid 0;");
+    EXPECT_EQ(parsed("pid = " + std::string(126, '0') + "7\n"), "pid 7;");
+    EXPECT_EQ(parsed("pid = " + std::string(127, '0') + "7\n"), "pid 0;");
 }
 
 TEST(ProcessMap, IsAllZeroForAnEmptyDirectory) {

@@ -50,10 +50,15 @@ bool follow_link(std::string& path) {
     return true;
 }
 
-// Opens what `path` finally names and leaves its own path there. Empty with errno set when that cannot be done.
+// Opens what `path` finally names and leaves its own path there. Empty with errno set when that cannot be done. The
+// links of /proc/self/fd lead to open files whose names may be gone; those are opened through the link itself.
 Fd open_target(std::string& path) {
+    const std::string given = path;
     for (int links = 0; links < kMostLinks; ++links) {
         Fd file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW));
+        if (!file && errno == ENOENT && links > 0) {
+            file.reset(::open(given.c_str(), O_WRONLY | O_CLOEXEC));
+        }
         if (file || errno != ELOOP || !follow_link(path)) {
             return file;
         }

@@ -5,6 +5,7 @@
 #include "support/log_capture.hpp"
 
 #include <csignal>
+#include <fcntl.h>
 #include <functional>
 #include <gmock/gmock.h>
 #include <optional>
@@ -376,6 +377,22 @@ TEST_F(SaveSafety, ADeviceIsWrittenInPlace) {
     struct stat status {};
     ASSERT_EQ(::stat("/dev/null", &status), 0);
     EXPECT_TRUE(S_ISCHR(status.st_mode));
+}
+
+TEST_F(SaveSafety, AnOpenFileWhoseNameIsGoneIsWrittenInPlace) {
+    home.write(
+        "a longer text that the new one has to replace to its last byte, header and entry and all of it, so long "
+        "that nothing can be left over behind it by accident or otherwise");
+    const int file = ::open(home.file().c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(file, 0);
+    std::filesystem::remove(home.file());
+    savefile_INI(("/proc/self/fd/" + std::to_string(file)).c_str());
+    char page[512] = {};
+    const ssize_t got = ::pread(file, page, sizeof page, 0);
+    ::close(file);
+    EXPECT_EQ(std::string(page, got < 0 ? 0 : static_cast<std::size_t>(got)), new_text());
+    EXPECT_TRUE(files().empty());
+    EXPECT_EQ(LogCapture::lines()[0], "-------------------------\n");
 }
 
 TEST_F(SaveSafety, AFileInAReadOnlyFolderIsWrittenInPlace) {

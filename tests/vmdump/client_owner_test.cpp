@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <cstring>
+#include <sys/resource.h>
 
 using namespace kt3::tests;
 using testing::KilledBySignal;
@@ -104,6 +105,27 @@ TEST_F(Owner, NameIsEmptyForAProcessThatHasGone) {
     std::strcpy(record.app_name, "old");
     EXPECT_EQ(ask("99"), 0);
     EXPECT_STREQ(record.app_name, "");
+}
+
+TEST_F(Owner, NameGivesMinusOneAndPrintsNothingWhenNoPipeCanBeOpened) {
+    data_vectors unknown = create_vector();
+    std::strcpy(unknown.pid, "4711");
+    data_vectors driver = create_vector();
+    std::strcpy(driver.pid, "0");
+    rlimit before = {};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    OutputCapture output;
+    const rlimit none = {0, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    // Nothing but the two calls: the sanitizers open pipes of their own.
+    const int status = get_AppName_info(&unknown);
+    const int no_pipe_needed = get_AppName_info(&driver);
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(status, -1);
+    EXPECT_EQ(no_pipe_needed, 0);
+    EXPECT_STREQ(driver.app_name, "0");
+    EXPECT_EQ(output.text(), "");
+    EXPECT_EQ(kernel.asked(), "");
 }
 
 TEST_F(Owner, NameIsAskedForEvenWithoutAnId) {

@@ -136,6 +136,11 @@ TEST(ExtractValue, RunsToTheEndWhenTheValueStartsBehindTheNewline) {
     EXPECT_EQ(extractValue("size\na = 5\nb", "size"), "5\nb");
 }
 
+TEST(ExtractValue, TakesTheFirstKeyEvenInsideAnotherValue) {
+    EXPECT_EQ(extractValue("device_pname = resize\nsize = 0x10\n", "size"), "0x10\n");
+    EXPECT_EQ(extractValue("resize = 1\nsize = 2\n", "size"), "1");
+}
+
 TEST(ExtractValue, RaisesTheSubstringErrorForAnEqualsSignAsTheLastByte) {
     EXPECT_EQ(error_of<std::out_of_range>([] { extractValue("size =", "size"); }),
               "basic_string::substr: __pos (which is 7) > this->size() (which is 6)");

@@ -125,6 +125,12 @@ TEST(SubTables, KeepTheFieldsOfTheLine) {
     EXPECT_EQ(record.st_level1[0].LargePage, 0);
 }
 
+TEST(SubTables, HaveNoLargePageWhenItsKeyLacksTheColon) {
+    const auto record = read_text("0:1 Snoop:1 Segment:2 LargePage 7 Addr:0x10\n");
+    ASSERT_EQ(record.st_level0.size(), 1U);
+    EXPECT_EQ(record.st_level0[0].LargePage, 0);
+}
+
 TEST(SubTables, OfLevelTwoHangUnderTheLastLevelTwoEntryEvenBehindALevelOneLine) {
     const auto record = read_text(entry_line(0, 1) + entry_line(1, 2) + entry_line(2, 3) + entry_line(1, 4) +
                                   sub_line(2, 5) + sub_line(2, 6));

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <dirent.h>
 #include <stdexcept>
 
 using namespace kt3::tests;
@@ -36,6 +37,19 @@ data_vectors record_of(const std::string& pid, const std::string& dump) {
     std::strcpy(record.pid, pid.c_str());
     generate_DigitalIndex(record);
     return record;
+}
+
+// In the order in which the folder lists them.
+std::vector<std::string> listed_clients() {
+    std::vector<std::string> names;
+    DIR* folder = ::opendir((kDriver + "/devices").c_str());
+    while (const dirent* entry = ::readdir(folder)) {
+        if (entry->d_name[0] != '.') {
+            names.emplace_back(entry->d_name);
+        }
+    }
+    ::closedir(folder);
+    return names;
 }
 
 std::uint32_t snapshot() {
@@ -250,7 +264,7 @@ TEST(PageTableExport, FailsWithoutAllocationsAndStillReadsTheClients) {
     EXPECT_EQ(Get_Local_Data_Status, -1);
 }
 
-TEST(PageTableExport, CountsDuplicatesOfASnapshotThatNeededRetries) {
+TEST(PageTableExport, SaysWhichTriesFailedAndThenThatThereIsNoSnapshot) {
     VmKernel kernel;
     kernel.client("01000000", "5", "a", entry_line(0, 1));
     kernel.file(kDriver + "/allocations/1", "no directory");
@@ -261,6 +275,36 @@ TEST(PageTableExport, CountsDuplicatesOfASnapshotThatNeededRetries) {
         expected += "Fail to read allocation info.. skip and try it again...\n";
     }
     EXPECT_EQ(output.text(), expected + kNoSnapshot);
+}
+
+TEST(PageTableExport, CountsAndCopiesDuplicatesOfASnapshotThatNeededRetries) {
+    VmKernel kernel;
+    kernel.client("01000000", "5", "a", entry_line(0, 1)).client("03000000", "5", "a", entry_line(0, 1));
+    const std::string last = listed_clients()[1];
+    kernel.remove(kernel.client_file(last, "info"));
+    // The driver takes the client's directory away while ps answers for it.
+    kernel.file("/bin/ps", "#!/bin/sh\n[ \"$2\" = -o ] && rm -r " + kernel.real(kDriver + "/devices/" + last).string() +
+                               "\necho a\n");
+    OutputCapture output;
+    ASSERT_EQ(snapshot(), 2U);
+    EXPECT_EQ(output.text(), "Fail to read pid info. skip...\n");
+    _PAGETABLE_DATA rows[3] = {untouched_row(), untouched_row(), untouched_row()};
+    get_pagetable_data(rows, nullptr);
+    EXPECT_EQ(std::memcmp(&rows[0], &rows[1], sizeof rows[0]), 0);
+    EXPECT_EQ(rows[1].pid, 5);
+    EXPECT_TRUE(untouched(rows[2], 0, 48));
+}
+
+TEST(PageTableExport, WithoutAllocationsSucceedsOrFailsWithTheClients) {
+    VmKernel kernel;
+    kernel.client("01000000", "5", "a", entry_line(0, 1));
+    EXPECT_EQ(snapshot(), 1U);
+    std::uint32_t nodes = 9;
+    get_allocation_data(nullptr, &nodes);
+    EXPECT_EQ(nodes, 0U);
+    kernel.remove(kernel.client_file("01000000", "vm_info"));
+    EXPECT_EQ(snapshot(), 777U);
+    EXPECT_EQ(Get_Local_Data_Status, -1);
 }
 
 TEST(PageTableExport, CountsAsFailedWhenANumberErrorEndsTheSnapshot) {

@@ -46,7 +46,7 @@ void build_game(Machine& machine) {
     use_3d(adapter, 74, 98, 6 * kSecond);
     heat(adapter, 66, 76, 30 * kSecond);
     count_frames(adapter, 75, 15);
-    machine.file("/module-behaviour", "sway 15 6\nbusy 87 3 9\nbusy_ext 0 80 87 0 9 3 87 9 3\nframes 75 15\n"
+    machine.file("/module-behaviour", "sway 15 6\nbusy 87 3 9\nbusy_ext 0 87 9 3 3 0 9 0 0\nframes 75 15\n"
                                       "bandwidth 5200 3100 1900 1400 760 220 90 40 20 10 5 1\n");
 }
 

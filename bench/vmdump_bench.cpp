@@ -320,6 +320,19 @@ void CopyRows(benchmark::State& state) {
     }
 }
 
+void move_fields(_PAGETABLE_DATA& row, const vidmm_vm_pte_elt3k& entry, std::int64_t address) {
+    row.pid = 4711;
+    row.addr = address;
+    row.snoop = entry.Snoop;
+    row.segment = entry.Segment;
+    row.large_page = entry.LargePage;
+    row.level = entry.ST_Level;
+    row.index = entry.Index;
+    row.parent_level = entry.DigitalIndex.parent_level;
+    row.parent_index = entry.DigitalIndex.parent_index;
+    row.type = -1;
+}
+
 // The other floor: every field moved to its place in the row, the address not converted.
 void MoveFieldsIntoRows(benchmark::State& state) {
     const std::vector<data_vectors> list = filled_list(static_cast<int>(state.range(0)));
@@ -327,17 +340,7 @@ void MoveFieldsIntoRows(benchmark::State& state) {
     for (auto _ : state) {
         _PAGETABLE_DATA* row = rows.data();
         for (const vidmm_vm_pte_elt3k& entry : list[0].st_level2) {
-            row->pid = 4711;
-            row->addr = entry.Addr[0];
-            row->snoop = entry.Snoop;
-            row->segment = entry.Segment;
-            row->large_page = entry.LargePage;
-            row->level = entry.ST_Level;
-            row->index = entry.Index;
-            row->parent_level = entry.DigitalIndex.parent_level;
-            row->parent_index = entry.DigitalIndex.parent_index;
-            row->type = -1;
-            ++row;
+            move_fields(*row++, entry, entry.Addr[0]);
         }
         benchmark::ClobberMemory();
     }
@@ -379,17 +382,7 @@ void FillRowsByFromChars(benchmark::State& state) {
         }
         for (const auto* subs : {&list[0].st_level0, &list[0].st_level1, &list[0].st_level2}) {
             for (const vidmm_vm_pte_elt3k& entry : *subs) {
-                row->pid = 4711;
-                row->addr = address(entry.Addr);
-                row->snoop = entry.Snoop;
-                row->segment = entry.Segment;
-                row->large_page = entry.LargePage;
-                row->level = entry.ST_Level;
-                row->index = entry.Index;
-                row->parent_level = entry.DigitalIndex.parent_level;
-                row->parent_index = entry.DigitalIndex.parent_index;
-                row->type = -1;
-                ++row;
+                move_fields(*row++, entry, address(entry.Addr));
             }
         }
         benchmark::ClobberMemory();

@@ -1,45 +1,14 @@
 #include "nodes/node_table.hpp"
+#include "support/driver_node_names.hpp"
 #include "support/selected_adapter.hpp"
 
 #include <gtest/gtest.h>
 
 using namespace kt3;
+using tests::kDriverNodeNames;
 
 namespace {
 
-constexpr const char* kExpected[] = {
-    "engine_3d_usage",
-    "engine_vcp_usage",
-    "engine_vcp_info",
-    "engine_vpp_usage",
-    "fan_speed",
-    "vbios_version",
-    "pmp_version",
-    "release_date",
-    "driver_version",
-    "miu_channel_num",
-    "slice_mask",
-    "fb_size",
-    "free_fb_mem",
-    "eclk",
-    "vclk",
-    "mclk",
-    "enable_perf",
-    "enable_usage",
-    "fps_count",
-    "rxa_blt_scn_cnt",
-    "misc_ctl_flag",
-    "power_mode",
-    "power_case",
-    "pwm_wait_count",
-    "dvfs_mode",
-    "dvfs_control_params",
-    "dvfs_clk_voltage",
-    "dvfs_level",
-    "segment_info",
-    "coreclk",
-    "none",
-};
 constexpr const char* kExpectedHwmon[] = {"temp1_input", "fan0_input", "fan1_input", "none"};
 
 } // namespace
@@ -47,10 +16,10 @@ constexpr const char* kExpectedHwmon[] = {"temp1_input", "fan0_input", "fan1_inp
 TEST(NodeTable, EveryIndexReadsTheNodeOfItsName) {
     tests::SelectedAdapter adapter;
     for (std::int32_t index = 0; index < 31; ++index) {
-        adapter.node(kExpected[index], std::to_string(1000 + index) + "\n");
+        adapter.node(kDriverNodeNames[index], std::to_string(1000 + index) + "\n");
     }
     for (std::int32_t index = 0; index < 31; ++index) {
-        EXPECT_EQ(gpuinfo_get_wyinfoFD_value_int(index), 1000 + index) << kExpected[index];
+        EXPECT_EQ(gpuinfo_get_wyinfoFD_value_int(index), 1000 + index) << kDriverNodeNames[index];
     }
 }
 

@@ -1,4 +1,5 @@
 #include "support/log_capture.hpp"
+#include "support/raised_error.hpp"
 #include "vmdump/allocation_nodes.hpp"
 #include "vmdump/vm_kernel.hpp"
 
@@ -24,16 +25,6 @@ std::string node(const std::string& pid, const std::string& name, const std::str
 
 allcation_Info info(const char* pid, const char* handle, const char* va, const char* size) {
     return {pid, "name", handle, va, size};
-}
-
-template<typename Error, typename Call>
-std::string error_of(Call call) {
-    try {
-        call();
-    } catch (const Error& error) {
-        return error.what();
-    }
-    return "none";
 }
 
 } // namespace

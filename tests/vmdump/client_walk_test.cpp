@@ -9,26 +9,12 @@
 
 #include <algorithm>
 #include <chrono>
-#include <dirent.h>
 
 using namespace kt3::tests;
 using testing::Each;
 using testing::StrEq;
 
 namespace {
-
-// Client directories in the order in which the folder lists them.
-std::vector<std::string> listed() {
-    std::vector<std::string> names;
-    DIR* folder = ::opendir((kDriver + "/devices").c_str());
-    while (const dirent* entry = ::readdir(folder)) {
-        if (entry->d_name[0] != '.') {
-            names.emplace_back(entry->d_name);
-        }
-    }
-    ::closedir(folder);
-    return names;
-}
 
 std::vector<std::string> ids(const std::vector<data_vectors>& list) {
     std::vector<std::string> all;
@@ -77,7 +63,7 @@ TEST(ClientWalk, AppendsOneStampedRecordPerClientInDirectoryOrder) {
     std::vector<data_vectors> list(1);
     EXPECT_EQ(get_PageTable_data(list), 0);
     ASSERT_EQ(list.size(), 5U); // the list is not emptied
-    const std::vector<std::string> order = listed();
+    const std::vector<std::string> order = listed_clients();
     std::string asked;
     for (std::size_t at = 0; at < 4; ++at) {
         const data_vectors& record = list[at + 1];
@@ -123,7 +109,7 @@ TEST(ClientWalk, DoesNotHandTheIdOfOneClientToTheNext) {
     for (const char* entry : {"01000000", "03000000", "04000000"}) {
         kernel.client(entry, "5", "a", entry_line(0, 1));
     }
-    kernel.file(kernel.client_file(listed()[1], "info"), "name = x\n");
+    kernel.file(kernel.client_file(listed_clients()[1], "info"), "name = x\n");
     std::vector<data_vectors> list;
     EXPECT_EQ(get_PageTable_data(list), 0);
     EXPECT_EQ(ids(list), (std::vector<std::string>{"5", "", "5"}));
@@ -155,7 +141,7 @@ TEST(ClientWalk, KeepsWhatItAppendedBeforeAFailure) {
     for (const char* entry : {"01000000", "03000000", "04000000"}) {
         kernel.client(entry, "5", "a", entry_line(0, 1));
     }
-    kernel.remove(kernel.client_file(listed()[2], "vm_info"));
+    kernel.remove(kernel.client_file(listed_clients()[2], "vm_info"));
     std::vector<data_vectors> list;
     EXPECT_EQ(get_PageTable_data(list), -1);
     EXPECT_EQ(list.size(), 2U);
@@ -166,7 +152,7 @@ TEST(ClientWalk, IsTriedTenTimesAndAppendsTheGoodClientsEachTime) {
     for (const char* entry : {"01000000", "03000000", "04000000"}) {
         kernel.client(entry, "5", "a", entry_line(0, 1));
     }
-    kernel.remove(kernel.client_file(listed()[2], "vm_info"));
+    kernel.remove(kernel.client_file(listed_clients()[2], "vm_info"));
     std::vector<data_vectors> list;
     EXPECT_EQ(get_PageTable_data_try(list), -1);
     EXPECT_EQ(list.size(), 20U);
@@ -199,7 +185,7 @@ TEST(ClientWalk, HoldsDuplicatesWhenAClientVanishesBetweenTwoTries) {
     for (const char* entry : {"01000000", "03000000", "04000000"}) {
         kernel.client(entry, "5", "a", entry_line(0, 1));
     }
-    const std::string last = listed()[2];
+    const std::string last = listed_clients()[2];
     kernel.remove(kernel.client_file(last, "info"));
     // The driver takes the client's directory away while ps answers for it.
     kernel.file("/bin/ps", "#!/bin/sh\n[ \"$2\" = -o ] && rm -r " + kernel.real(kDriver + "/devices/" + last).string() +
@@ -232,7 +218,7 @@ TEST(ClientWalk, HandsLargeRecordsOverWithTheirLinks) {
     for (const char* entry : {"01000000", "03000000", "04000000"}) {
         kernel.client(entry, "5", "a", dump);
     }
-    kernel.file(kernel.client_file(listed()[1], "vm_info"), entry_line(0, 9) + sub_line(0, 8));
+    kernel.file(kernel.client_file(listed_clients()[1], "vm_info"), entry_line(0, 9) + sub_line(0, 8));
     std::vector<data_vectors> list;
     EXPECT_EQ(get_PageTable_data(list), 0);
     ASSERT_EQ(list.size(), 3U);

@@ -1,24 +1,17 @@
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
+#include "support/raised_error.hpp"
 #include "vmdump/line_fields.hpp"
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 
+using kt3::tests::error_of;
+
 namespace {
 
 const std::string kEntry = "  2:3: entry addr:0x10, buffer:x\n";
 const std::string kSubTable = "1:40 Snoop:1 Segment:2 Addr:0xabc\n";
-
-template<typename Error, typename Call>
-std::string error_of(Call call) {
-    try {
-        call();
-    } catch (const Error& error) {
-        return error.what();
-    }
-    return "none";
-}
 
 } // namespace
 

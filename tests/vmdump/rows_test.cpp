@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <dirent.h>
 #include <stdexcept>
 
 using namespace kt3::tests;
@@ -37,19 +36,6 @@ data_vectors record_of(const std::string& pid, const std::string& dump) {
     std::strcpy(record.pid, pid.c_str());
     generate_DigitalIndex(record);
     return record;
-}
-
-// In the order in which the folder lists them.
-std::vector<std::string> listed_clients() {
-    std::vector<std::string> names;
-    DIR* folder = ::opendir((kDriver + "/devices").c_str());
-    while (const dirent* entry = ::readdir(folder)) {
-        if (entry->d_name[0] != '.') {
-            names.emplace_back(entry->d_name);
-        }
-    }
-    ::closedir(folder);
-    return names;
 }
 
 std::uint32_t snapshot() {

@@ -4,7 +4,9 @@
 #include "support/fake_kernel.hpp"
 
 #include <cstdlib>
+#include <dirent.h>
 #include <string>
+#include <vector>
 
 namespace kt3::tests {
 
@@ -14,6 +16,19 @@ namespace kt3::tests {
 }
 
 inline const std::string kDriver = "/sys/kernel/debug/dri/0/qn";
+
+// Client directories in the order in which the folder lists them.
+inline std::vector<std::string> listed_clients() {
+    std::vector<std::string> names;
+    DIR* folder = ::opendir((kDriver + "/devices").c_str());
+    while (const dirent* entry = ::readdir(folder)) {
+        if (entry->d_name[0] != '.') {
+            names.emplace_back(entry->d_name);
+        }
+    }
+    ::closedir(folder);
+    return names;
+}
 
 class VmKernel : public FakeKernel {
 public:

@@ -46,6 +46,13 @@ struct VmClient {
     std::vector<PageEntry> pages[kLevels];
 };
 
+[[nodiscard]] inline std::size_t table_count(const VmClient& client) {
+    return client.tables[0].size() + client.tables[1].size() + client.tables[2].size();
+}
+[[nodiscard]] inline std::size_t page_count(const VmClient& client) {
+    return client.pages[0].size() + client.pages[1].size() + client.pages[2].size();
+}
+
 struct VmNode {
     std::int64_t pid = 0;
     std::string name;   // of the process

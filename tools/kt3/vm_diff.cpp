@@ -2,7 +2,7 @@
 
 #include "exit_status.hpp"
 #include "screen_text.hpp"
-#include "vm_tree.hpp"
+#include "vm_units.hpp"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,7 +1,7 @@
 #include "vm_map.hpp"
 
 #include "screen_text.hpp"
-#include "vm_tree.hpp"
+#include "vm_units.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -2,9 +2,12 @@
 
 #include "command_table.hpp"
 #include "vm_diff.hpp"
+#include "vm_findings.hpp"
 #include "vm_map.hpp"
+#include "vm_nodes.hpp"
 #include "vm_picture.hpp"
 #include "vm_reading.hpp"
+#include "vm_rows.hpp"
 #include "vm_tree.hpp"
 
 #include <CLI/Validators.hpp>

@@ -1,0 +1,41 @@
+#include "vm_findings.hpp"
+
+#include "screen_text.hpp"
+#include "text_table.hpp"
+
+#include <fmt/format.h>
+
+namespace kt3::cli {
+
+std::string finding_line(const DumpFault& finding) {
+    const bool allocation = finding.file.find("/allocations/") != std::string::npos;
+    const std::string file = finding.file.substr(finding.file.rfind('/') + 1);
+    return fmt::format("{} {}{}{}: {}", allocation ? "allocation" : "client", finding.entry,
+                       file == finding.entry ? "" : ", " + file,
+                       finding.line == 0 ? "" : fmt::format(" line {}", finding.line), finding.message);
+}
+
+std::string findings_text(const std::vector<DumpFault>& findings, bool color) {
+    if (findings.empty()) {
+        return "";
+    }
+    std::string text = painted("Findings", Paint::bad, color) + '\n';
+    for (const DumpFault& finding : findings) {
+        text += "  " + screen_safe(finding_line(finding)) + '\n';
+    }
+    return text;
+}
+
+Json findings_json(const std::vector<DumpFault>& findings) {
+    Json all = Json::array();
+    for (const DumpFault& finding : findings) {
+        all.push_back({{"entry", valid_utf8(finding.entry)},
+                       {"file", valid_utf8(finding.file)},
+                       {"line", finding.line == 0 ? Json(nullptr) : Json(finding.line)},
+                       {"code", finding.code},
+                       {"message", valid_utf8(finding.message)}});
+    }
+    return all;
+}
+
+} // namespace kt3::cli

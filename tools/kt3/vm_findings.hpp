@@ -1,0 +1,14 @@
+#pragma once
+// What is wrong with dumps, as text and JSON.
+
+#include "reading.hpp"
+#include "vm_data.hpp"
+
+namespace kt3::cli {
+
+// The findings of a report, as its last section; nothing without findings.
+[[nodiscard]] std::string findings_text(const std::vector<DumpFault>& findings, bool color);
+[[nodiscard]] std::string finding_line(const DumpFault& finding);
+[[nodiscard]] Json findings_json(const std::vector<DumpFault>& findings);
+
+} // namespace kt3::cli

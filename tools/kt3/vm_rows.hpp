@@ -1,0 +1,18 @@
+#pragma once
+// Page tables as flat rows and JSON.
+
+#include "reading.hpp"
+#include "text_table.hpp"
+#include "vm_data.hpp"
+
+namespace kt3::cli {
+
+// Flat rows, in the order of the library: tables of level 0, 1 and 2, then sub-table entries of level 0, 1 and 2.
+[[nodiscard]] Table flat_rows(const std::vector<VmClient>& clients);
+[[nodiscard]] Json rows_json(const VmClient& client);
+
+// One row per client.
+[[nodiscard]] Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFault>& findings);
+[[nodiscard]] Json client_json(const VmClient& client);
+
+} // namespace kt3::cli

@@ -43,12 +43,22 @@ TEST(Reading, IsBareInCommaSeparatedValues) {
     EXPECT_EQ(bare(absent(Absence::driver)), "");
 }
 
+namespace {
+
+std::string line_of(const Report& report) {
+    std::string text;
+    write_document(report, true, [&](std::string_view piece) { text += piece; });
+    return text;
+}
+
+} // namespace
+
 TEST(Document, HasItsMembersInOneOrderAndReplacesBrokenText) {
     Report report;
     report.command = "list";
     report.interface_version = 23;
     report.errors.push_back({ExitStatus::failure, "x", "a\xFF"});
-    const std::string text = document(report, true);
+    const std::string text = line_of(report);
     const std::string tail = R"("command":"list","adapters":[],"errors":[{"code":"x","message":"a)"
                              "\xEF\xBF\xBD"
                              R"(","fix":null,"slot":null}]})"
@@ -59,5 +69,5 @@ TEST(Document, HasItsMembersInOneOrderAndReplacesBrokenText) {
 }
 
 TEST(Document, SaysNullForAnInterfaceThatWasNotAsked) {
-    EXPECT_NE(document({}, true).find("\"interface_version\":null"), std::string::npos);
+    EXPECT_NE(line_of({}).find("\"interface_version\":null"), std::string::npos);
 }

@@ -36,22 +36,29 @@ void note_error(Report& report, const Failure& failure) {
     report.errors.push_back(failure);
 }
 
-std::string document(const Report& report, bool compact) {
-    Json top = {
-        {"schema_version", kSchemaVersion},
-        {"tool_version", KT3_TOOL_VERSION},
-        {"interface_version", report.interface_version ? Json(*report.interface_version) : Json(nullptr)},
-        {"timestamp", timestamp()},
-        {"command", report.command},
-        {"adapters", report.adapters},
-    };
-    top["errors"] = Json::array();
+void write_document(const Report& report, bool compact, const JsonStream::Send& send) {
+    JsonStream json(send, compact);
+    json.begin_object();
+    json.member("schema_version", kSchemaVersion);
+    json.member("tool_version", KT3_TOOL_VERSION);
+    json.member("interface_version", report.interface_version ? Json(*report.interface_version) : Json(nullptr));
+    json.member("timestamp", timestamp());
+    json.member("command", report.command);
+    json.member("adapters", report.adapters);
+    json.key("errors");
+    json.begin_array();
     for (const Failure& error : report.errors) {
-        top["errors"].push_back(error_object(error));
+        json.value(error_object(error));
     }
-    top.update(report.members);
-    // Texts of processes and files may be no UTF-8; dumping replaces what is not, instead of throwing.
-    return top.dump(compact ? -1 : 2, ' ', false, Json::error_handler_t::replace) + '\n';
+    json.end_array();
+    for (const auto& [name, value] : report.members.items()) {
+        json.member(name, value);
+    }
+    if (report.write_more) {
+        report.write_more(json);
+    }
+    json.end_object();
+    json.finish();
 }
 
 } // namespace kt3::cli

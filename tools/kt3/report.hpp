@@ -2,6 +2,7 @@
 // What a run has to say: the adapters, what the command adds, and the errors met on the way.
 
 #include "exit_status.hpp"
+#include "json_stream.hpp"
 #include "reading.hpp"
 
 #include <cstdint>
@@ -14,7 +15,8 @@ struct Report {
     std::string command;                           // "list", "prefer set"
     std::optional<std::int32_t> interface_version; // absent until the library has been asked
     Json adapters = Json::array();
-    Json members = Json::object(); // further members of the top level
+    Json members = Json::object();               // further members of the top level
+    std::function<void(JsonStream&)> write_more; // the last members, when they are too large to be built first
     std::vector<Failure> errors;
 };
 
@@ -23,6 +25,6 @@ void note_error(Report& report, const Failure& failure);
 
 // The JSON document: schema_version, tool_version, interface_version, timestamp, command, adapters, errors, then the
 // members of the command. One line when `compact`, for streams of documents.
-[[nodiscard]] std::string document(const Report& report, bool compact);
+void write_document(const Report& report, bool compact, const JsonStream::Send& send);
 
 } // namespace kt3::cli

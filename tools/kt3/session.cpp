@@ -34,8 +34,20 @@ bool color_of(const Session& session) {
     return wants_color(session.options, session.output.is_terminal());
 }
 
+namespace {
+
+void send_document(Session& session, bool compact) {
+    write_document(session.report, compact, [&](std::string_view piece) { session.output.write(piece); });
+}
+
+} // namespace
+
 void flush_sample(Session& session) {
-    session.output.write(format_of(session) == Format::json ? document(session.report, true) : session.text);
+    if (format_of(session) == Format::json) {
+        send_document(session, true);
+    } else {
+        session.output.write(session.text);
+    }
     session.streaming = true;
     session.text.clear();
     session.report.adapters = Json::array();
@@ -47,7 +59,7 @@ void finish_output(Session& session) {
     if (format_of(session) == Format::json) {
         // After samples there is only an error left to tell, as one more line.
         if (!session.streaming || !session.report.errors.empty()) {
-            session.output.write(document(session.report, session.streaming));
+            send_document(session, session.streaming);
         }
     } else if (!session.text.empty()) {
         session.output.write(session.text);

@@ -98,22 +98,6 @@ Table flat_rows(const std::vector<VmClient>& clients) {
     return table;
 }
 
-Json rows_json(const VmClient& client) {
-    Json rows = Json::array();
-    const Paths paths(client);
-    for (const auto& tables : client.tables) {
-        for (const TableEntry& table : tables) {
-            rows.push_back(table_json(table, paths));
-        }
-    }
-    for (const auto& pages : client.pages) {
-        for (const PageEntry& page : pages) {
-            rows.push_back(page_json(page, paths));
-        }
-    }
-    return rows;
-}
-
 Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFault>& findings) {
     Table table{{{"CLIENT", "client"},
                  {"PID", "pid", Align::right},
@@ -159,6 +143,29 @@ Json client_json(const VmClient& client) {
             {"row_count", table_count(client) + page_count(client)},
             {"table_counts", tables},
             {"sub_table_counts", pages}};
+}
+
+void write_client(JsonStream& json, const VmClient& client) {
+    const Paths paths(client);
+    const Json facts = client_json(client);
+    json.begin_object();
+    for (const auto& [name, value] : facts.items()) {
+        json.member(name, value);
+    }
+    json.key("rows");
+    json.begin_array();
+    for (const auto& tables : client.tables) {
+        for (const TableEntry& table : tables) {
+            json.value(table_json(table, paths));
+        }
+    }
+    for (const auto& pages : client.pages) {
+        for (const PageEntry& page : pages) {
+            json.value(page_json(page, paths));
+        }
+    }
+    json.end_array();
+    json.end_object();
 }
 
 } // namespace kt3::cli

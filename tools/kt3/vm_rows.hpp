@@ -1,6 +1,7 @@
 #pragma once
 // Page tables as flat rows and JSON.
 
+#include "json_stream.hpp"
 #include "reading.hpp"
 #include "text_table.hpp"
 #include "vm_data.hpp"
@@ -9,7 +10,9 @@ namespace kt3::cli {
 
 // Flat rows, in the order of the library: tables of level 0, 1 and 2, then sub-table entries of level 0, 1 and 2.
 [[nodiscard]] Table flat_rows(const std::vector<VmClient>& clients);
-[[nodiscard]] Json rows_json(const VmClient& client);
+
+// The client with its rows as one JSON object.
+void write_client(JsonStream& json, const VmClient& client);
 
 // One row per client.
 [[nodiscard]] Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFault>& findings);

@@ -83,22 +83,35 @@ ExitStatus run_clients(Session& session, const Wish& wish) {
     return report_findings(session, read.findings);
 }
 
+std::string trees_text(const std::vector<VmClient>& clients, bool color) {
+    std::string text;
+    for (const VmClient& client : clients) {
+        text += (text.empty() ? "" : "\n") + tree_text(client, color);
+    }
+    return text;
+}
+
+void write_clients(JsonStream& json, const std::vector<VmClient>& clients) {
+    json.key("clients");
+    json.begin_array();
+    for (const VmClient& client : clients) {
+        write_client(json, client);
+    }
+    json.end_array();
+}
+
 ExitStatus run_pagetable(Session& session, const Wish& wish) {
-    const PageTables read = wanted_clients(session, wish);
-    session.report.members["clients"] = Json::array();
+    PageTables read = wanted_clients(session, wish);
     if (format_of(session) == Format::csv) {
         session.text = comma_separated(flat_rows(read.clients));
+    } else if (format_of(session) == Format::text) {
+        session.text = trees_text(read.clients, color_of(session));
+        say_when_empty(session, "no clients\n");
+    } else {
+        session.report.write_more = [clients = std::move(read.clients)](JsonStream& json) {
+            write_clients(json, clients);
+        };
     }
-    for (const VmClient& client : read.clients) {
-        if (format_of(session) == Format::json) {
-            Json object = client_json(client);
-            object["rows"] = rows_json(client);
-            session.report.members["clients"].push_back(std::move(object));
-        } else if (format_of(session) == Format::text) {
-            session.text += (session.text.empty() ? "" : "\n") + tree_text(client, color_of(session));
-        }
-    }
-    say_when_empty(session, "no clients\n");
     return report_findings(session, read.findings);
 }
 

@@ -9,7 +9,8 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <fstream>
-#include <map>
+#include <functional>
+#include <unordered_map>
 
 namespace kt3::cli {
 namespace {
@@ -19,27 +20,39 @@ namespace {
                   "save one with: kt3 vm pagetable --json -o FILE, or kt3 vm nodes --json -o FILE"};
 }
 
-// One thing of a document that can be found again in another.
-struct Item {
+struct Name {
     std::string what;
     std::string where;
-    const Json* value;
 };
-using Items = std::map<std::string, Item>; // by identity
 
-// In the order of the document, numbered where several have the same identity.
-class ItemList {
+// How the things of one list are found again in another list, and what they are called in a difference.
+struct Kind {
+    std::function<std::string(const Json&)> identity;
+    std::function<Name(const Json&)> name;
+};
+
+// The end of a list by identity; things of the same identity are numbered.
+class Items {
 public:
-    void add(const std::string& identity, Item item) {
-        const int number = seen_[identity]++;
-        order.push_back(identity + '#' + std::to_string(number));
-        items.emplace(order.back(), std::move(item));
+    Items(const Json& list, std::size_t first, const Kind& kind) {
+        for (std::size_t at = first; at < list.size(); ++at) {
+            const std::string identity = kind.identity(list[at]);
+            const int number = seen_[identity]++;
+            in_order_.push_back(&*by_identity_.emplace(identity + '#' + std::to_string(number), &list[at]).first);
+        }
     }
-    std::vector<std::string> order;
-    Items items;
+    [[nodiscard]] const Json* find(const std::string& numbered_identity) const {
+        const auto found = by_identity_.find(numbered_identity);
+        return found == by_identity_.end() ? nullptr : found->second;
+    }
+    [[nodiscard]] auto begin() const { return in_order_.begin(); }
+    [[nodiscard]] auto end() const { return in_order_.end(); }
 
 private:
-    std::map<std::string, int> seen_;
+    using Entries = std::unordered_map<std::string, const Json*>;
+    std::unordered_map<std::string, int> seen_;
+    Entries by_identity_;
+    std::vector<const Entries::value_type*> in_order_;
 };
 
 std::string words_of(const Json& value) {
@@ -51,45 +64,39 @@ std::string client_words(const Json& client) {
                        words_of(client.at("name")));
 }
 
-ItemList clients_of(const Json& document) {
-    ItemList list;
-    for (const Json& client : document.at("clients")) {
-        list.add(words_of(client.at("client")) + '/' + words_of(client.at("pid")),
-                 {"client", client_words(client), &client});
-    }
-    return list;
+std::string client_identity(const Json& client) {
+    return words_of(client.at("client")) + '/' + words_of(client.at("pid"));
 }
 
-ItemList rows_of(const Json& client) {
-    ItemList list;
-    for (const Json& row : client.at("rows")) {
-        const std::string kind = row.at("kind").get<std::string>();
-        const std::string place = row.at("under").get<std::string>();
-        const int level = row.at("level").get<int>();
-        const int index = row.at("index").get<int>();
-        const std::string separator = kind == "sub_table" ? " sub " : place.empty() ? "" : "/";
-        list.add(fmt::format("{} {} {}:{}", kind, place, level, index),
-                 {kind, fmt::format("{}  {}{}{}:{}", client_words(client), place, separator, level, index), &row});
-    }
-    return list;
+std::string row_identity(const Json& row) {
+    return fmt::format("{} {} {}:{}", row.at("kind").get_ref<const std::string&>(),
+                       row.at("under").get_ref<const std::string&>(), row.at("level").get<int>(),
+                       row.at("index").get<int>());
 }
 
-ItemList nodes_of(const Json& document) {
-    ItemList list;
-    for (const Json& node : document.at("nodes")) {
-        const std::string where =
-            fmt::format("pid {} {} handle {} address {}", words_of(node.at("pid")), words_of(node.at("name")),
-                        words_of(node.at("handle")), hexadecimal(node.at("gpu_va").get<std::uint64_t>()));
-        list.add(where, {"node", where, &node});
-    }
-    return list;
+Name row_name(const Json& client, const Json& row) {
+    const std::string kind = row.at("kind").get<std::string>();
+    const std::string place = row.at("under").get<std::string>();
+    const char* separator = kind == "sub_table" ? " sub " : place.empty() ? "" : "/";
+    return {kind, fmt::format("{}  {}{}{}:{}", client_words(client), place, separator, row.at("level").get<int>(),
+                              row.at("index").get<int>())};
 }
 
-Difference came(const Item& item, Json value) {
-    return {"added", item.what, item.where, nullptr, std::move(value)};
+std::string node_words(const Json& node) {
+    return fmt::format("pid {} {} handle {} address {}", words_of(node.at("pid")), words_of(node.at("name")),
+                       words_of(node.at("handle")), hexadecimal(node.at("gpu_va").get<std::uint64_t>()));
 }
-Difference went(const Item& item, Json value) {
-    return {"removed", item.what, item.where, std::move(value), nullptr};
+
+Kind clients_kind() {
+    return {client_identity, [](const Json& client) { return Name{"client", client_words(client)}; }};
+}
+
+Kind nodes_kind() {
+    return {node_words, [](const Json& node) { return Name{"node", node_words(node)}; }};
+}
+
+Kind rows_kind(const Json& client) {
+    return {row_identity, [&client](const Json& row) { return row_name(client, row); }};
 }
 
 // A client that came or went is told without its rows.
@@ -99,24 +106,56 @@ Json brief(const Json& value) {
     return copy;
 }
 
-// Calls both(before, after) for what is in both lists.
+Difference difference(const char* change, const Kind& kind, Json before, Json after) {
+    Name name = kind.name(after.is_null() ? before : after);
+    return {change, std::move(name.what), std::move(name.where), std::move(before), std::move(after)};
+}
+
+struct List {
+    const Json& values;
+    const Kind& kind;
+};
+
+// Calls both(before, after) for what is in both lists. Mostly they go side by side, which needs no index.
 template<typename Both>
-void match(const ItemList& before, const ItemList& after, std::vector<Difference>& differences, Both both) {
-    for (const std::string& identity : before.order) {
-        const Item& old = before.items.at(identity);
-        const auto found = after.items.find(identity);
-        if (found == after.items.end()) {
-            differences.push_back(went(old, brief(*old.value)));
+void match(const List& before, const List& after, std::vector<Difference>& differences, Both both) {
+    std::size_t same = 0;
+    while (same < before.values.size() && same < after.values.size() &&
+           before.kind.identity(before.values[same]) == after.kind.identity(after.values[same])) {
+        both(before.values[same], after.values[same]);
+        ++same;
+    }
+    const Items old_items(before.values, same, before.kind);
+    const Items fresh_items(after.values, same, after.kind);
+    for (const auto* old : old_items) {
+        if (const Json* fresh = fresh_items.find(old->first)) {
+            both(*old->second, *fresh);
         } else {
-            both(old, found->second);
+            differences.push_back(difference("removed", before.kind, brief(*old->second), nullptr));
         }
     }
-    for (const std::string& identity : after.order) {
-        if (!before.items.contains(identity)) {
-            const Item& fresh = after.items.at(identity);
-            differences.push_back(came(fresh, brief(*fresh.value)));
+    for (const auto* fresh : fresh_items) {
+        if (old_items.find(fresh->first) == nullptr) {
+            differences.push_back(difference("added", after.kind, nullptr, brief(*fresh->second)));
         }
     }
+}
+
+void compare_values(const List& before, const List& after, std::vector<Difference>& differences) {
+    match(before, after, differences, [&](const Json& old, const Json& fresh) {
+        if (old != fresh) {
+            differences.push_back(difference("changed", before.kind, old, fresh));
+        }
+    });
+}
+
+void compare_clients(const Json& before, const Json& after, std::vector<Difference>& differences) {
+    const Kind kind = clients_kind();
+    match({before, kind}, {after, kind}, differences, [&](const Json& old, const Json& fresh) {
+        const Kind old_rows = rows_kind(old);
+        const Kind fresh_rows = rows_kind(fresh);
+        compare_values({old.at("rows"), old_rows}, {fresh.at("rows"), fresh_rows}, differences);
+    });
 }
 
 std::string value_words(const Json& object) {
@@ -181,18 +220,12 @@ std::vector<Difference> compare_dumps(const Json& before, const Json& after) {
                       "compare two files of the same kind"};
     }
     std::vector<Difference> differences;
-    const auto values = [&](const Item& old, const Item& fresh) {
-        if (*old.value != *fresh.value) {
-            differences.push_back({"changed", old.what, old.where, *old.value, *fresh.value});
-        }
-    };
     try {
         if (before.contains("nodes")) {
-            match(nodes_of(before), nodes_of(after), differences, values);
+            const Kind kind = nodes_kind();
+            compare_values({before.at("nodes"), kind}, {after.at("nodes"), kind}, differences);
         } else {
-            match(clients_of(before), clients_of(after), differences, [&](const Item& old, const Item& fresh) {
-                match(rows_of(*old.value), rows_of(*fresh.value), differences, values);
-            });
+            compare_clients(before.at("clients"), after.at("clients"), differences);
         }
     } catch (const Json::exception& error) {
         throw Failure{ExitStatus::failure, "no_dump", fmt::format("a file is damaged: {}", error.what())};

@@ -58,9 +58,10 @@ KT3_EXPORT int get_current_allocation_data_try(std::vector<_GFX_ALLOCATION_INFO>
                                                int is_va_driver);
 
 /*
- * Writes the program name of a process, cut to limit - 1 characters: the first argument of its command line, reduced
- * to its base name when it does not fit. Returns 0, with an empty name when the process is gone, or -1, with the name
- * as it was, when its command line is empty.
+ * Writes the program name of a process: the first argument of its command line, or, when that has `limit` characters or
+ * more, its base name cut to 63 characters. `name` has room for 64 characters and for `limit`, whichever is more.
+ * Returns 0, with an empty name when the process is gone, or -1, with the name as it was, when its command line is
+ * empty.
  */
 KT3_EXPORT int getPackageNameFromPid(int pid, char* name, int limit);
 

@@ -11,6 +11,7 @@ namespace kt3::allocation {
 namespace {
 
 constexpr std::size_t kLongestLine = 510;
+constexpr std::size_t kLongestName = 63; // of those that are shortened
 
 // Arguments are separated by zero bytes. A newline ends the name as well and belongs to it.
 std::size_t first_argument_end(const char* line, std::size_t length) {
@@ -51,22 +52,19 @@ void read_first_argument(int file, Line& line) {
     }
 }
 
-void copy_cut(char* name, std::int32_t limit, std::string_view text) {
-    if (limit > 0) {
-        const std::size_t length = std::min(text.size(), static_cast<std::size_t>(limit) - 1);
-        std::memcpy(name, text.data(), length);
-        name[length] = '\0';
-    }
+void copy(std::string_view text, char* name) {
+    std::memcpy(name, text.data(), text.size());
+    name[text.size()] = '\0';
 }
 
 } // namespace
 
-std::string_view short_program_name(std::string_view first_argument, std::size_t limit) {
-    if (first_argument.size() < limit) {
+std::string_view short_program_name(std::string_view first_argument, std::int32_t limit) {
+    if (static_cast<std::int64_t>(first_argument.size()) < limit) {
         return first_argument;
     }
     const std::string_view program = first_argument.substr(0, first_argument.find(' '));
-    return program.substr(program.rfind('/') + 1); // the whole text when it has no "/"
+    return program.substr(program.rfind('/') + 1).substr(0, kLongestName); // the whole text when it has no "/"
 }
 
 bool read_package_name(std::int32_t pid, char* name, std::int32_t limit) {
@@ -74,7 +72,7 @@ bool read_package_name(std::int32_t pid, char* name, std::int32_t limit) {
     std::snprintf(path, sizeof path, "/proc/%d/cmdline", pid);
     const support::Fd file(::open(path, O_RDONLY | O_CLOEXEC));
     if (!file) {
-        copy_cut(name, limit, "");
+        copy("", name);
         return true;
     }
     Line line;
@@ -82,8 +80,7 @@ bool read_package_name(std::int32_t pid, char* name, std::int32_t limit) {
     if (!line.anything_read) {
         return false;
     }
-    const std::size_t room = static_cast<std::size_t>(std::max(limit, 0));
-    copy_cut(name, limit, short_program_name({line.text, line.length}, room));
+    copy(short_program_name({line.text, line.length}, limit), name);
     return true;
 }
 

@@ -7,11 +7,11 @@
 namespace kt3::allocation {
 
 // The first argument itself when it is shorter than `limit`, else its part behind the last "/" and before the first
-// blank.
-std::string_view short_program_name(std::string_view first_argument, std::size_t limit);
+// blank, cut to 63 characters.
+std::string_view short_program_name(std::string_view first_argument, std::int32_t limit);
 
-// Writes the program name of a process into `limit` characters of `name`, always terminated; a name that still does
-// not fit is cut. A process that is gone has the empty name. False, with nothing written, for an empty command line.
+// Writes the program name of a process, terminated, into `name`, which has room for 64 characters and for `limit`. A
+// process that is gone has the empty name. False, with nothing written, for an empty command line.
 bool read_package_name(std::int32_t pid, char* name, std::int32_t limit);
 
 } // namespace kt3::allocation

@@ -318,6 +318,7 @@ TEST(PackageName, IsTheFirstArgumentWhenItFits) {
     EXPECT_EQ(name_of(900001), "/bin/abcde");
     EXPECT_EQ(name_of(900001, 11), "/bin/abcde");
     EXPECT_EQ(name_of(900001, 10), "abcde");
+    EXPECT_EQ(name_of(900001, 3), "abcde") << "the limit says when to shorten, not by how much";
 }
 
 TEST(PackageName, IsTheBaseNameOfALongPath) {
@@ -378,12 +379,18 @@ TEST(PackageName, IsEmptyForACommandLineThatBeginsWithAZeroByte) {
     EXPECT_EQ(name_of(900001), "");
 }
 
-TEST(PackageName, WritesNothingWithoutRoom) {
+TEST(PackageName, IsTheBaseNameForALimitThatNothingIsShorterThan) {
+    DriverTree driver;
+    driver.process(900001, "/usr/bin/viewer\0"s);
+    for (const int limit : {1, 0, -1, INT32_MIN}) {
+        EXPECT_EQ(name_of(900001, limit), "viewer") << limit;
+        EXPECT_EQ(name_of(900009, limit), "") << limit;
+    }
+}
+
+TEST(PackageName, IsNotWrittenThroughANullPointer) {
     DriverTree driver;
     driver.process(900001, "viewer\0"s);
-    EXPECT_EQ(name_of(900001, 0), "before");
-    EXPECT_EQ(name_of(900001, -1), "before");
-    EXPECT_EQ(name_of(900001, 1), "");
     EXPECT_EQ(getPackageNameFromPid(900001, nullptr, 64), -1);
 }
 

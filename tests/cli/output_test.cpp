@@ -67,6 +67,54 @@ TEST_F(OutputFile, KeepsItsModeAndStaysBehindItsLink) {
     EXPECT_EQ(status.st_mode & 07777, 0640U);
 }
 
+TEST_F(OutputFile, AppearsWhereADanglingLinkLeads) {
+    std::filesystem::create_directory(scratch.folder / "sub");
+    const auto link = scratch.folder / "link";
+    std::filesystem::create_symlink("sub/other", link);
+    std::filesystem::create_symlink(file, scratch.folder / "sub" / "other");
+    Output output(none, link);
+    output.write("data");
+    output.finish();
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_TRUE(std::filesystem::is_symlink(scratch.folder / "sub" / "other"));
+    EXPECT_EQ(file_text(file), "data");
+}
+
+TEST_F(OutputFile, IsRefusedWhenItsLinksLeadInCircles) {
+    const auto link = scratch.folder / "link";
+    std::filesystem::create_symlink("link", link);
+    Output output(none, link);
+    try {
+        output.write("x");
+        FAIL();
+    } catch (const Failure& failure) {
+        EXPECT_THAT(failure.message, ::testing::HasSubstr("Too many levels of symbolic links"));
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(link));
+}
+
+TEST_F(OutputFile, IsTheDescriptorThatItsNameStandsFor) {
+    const Fd opened(::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+    ASSERT_EQ(::write(opened.get(), "before\n", 7), 7);
+    for (const std::string& name :
+         {std::string("/dev/stdout"), std::string("/proc/self/fd/1"), "/dev/fd/" + std::to_string(opened.get())}) {
+        Output output(opened, name);
+        output.write("data\n");
+        output.finish();
+    }
+    EXPECT_EQ(file_text(file), "before\ndata\ndata\ndata\n");
+}
+
+TEST(Kt3Output, ReachesStandardOutputByItsName) {
+    const Scratch scratch;
+    const kt3::tests::Ended plain = kt3::tests::run_kt3("idle", {"list", "--csv"});
+    const kt3::tests::Ended named =
+        kt3::tests::run_script("idle", "echo first; exec \"$KT3\" list --csv -o /dev/stdout", scratch);
+    EXPECT_EQ(named.status, 0);
+    EXPECT_EQ(named.out, "first\n" + plain.out);
+    EXPECT_EQ(named.err, plain.err);
+}
+
 TEST_F(OutputFile, IsWrittenInPlaceWhenItIsADevice) {
     Output output(none, "/dev/null");
     output.write("gone");

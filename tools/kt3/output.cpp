@@ -4,11 +4,14 @@
 #include "interrupt.hpp"
 
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fmt/format.h>
+#include <optional>
 #include <sys/stat.h>
 
 namespace kt3::cli {
@@ -20,12 +23,41 @@ namespace {
                   fmt::format("cannot write {}: {}", what, std::strerror(error))};
 }
 
+constexpr int kMostLinks = 40; // as many as the kernel follows
+
 // Where the name leads, also when the file is not there yet.
 std::string follow_links(const std::string& path) {
-    char* real = ::realpath(path.c_str(), nullptr);
-    std::string resolved = real == nullptr ? path : real;
-    std::free(real);
-    return resolved;
+    std::filesystem::path followed = path;
+    for (int links = 0; links < kMostLinks; ++links) {
+        if (char* real = ::realpath(followed.c_str(), nullptr)) {
+            followed = real;
+            std::free(real);
+            return followed;
+        }
+        std::error_code no_link;
+        const auto target = std::filesystem::read_symlink(followed, no_link);
+        if (no_link) {
+            return followed;
+        }
+        followed = followed.parent_path() / target;
+    }
+    cannot_write(path, ELOOP);
+}
+
+// Names of open descriptors. Opening them is not enough: descriptor 1 has been set aside, and a regular file behind
+// one of them would be replaced although others go on writing into it.
+std::optional<int> descriptor_named(std::string_view path) {
+    if (path == "/dev/stdout" || path == "/dev/stderr") {
+        return path == "/dev/stdout" ? STDOUT_FILENO : STDERR_FILENO;
+    }
+    for (const std::string_view folder : {"/dev/fd/", "/proc/self/fd/"}) {
+        int number = -1;
+        const char* end = path.data() + path.size();
+        if (path.starts_with(folder) && std::from_chars(path.data() + folder.size(), end, number).ptr == end) {
+            return number;
+        }
+    }
+    return std::nullopt;
 }
 
 mode_t default_mode() {
@@ -57,6 +89,14 @@ Output::~Output() {
 }
 
 void Output::open_target() {
+    if (const auto named = descriptor_named(path_)) {
+        const int descriptor = *named == STDOUT_FILENO ? standard_output_.get() : *named;
+        target_ = Fd(::fcntl(descriptor, F_DUPFD_CLOEXEC, 3));
+        if (!target_) {
+            cannot_write(path_, errno);
+        }
+        return;
+    }
     resolved_ = follow_links(path_);
     struct stat status {};
     const bool exists = ::stat(resolved_.c_str(), &status) == 0;

@@ -28,6 +28,9 @@ public:
 
     [[nodiscard]] bool is_terminal() const;
 
+    // For a second output: the name /dev/stdout means this descriptor.
+    [[nodiscard]] const Fd& standard_output() const { return standard_output_; }
+
 private:
     void open_target();
 

@@ -121,8 +121,7 @@ ExitStatus run_save(Session& session, const Wish& wish) {
     }
     const Json file = {
         {"format", kFileFormat}, {"version", kFileVersion}, {"chip_id", adapter.chip_id}, {"registers", registers}};
-    const Fd unused;
-    Output output(unused, wish.file);
+    Output output(session.output.standard_output(), wish.file);
     output.write(file.dump(2) + '\n');
     output.finish();
     session.text = fmt::format("{} registers saved to {}\n", registers.size(), screen_safe(wish.file));

@@ -37,6 +37,10 @@ const ErrorCase kErrors[] = {
     {"CsvOfACommandWithoutRowsIsWrongUsage",  "idle",   {"info", "--csv"},                  2, "usage"},
     {"APreferCommandAloneIsWrongUsage",       "idle",   {"prefer"},                         2, "usage"},
     {"ANonNumberAsValueIsWrongUsage",         "idle",   {"prefer", "set", "/x", "--value", "many"}, 2, "usage"},
+    {"AFolderHoldsNoSavedRegisters",          "idle",   {"dvfs", "restore", "/"},           1, "input"},
+    {"AFolderHoldsNoSavedAllocations",        "idle",   {"alloc", "diff", "/", "/"},        1, "input"},
+    {"AFolderHoldsNoSavedDump",               "idle",   {"vm", "diff", "/", "/"},           1, "input"},
+    {"AnEmptyFileHoldsNoSavedAllocations",    "idle",   {"alloc", "diff", "/dev/null", "/dev/null"}, 1, "input"},
     {"AnUnknownSlotIsNotFound",               "idle",   {"list", "-g", "1"},                3, "no_such_adapter"},
     {"AnUnknownBusIdIsNotFound",              "idle",   {"info", "-g", "0000:ff:00.0"},     3, "no_such_adapter"},
     {"AMachineWithoutAdapterIsNotFound",      "no-gpu", {"list"},                           3, "no_adapter"},
@@ -80,6 +84,12 @@ TEST(Kt3ErrorText, NamesEveryMissingEntryPoint) {
 TEST(Kt3ErrorText, ListsTheValidAdaptersForAnUnknownOne) {
     const Ended run = run_kt3("two-families", {"list", "-g", "7"});
     EXPECT_THAT(run.err, AllOf(HasSubstr("0 (0000:03:00.0, "), HasSubstr("1 (0000:05:00.0, "), HasSubstr(", all\n")));
+}
+
+TEST(Kt3ErrorText, BlamesTheFirstFileThatCannotBeRead) {
+    EXPECT_THAT(run_kt3("idle", {"alloc", "diff", "/absent/a", "/absent/b"}).err,
+                HasSubstr("kt3: cannot read /absent/a: No such file or directory\n"));
+    EXPECT_THAT(run_kt3("idle", {"alloc", "diff", "/", "/"}).err, HasSubstr("kt3: cannot read /: Is a directory\n"));
 }
 
 TEST(Kt3ErrorText, HasNoControlBytesOfTheUser) {

@@ -1,11 +1,12 @@
 #include "alloc_diff.hpp"
 
+#include "input.hpp"
 #include "interrupt.hpp"
+#include "screen_text.hpp"
 
 #include <CLI/Validators.hpp>
 #include <algorithm>
 #include <fmt/format.h>
-#include <fstream>
 #include <memory>
 #include <set>
 #include <stdexcept>
@@ -71,20 +72,16 @@ Held held_in(const Json& object) {
 }
 
 Snapshot read_saved(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        throw Failure{ExitStatus::failure, "file", fmt::format("cannot read {}", path), ""};
-    }
+    const std::string text = text_of_file(path);
     try {
-        const Json document = Json::parse(in);
+        const Json document = Json::parse(text);
         Snapshot snapshot;
         for (const Json& object : document.at("allocations")) {
             snapshot.push_back(held_in(object));
         }
         return snapshot;
-    } catch (const Json::exception& error) {
-        throw Failure{ExitStatus::failure, "file",
-                      fmt::format("{} holds no saved allocations ({})", path, error.what()),
+    } catch (const Json::exception&) { // names the place in terms of its own
+        throw Failure{ExitStatus::failure, "input", fmt::format("{} holds no saved allocations", screen_safe(path)),
                       "save them with kt3 alloc list --json -o FILE"};
     }
 }
@@ -209,7 +206,8 @@ void show(Session& session, const Difference& difference, std::size_t top) {
 
 ExitStatus run_diff(Session& session, const Arguments& arguments) {
     if (arguments.files.size() == 2) {
-        show(session, compare(read_saved(arguments.files[0]), read_saved(arguments.files[1])), arguments.top);
+        Snapshot older = read_saved(arguments.files[0]);
+        show(session, compare(std::move(older), read_saved(arguments.files[1])), arguments.top);
         return ExitStatus::ok;
     }
     if (!arguments.files.empty()) {

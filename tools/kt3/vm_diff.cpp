@@ -1,14 +1,12 @@
 #include "vm_diff.hpp"
 
 #include "exit_status.hpp"
+#include "input.hpp"
 #include "screen_text.hpp"
 #include "vm_units.hpp"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <fmt/format.h>
-#include <fstream>
 #include <functional>
 #include <unordered_map>
 
@@ -198,12 +196,7 @@ Paint paint_of(const Difference& difference) {
 } // namespace
 
 Json read_dump(const std::string& path) {
-    errno = 0;
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        no_dump(path, std::strerror(errno == 0 ? EIO : errno));
-    }
-    Json document = Json::parse(file, nullptr, false);
+    Json document = Json::parse(text_of_file(path), nullptr, false);
     const std::string command = document.is_object() ? document.value("command", Json("")).dump() : "";
     if (command != "\"vm pagetable\"" && command != "\"vm nodes\"") {
         no_dump(path, "not written by kt3 vm pagetable --json or kt3 vm nodes --json");

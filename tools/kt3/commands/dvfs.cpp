@@ -2,15 +2,12 @@
 
 #include "command_table.hpp"
 #include "dvfs_changes.hpp"
+#include "input.hpp"
 #include "screen_text.hpp"
 #include "text_table.hpp"
 
 #include <CLI/Validators.hpp>
-#include <cerrno>
-#include <cstring>
 #include <fmt/format.h>
-#include <fstream>
-#include <iterator>
 #include <memory>
 
 namespace kt3::cli {
@@ -137,13 +134,7 @@ ExitStatus run_save(Session& session, const Wish& wish) {
 }
 
 Json read_saved(const std::string& name) {
-    std::ifstream in(name, std::ios::binary);
-    if (!in) {
-        const int error = errno;
-        throw Failure{error == EACCES ? ExitStatus::permission : ExitStatus::failure, "input",
-                      fmt::format("cannot read {}: {}", screen_safe(name), std::strerror(error))};
-    }
-    const Json file = Json::parse(std::string(std::istreambuf_iterator<char>(in), {}), nullptr, false);
+    const Json file = Json::parse(text_of_file(name), nullptr, false);
     if (!file.is_object() || file.value("format", Json()) != kFileFormat || !file.contains("registers") ||
         !file["registers"].is_object()) {
         bad_file(name, "no saved registers");

@@ -1,6 +1,7 @@
 // kt3 prefer: which GPU an application should run on. No adapter is bound: binding forgets the loaded preferences.
 
 #include "command_table.hpp"
+#include "input.hpp"
 #include "log_capture.hpp"
 #include "preference_text.hpp"
 #include "screen_text.hpp"
@@ -11,7 +12,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <memory>
 
@@ -40,23 +40,11 @@ std::string preference_file() {
 }
 
 std::string read_file(const std::string& path) {
-    const Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file) {
-        if (errno == ENOENT) {
-            return "";
-        }
-        file_error("read", path, errno);
+    FileText file = read_whole_file(path);
+    if (file.error != 0 && file.error != ENOENT) {
+        file_error("read", path, file.error);
     }
-    std::string text;
-    char piece[4096];
-    ssize_t got = 0;
-    while ((got = ::read(file.get(), piece, sizeof piece)) > 0) {
-        text.append(piece, static_cast<std::size_t>(got));
-    }
-    if (got < 0) {
-        file_error("read", path, errno);
-    }
-    return text;
+    return std::move(file.text);
 }
 
 // Reading comes first in every command: the library would write back an empty list if it had not loaded the file, and

@@ -37,6 +37,14 @@ const ErrorCase kErrors[] = {
     {"CsvOfACommandWithoutRowsIsWrongUsage",  "idle",   {"info", "--csv"},                  2, "usage"},
     {"APreferCommandAloneIsWrongUsage",       "idle",   {"prefer"},                         2, "usage"},
     {"ANonNumberAsValueIsWrongUsage",         "idle",   {"prefer", "set", "/x", "--value", "many"}, 2, "usage"},
+    {"AWaitThatIsNoNumberIsWrongUsage",       "idle",   {"metric", "-n", "2", "-w", "nan"}, 2, "usage"},
+    {"AWaitWithoutEndIsWrongUsage",           "leak",   {"leak", "-w", "1e300"},            2, "usage"},
+    {"ALookEveryNanSecondsIsWrongUsage",      "leak",   {"alloc", "diff", "-w", "nan"},     2, "usage"},
+    {"AnOctalCountWithAWrongDigitIsANumber",  "no-gpu", {"metric", "-w", "0", "-n", "08"},  3, "no_adapter"},
+    {"AnEmptyAdapterIsWrongUsage",            "idle",   {"list", "-g", ""},                 2, "usage"},
+    {"AnEmptyOutputFileIsWrongUsage",         "idle",   {"list", "-o", ""},                 2, "usage"},
+    {"AnEmptyLibraryIsWrongUsage",            "idle",   {"list", "--library", ""},          2, "usage"},
+    {"AnAdapterOfNoInterestIsWrongUsage",     "idle",   {"-g", "0", "prefer", "list"},      2, "usage"},
     {"AFolderHoldsNoSavedRegisters",          "idle",   {"dvfs", "restore", "/"},           1, "input"},
     {"AFolderHoldsNoSavedAllocations",        "idle",   {"alloc", "diff", "/", "/"},        1, "input"},
     {"AFolderHoldsNoSavedDump",               "idle",   {"vm", "diff", "/", "/"},           1, "input"},
@@ -84,6 +92,11 @@ TEST(Kt3ErrorText, NamesEveryMissingEntryPoint) {
 TEST(Kt3ErrorText, ListsTheValidAdaptersForAnUnknownOne) {
     const Ended run = run_kt3("two-families", {"list", "-g", "7"});
     EXPECT_THAT(run.err, AllOf(HasSubstr("0 (0000:03:00.0, "), HasSubstr("1 (0000:05:00.0, "), HasSubstr(", all\n")));
+}
+
+TEST(Kt3ErrorText, StatesTheRangeOfANumber) {
+    EXPECT_THAT(run_kt3("leak", {"leak", "--gate", "0"}).err, HasSubstr("'0' is no whole number from 1 to 999999\n"));
+    EXPECT_THAT(run_kt3("leak", {"leak", "-w", "-1"}).err, HasSubstr("'-1' is no number of seconds from 0 to 86400\n"));
 }
 
 TEST(Kt3ErrorText, BlamesTheFirstFileThatCannotBeRead) {

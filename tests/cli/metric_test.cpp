@@ -48,6 +48,10 @@ TEST(Kt3Metric, GivesOneObjectPerLineWithMovingNumbers) {
     EXPECT_GT(temperatures.size(), 1U);
 }
 
+TEST(Kt3Metric, CountsInDecimalWithZerosInFront) {
+    EXPECT_EQ(documents(run_kt3("idle", {"metric", "-w", "0", "-n", "010", "--json"}).out).size(), 10U);
+}
+
 TEST(Kt3Metric, StatesNoRateForTheFirstSampleAndTheIntervalForLaterOnes) {
     const auto samples = documents(run_kt3("extended-interface", {"metric", "-w", "0.05", "-n", "2", "--json"}).out);
     ASSERT_EQ(samples.size(), 2U);

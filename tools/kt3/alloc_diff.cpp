@@ -2,9 +2,9 @@
 
 #include "input.hpp"
 #include "interrupt.hpp"
+#include "option_checks.hpp"
 #include "screen_text.hpp"
 
-#include <CLI/Validators.hpp>
 #include <algorithm>
 #include <fmt/format.h>
 #include <memory>
@@ -16,7 +16,7 @@ namespace kt3::cli {
 namespace {
 
 struct Arguments {
-    std::vector<std::string> files; // none or two
+    std::string before, after; // files: none or two
     double wait = 1;
     std::size_t top = 10;
 };
@@ -205,12 +205,12 @@ void show(Session& session, const Difference& difference, std::size_t top) {
 }
 
 ExitStatus run_diff(Session& session, const Arguments& arguments) {
-    if (arguments.files.size() == 2) {
-        Snapshot older = read_saved(arguments.files[0]);
-        show(session, compare(std::move(older), read_saved(arguments.files[1])), arguments.top);
+    if (!arguments.after.empty()) {
+        Snapshot older = read_saved(arguments.before);
+        show(session, compare(std::move(older), read_saved(arguments.after)), arguments.top);
         return ExitStatus::ok;
     }
-    if (!arguments.files.empty()) {
+    if (!arguments.before.empty()) {
         throw Failure{ExitStatus::usage, "usage", "kt3 alloc diff takes two files or none",
                       "see kt3 alloc diff --help"};
     }
@@ -240,14 +240,16 @@ void add_alloc_diff(CLI::App& alloc, Options& options, Chosen& chosen) {
     CLI::App& diff = add_command(alloc, "diff", "Show what grew between two looks, or two saved lists", options, chosen,
                                  {.gpu = true, .csv = true},
                                  [arguments](Session& session) { return run_diff(session, *arguments); });
-    diff.add_option("files", arguments->files, "Two outputs of kt3 alloc list --json; without them two looks are taken")
+    diff.add_option("before", arguments->before, "Output of kt3 alloc list --json; without files two looks are taken")
         ->type_name("FILE")
-        ->expected(0, 2);
+        ->check(not_empty());
+    diff.add_option("after", arguments->after, "A later one")->type_name("FILE")->check(not_empty());
     diff.add_option("-w,--wait", arguments->wait, "Seconds between the two looks (1)")
         ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber);
+        ->check(seconds_to_wait());
     diff.add_option("--top", arguments->top, "Processes and shapes on screen (10); JSON and CSV have all")
-        ->check(CLI::PositiveNumber);
+        ->type_name("COUNT")
+        ->transform(whole_number(1, INT32_MAX));
 }
 
 } // namespace kt3::cli

@@ -130,6 +130,9 @@ ExitStatus run(int count, char** arguments) {
         return usage_error(options.json ? "--csv excludes --json" : chosen.name + " has no CSV form",
                            "kt3 " + chosen.name, options.json, standard_output);
     }
+    if (!options.gpu.empty() && !chosen.accepts.gpu) { // given in front of a command that knows no adapter
+        return usage_error(chosen.name + " takes no --gpu", "kt3 " + chosen.name, options.json, standard_output);
+    }
     return run_command(options, chosen, standard_output);
 }
 

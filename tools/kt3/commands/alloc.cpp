@@ -3,8 +3,8 @@
 #include "alloc_diff.hpp"
 #include "allocations.hpp"
 #include "command_table.hpp"
+#include "option_checks.hpp"
 
-#include <CLI/Validators.hpp>
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
@@ -223,7 +223,8 @@ void add_alloc(CLI::App& app, Options& options, Chosen& chosen) {
     add_command(alloc, "summary", "Add allocations up by segment, process and shape", options, chosen, accepts,
                 [top](Session& session) { return run_summary_of(session, *top); })
         .add_option("--top", *top, "Processes and shapes on screen (10); JSON and CSV have all")
-        ->check(CLI::PositiveNumber);
+        ->type_name("COUNT")
+        ->transform(whole_number(1, INT32_MAX));
     add_alloc_diff(alloc, options, chosen);
 }
 

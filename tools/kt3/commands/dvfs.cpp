@@ -3,10 +3,10 @@
 #include "command_table.hpp"
 #include "dvfs_changes.hpp"
 #include "input.hpp"
+#include "option_checks.hpp"
 #include "screen_text.hpp"
 #include "text_table.hpp"
 
-#include <CLI/Validators.hpp>
 #include <fmt/format.h>
 #include <memory>
 
@@ -188,7 +188,7 @@ void add_dvfs(CLI::App& app, Options& options, Chosen& chosen) {
     set.add_option("assignments", wish->assignments, "NAME=VALUE, decimal or 0x hexadecimal")->required();
     add_consent(set, wish);
     CLI::App& save = add("save", "Save the registers to a file", run_save);
-    save.add_option("file", wish->file, "File to write")->required();
+    save.add_option("file", wish->file, "File to write")->required()->check(not_empty());
     CLI::App& restore = add("restore", "Set the registers as saved in a file", run_restore);
     restore.add_option("file", wish->file, "File to read")->required();
     restore.add_flag("--force", wish->force, "Also when it was saved from another chip");

@@ -5,9 +5,9 @@
 #include "interrupt.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 #include "library_lines.hpp"
+#include "option_checks.hpp"
 #include "screen_text.hpp"
 
-#include <CLI/Validators.hpp>
 #include <algorithm>
 #include <fmt/format.h>
 #include <memory>
@@ -15,6 +15,8 @@
 
 namespace kt3::cli {
 namespace {
+
+constexpr std::int64_t kMostLooks = 1'000'000;
 
 struct Arguments {
     double wait = 1;
@@ -242,15 +244,16 @@ void add_leak(CLI::App& app, Options& options, Chosen& chosen) {
                                  [arguments](Session& session) { return run_leak(session, *arguments); });
     leak.add_option("-w,--wait", arguments->wait, "Seconds between two looks (1)")
         ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber);
+        ->check(seconds_to_wait());
     leak.add_option("-n,--looks", arguments->looks, "How often to look (5)")
         ->type_name("COUNT")
-        ->check(CLI::Range(2, 1'000'000));
+        ->transform(whole_number(2, kMostLooks));
     leak.add_option("--gate", arguments->gate, "End with status 6 when a shape grew in N looks in a row")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
+        ->transform(whole_number(1, kMostLooks - 1));
     leak.add_option("--top", arguments->top, "Shapes on screen (15); JSON and CSV have all")
-        ->check(CLI::PositiveNumber);
+        ->type_name("COUNT")
+        ->transform(whole_number(1, INT32_MAX));
 }
 
 } // namespace kt3::cli

@@ -4,11 +4,11 @@
 #include "command_table.hpp"
 #include "interrupt.hpp"
 #include "nodes.hpp"
+#include "option_checks.hpp"
 #include "samplers.hpp"
 #include "summary_facts.hpp"
 #include "text_table.hpp"
 
-#include <CLI/Validators.hpp>
 #include <algorithm>
 #include <cstdlib>
 #include <fmt/format.h>
@@ -25,7 +25,6 @@ struct Wish {
 };
 
 constexpr double kUsualWait = 1;
-constexpr double kLongestWait = 86'400;
 
 struct Cell {
     const char* heading;
@@ -195,10 +194,10 @@ void add_metric(CLI::App& app, Options& options, Chosen& chosen) {
                     {.gpu = true, .csv = true}, [wish](Session& session) { return run_metric(session, *wish); });
     command.add_option("-w,--wait", wish->wait, "Time between samples; without --count until interrupted")
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, kLongestWait));
+        ->check(seconds_to_wait());
     command.add_option("-n,--count", wish->count, "Number of samples")
         ->type_name("COUNT")
-        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1'000'000'000'000}));
+        ->transform(whole_number(1, 1'000'000'000'000));
 }
 
 } // namespace kt3::cli

@@ -3,11 +3,11 @@
 #include "command_table.hpp"
 #include "input.hpp"
 #include "log_capture.hpp"
+#include "option_checks.hpp"
 #include "preference_text.hpp"
 #include "screen_text.hpp"
 #include "text_table.hpp"
 
-#include <CLI/Validators.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -270,7 +270,9 @@ void add_prefer(CLI::App& app, Options& options, Chosen& chosen) {
                      run_get);
     CLI::App& set = add_wish_command(prefer, "set", "Store the preference of an application", options, chosen,
                                      {.gpu = true}, wish, run_set);
-    set.add_option("--value", wish->value, "Preference value")->type_name("N");
+    set.add_option("--value", wish->value, "Preference value")
+        ->type_name("N")
+        ->transform(whole_number(INT32_MIN, INT32_MAX));
     set.add_option("--gpu-name", wish->gpu_name, "Name of the preferred GPU, for one that is not in this machine")
         ->type_name("NAME");
     set.add_option("--bus", wish->bus, "PCI bus id of the preferred GPU, hexadecimal")->type_name("BDF");

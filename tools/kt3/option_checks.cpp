@@ -1,0 +1,49 @@
+#include "option_checks.hpp"
+
+#include <charconv>
+#include <fmt/format.h>
+#include <optional>
+#include <string>
+
+namespace kt3::cli {
+namespace {
+
+constexpr double kLongestWait = 86'400;
+
+// The number that the whole text stands for.
+template<typename Number>
+std::optional<Number> number_in(const std::string& text) {
+    Number number{};
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool whole = result.ec == std::errc() && result.ptr == text.data() + text.size();
+    return whole ? std::optional(number) : std::nullopt;
+}
+
+} // namespace
+
+CLI::Validator seconds_to_wait() {
+    const auto check = [](const std::string& text) -> std::string {
+        const auto number = number_in<double>(text);
+        const bool fits = number && *number >= 0 && *number <= kLongestWait; // neither holds for nan
+        return fits ? "" : fmt::format("'{}' is no number of seconds from 0 to {}", text, kLongestWait);
+    };
+    return {check, fmt::format("0 to {}", kLongestWait)};
+}
+
+CLI::Validator whole_number(std::int64_t least, std::int64_t most) {
+    const auto check = [least, most](std::string& text) -> std::string {
+        const auto number = number_in<std::int64_t>(text);
+        if (!number || *number < least || *number > most) {
+            return fmt::format("'{}' is no whole number from {} to {}", text, least, most);
+        }
+        text = std::to_string(*number);
+        return "";
+    };
+    return {check, fmt::format("{} to {}", least, most)};
+}
+
+CLI::Validator not_empty() {
+    return {[](const std::string& text) -> std::string { return text.empty() ? "the value is empty" : ""; }, ""};
+}
+
+} // namespace kt3::cli

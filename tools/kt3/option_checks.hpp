@@ -1,0 +1,18 @@
+#pragma once
+// What the arguments of options must be. A check that is not met ends parsing with a sentence on what the option takes.
+
+#include <CLI/Validators.hpp>
+#include <cstdint>
+
+namespace kt3::cli {
+
+// Seconds to wait, a day at most. "nan" and "inf" would never end.
+[[nodiscard]] CLI::Validator seconds_to_wait();
+
+// For transform(): a whole number in decimal digits. Zeros in front are taken off, or they would make it octal.
+[[nodiscard]] CLI::Validator whole_number(std::int64_t least, std::int64_t most);
+
+// A script that passes a variable without a value means something else than leaving the option out.
+[[nodiscard]] CLI::Validator not_empty();
+
+} // namespace kt3::cli

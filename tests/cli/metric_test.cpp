@@ -48,6 +48,18 @@ TEST(Kt3Metric, GivesOneObjectPerLineWithMovingNumbers) {
     EXPECT_GT(temperatures.size(), 1U);
 }
 
+TEST(Kt3Metric, IsOneLineOfJsonWhenItFailsBeforeTheFirstSample) {
+    for (const std::vector<std::string>& stream :
+         {std::vector<std::string>{"metric", "--json"}, {"metric", "-w", "0", "-n", "3", "--json"}}) {
+        const Ended run = run_kt3("no-gpu", stream);
+        EXPECT_EQ(run.status, 3);
+        const auto lines = documents(run.out);
+        ASSERT_EQ(lines.size(), 1U) << run.out;
+        EXPECT_EQ(lines[0]["command"], "metric");
+        EXPECT_EQ(lines[0]["errors"][0]["code"], "no_adapter");
+    }
+}
+
 TEST(Kt3Metric, CountsInDecimalWithZerosInFront) {
     EXPECT_EQ(documents(run_kt3("idle", {"metric", "-w", "0", "-n", "010", "--json"}).out).size(), 10U);
 }

@@ -167,6 +167,7 @@ void add_sample(Session& session, const Adapter& adapter, const std::vector<Name
 
 ExitStatus run_metric(Session& session, const Wish& wish) {
     const std::uint64_t count = wish.count.value_or(wish.wait ? 0 : 1); // 0: until interrupted
+    session.streaming = true; // a failure before the first sample is one line of JSON, too
     std::vector<Source> sources;
     for (const Adapter* adapter : selected_adapters(session)) {
         sources.push_back({adapter, nullptr, nullptr});

@@ -45,6 +45,8 @@ const ErrorCase kErrors[] = {
     {"AnEmptyOutputFileIsWrongUsage",         "idle",   {"list", "-o", ""},                 2, "usage"},
     {"AnEmptyLibraryIsWrongUsage",            "idle",   {"list", "--library", ""},          2, "usage"},
     {"AnAdapterOfNoInterestIsWrongUsage",     "idle",   {"-g", "0", "prefer", "list"},      2, "usage"},
+    {"ARegisterGivenTwiceIsWrongUsage",       "idle",   {"dvfs", "set", "gfx_voltage=1", "gfx_voltage=2", "--yes"}, 2, "bad_value"},
+    {"RegistersOfAForeignGpuAreNotFound",     "demo",   {"dvfs", "set", "gfx_voltage=1", "--yes", "-g", "2"}, 3, "foreign_gpu"},
     {"AFolderHoldsNoSavedRegisters",          "idle",   {"dvfs", "restore", "/"},           1, "input"},
     {"AFolderHoldsNoSavedAllocations",        "idle",   {"alloc", "diff", "/", "/"},        1, "input"},
     {"AFolderHoldsNoSavedDump",               "idle",   {"vm", "diff", "/", "/"},           1, "input"},

@@ -7,6 +7,7 @@
 #include "screen_text.hpp"
 #include "text_table.hpp"
 
+#include <algorithm>
 #include <fmt/format.h>
 #include <memory>
 
@@ -33,7 +34,8 @@ const Adapter& only_adapter(Session& session) {
         }
     }
     if (fitting.empty()) {
-        throw Failure{ExitStatus::driver, "not_on_this_chip", "a GPU of another vendor has no such registers"};
+        throw Failure{ExitStatus::not_found, "foreign_gpu", "a GPU of another vendor has no such registers",
+                      "kt3 list shows the adapters"};
     }
     if (fitting.size() > 1) {
         throw Failure{ExitStatus::usage, "several_adapters", "choose one adapter with --gpu", "see kt3 list"};
@@ -94,7 +96,13 @@ DvfsWish parse_assignment(const std::string& text) {
 ExitStatus run_set(Session& session, const Wish& wish) {
     std::vector<DvfsWish> wishes;
     for (const std::string& text : wish.assignments) {
-        wishes.push_back(parse_assignment(text));
+        const DvfsWish wanted = parse_assignment(text);
+        const bool twice =
+            std::any_of(wishes.begin(), wishes.end(), [&](const DvfsWish& other) { return other.row == wanted.row; });
+        if (twice) {
+            refuse(fmt::format("{} is given twice", wanted.row->name));
+        }
+        wishes.push_back(wanted);
     }
     return change_dvfs(session, only_adapter(session), wishes, wish.consent);
 }

@@ -146,6 +146,14 @@ TEST(Kt3Doctor, EndsWith5AndNamesTheModuleFilesThatAreMissing) {
     EXPECT_THAT(older.out, AllOf(HasSubstr("libkt3keinterface_v2.so.0.0.0: "), HasSubstr("libdrm_kt3.so.0.0.0: ")));
 }
 
+TEST(Kt3Doctor, TellsWhatTheMemoryCommandsMiss) {
+    const json poor = json::parse(run_kt3("idle", {"doctor", "--json"}).out);
+    EXPECT_THAT(messages_with_level(poor, "note"),
+                ::testing::Contains(HasSubstr("no /sys/kernel/debug/dri/0/wy/allocations, which kt3 alloc")));
+    const json rich = json::parse(run_kt3("busy", {"doctor", "--json"}).out);
+    EXPECT_THAT(messages_with_level(rich, "note"), IsEmpty());
+}
+
 TEST(Kt3Doctor, EndsWith3WithoutAnyAdapter) {
     EXPECT_EQ(run_kt3("no-gpu", {"doctor"}).status, 3);
 }

@@ -226,6 +226,20 @@ void check_driver_debugfs(const Adapter& adapter, Findings& findings) {
     if (error != 0) {
         add_refusal(findings, "debugfs", folder, error, "run as root", "mount debugfs and load the adapter's driver",
                     adapter.slot);
+        return;
+    }
+    for (const char* name : {"allocations", "devices"}) {
+        const std::string path = folder + "/" + name;
+        (void)names_in(path.c_str(), error);
+        if (error == ENOENT) {
+            add_note(findings, "memory", fmt::format("no {}, which kt3 alloc, process and leak read", path), "",
+                     adapter.slot);
+        } else if (error != 0) {
+            add_refusal(findings, "memory", path, error, "run as root", kLoadDriver, adapter.slot);
+        }
+        if (error != 0) {
+            return;
+        }
     }
 }
 

@@ -18,7 +18,8 @@
  *     output through printf until then; null silences them), each carrying its own newline, some a blank behind
  *     it. Lines marked "standard output" are written there directly, whatever callback is set.
  *  6. Exceptions. Malformed numbers in allocation and page-table text travel to the client as the C++ standard
- *     errors std::invalid_argument and std::out_of_range, named "stoi" or "stoll". A C client that reads those
+ *     errors std::invalid_argument and std::out_of_range, named "stoi" or "stoll"; an allocation node that ends
+ *     behind the "=" of a key as an std::out_of_range that names basic_string::substr. A C client that reads those
  *     must be prepared to end. Nothing else throws, save std::bad_alloc.
  *  7. Descriptors. Those opened by gfx_find_adapter (DRM node, sysfs, info and hwmon directories) stay open for the
  *     life of the process. Every open is close-on-exec.

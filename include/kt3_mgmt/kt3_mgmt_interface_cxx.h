@@ -1,6 +1,7 @@
 /*
  * kt3 management interface: the calls and objects that take C++ types. Their argument types are part of the exported
  * symbol; they need the C++11 string layout of the standard library. The conventions of kt3_mgmt_interface.h apply.
+ * Pointers must not be null unless the call says what it does then.
  */
 #ifndef KT3_MGMT_INTERFACE_CXX_H
 #define KT3_MGMT_INTERFACE_CXX_H

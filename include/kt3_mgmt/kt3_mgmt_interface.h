@@ -394,7 +394,10 @@ KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, current_link_width) == 36);
 KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, memory_type) == 40);
 KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, memory_bit_width) == 44);
 
-/* The extended summary. Kept fields are gathered once and shared by all adapters with the same chip id. */
+/*
+ * The extended summary. Kept fields are gathered once and shared by all adapters with the same chip id. The parts of
+ * versions are read as hexadecimal: the "25" of "25.0.46" is 0x25.
+ */
 typedef struct _GPU_ADAPTER_SUMMARY_EXT2 {
     uint64_t driver_version;     /* three parts: << 32, << 16, << 0; kept */
     uint64_t firmware_version;   /* four parts: << 48, << 32, << 16, << 0; kept */

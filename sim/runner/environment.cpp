@@ -41,7 +41,7 @@ void offer_own_programs(const fs::path& folder) {
     fs::create_directories(folder);
     for (const char* name : {"kt3-sim", "kt3"}) {
         const fs::path program = program_folder() / name;
-        if (fs::exists(program)) {
+        if (fs::exists(program) && !fs::exists(fs::symlink_status(folder / name))) {
             fs::create_symlink(program, folder / name);
         }
     }
@@ -64,7 +64,8 @@ void provide_modules(const fs::path& machine, const Installation& parts) {
     fs::create_directories(machine / "lib");
     for (const auto& module : fs::directory_iterator(parts.modules)) {
         const std::string name = module.path().filename().string();
-        if (name.find(".so") != std::string::npos && !absent.contains(name)) {
+        const bool wanted = name.find(".so") != std::string::npos && !absent.contains(name);
+        if (wanted && !fs::exists(fs::symlink_status(machine / "lib" / name))) { // a machine may bring its own
             fs::create_symlink(module.path(), machine / "lib" / name);
         }
     }

@@ -3,10 +3,12 @@
 #include "driver_writes.hpp"
 #include "runner/options.hpp"
 #include "runner/run.hpp"
+#include "scenes/scenes.hpp"
 
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <stdexcept>
 
 namespace {
@@ -51,6 +53,29 @@ int write_tree(const Scene& scene, const std::string& folder) {
     return 0;
 }
 
+int run_scene(const Scene& scene, const std::vector<std::string>& command) {
+    return run_machine(
+        [&](const std::filesystem::path& folder) {
+            Machine machine(folder);
+            build_scene(scene, machine);
+        },
+        command);
+}
+
+// Runs on a copy, so that what the command changes does not meet the next run.
+int run_folder(const std::filesystem::path& written, const std::vector<std::string>& command) {
+    if (!std::filesystem::is_directory(written / "sys")) {
+        throw std::runtime_error("'" + written.string() + "' holds no machine: there is no sys below it");
+    }
+    constexpr auto kWhole = std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks;
+    return run_machine([&](const std::filesystem::path& folder) { std::filesystem::copy(written, folder, kWhole); },
+                       command);
+}
+
+bool is_folder(const std::string& name) {
+    return name.find('/') != std::string::npos;
+}
+
 // One line per write: node, text, and whether the driver could make something of it.
 int print_log() {
     const char* root = std::getenv("KT3_SIM_ROOT");
@@ -77,6 +102,9 @@ int perform(const Options& options) {
     case Action::log:
         return print_log();
     case Action::run:
+        if (is_folder(options.scene)) {
+            return run_folder(options.scene, options.command);
+        }
         return scene == nullptr ? report_unknown_scene(options.scene) : run_scene(*scene, options.command);
     case Action::tree:
         return scene == nullptr ? report_unknown_scene(options.scene) : write_tree(*scene, options.folder);

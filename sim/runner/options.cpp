@@ -17,7 +17,7 @@ Options only(Action action, const std::vector<std::string>& arguments) {
 
 Options parse_run(const std::vector<std::string>& arguments) {
     if (arguments.size() < 2) {
-        return usage_error("'run' needs a scene and a command");
+        return usage_error("'run' needs a scene or a folder, and a command");
     }
     const std::size_t first = arguments.size() > 2 && arguments[2] == "--" ? 3 : 2;
     if (arguments.size() <= first) {
@@ -71,8 +71,9 @@ std::string_view help_text() {
            "\n"
            "Usage:\n"
            "  kt3-sim run SCENE -- COMMAND...   run a command on the machine of a scene\n"
+           "  kt3-sim run DIR -- COMMAND...     run it on a copy of the machine in a folder, named with a slash\n"
            "  kt3-sim scenes                    list the scenes\n"
-           "  kt3-sim tree SCENE DIR            write the machine of a scene into a folder, to look at\n"
+           "  kt3-sim tree SCENE DIR            write the machine of a scene into a folder, to look at and to change\n"
            "  kt3-sim log                       inside a run: every text that the driver nodes received, in order\n"
            "  kt3-sim --help | --version\n"
            "\n"
@@ -83,8 +84,9 @@ std::string_view help_text() {
            "Exit status: that of the command, 128 and the signal's number when a signal ended it, 126 or 127 when it\n"
            "cannot be run; 1 when the machine cannot be built, 2 for a wrong command line.\n"
            "\n"
-           "Example:\n"
-           "  kt3-sim run two-families -- kt3 list\n";
+           "Examples:\n"
+           "  kt3-sim run two-families -- kt3 list\n"
+           "  kt3-sim tree idle ./mine; edit ./mine; kt3-sim run ./mine -- kt3 info\n";
 }
 
 } // namespace kt3::sim

@@ -11,7 +11,7 @@ enum class Action { help, version, scenes, tree, run, log, usage_error };
 
 struct Options {
     Action action = Action::usage_error;
-    std::string scene;
+    std::string scene;                // of `run` and `tree`; for `run` a folder when it has a slash
     std::string folder;               // of `tree`
     std::vector<std::string> command; // of `run`
     std::string error;                // why `action` is usage_error

@@ -102,12 +102,11 @@ int wait_for(pid_t child, const HeldSignals& signals) {
 
 } // namespace
 
-int run_scene(const Scene& scene, const std::vector<std::string>& command) {
+int run_machine(const std::function<void(const fs::path& folder)>& build, const std::vector<std::string>& command) {
     const Installation parts = find_installation();
     const HeldSignals signals;
     const TemporaryFolder folder;
-    Machine machine(folder.path());
-    build_scene(scene, machine);
+    build(folder.path());
     provide_modules(folder.path(), parts);
 
     const pid_t child = ::fork();

@@ -201,6 +201,36 @@ TEST_F(Runner, WritesAMachineOutToLookAt) {
     EXPECT_THAT(again.err, HasSubstr("is not empty"));
 }
 
+TEST_F(Runner, RunsOnACopyOfAMachineThatWasWrittenOutAndChanged) {
+    const fs::path tree = folder / "tree";
+    EXPECT_EQ(run({"tree", "idle", tree}).status, 0);
+    const fs::path node = tree / "sys/devices/pci0000:00/0000:03:00.0/wy_info/eclk";
+    std::ofstream(node) << "777\n";
+    const std::string seen = "/sys/class/drm/card0/device/wy_info/eclk";
+    EXPECT_EQ(run({"run", tree, "--", "cat", seen}).out, "777\n");
+    EXPECT_EQ(shell(tree, "echo 5 >" + seen + "; cat " + seen).out, "5\n");
+    EXPECT_EQ(read_file(node), "777\n") << "the next run begins as this one did";
+    EXPECT_EQ(shell(tree, "ls $KT3_SIM_ROOT/lib | grep -c keinterface; kt3-sim log").status, 0);
+    EXPECT_THAT(left_behind(), IsEmpty());
+}
+
+TEST_F(Runner, RunsWithTheModulesThatAMachineBrings) {
+    const fs::path tree = folder / "tree";
+    EXPECT_EQ(run({"tree", "idle", tree}).status, 0);
+    fs::create_directories(tree / "lib");
+    std::ofstream(tree / "lib/libdrm_vorla2.so.0.0.0") << "own\n";
+    EXPECT_EQ(shell(tree, "cat $KT3_SIM_ROOT/lib/libdrm_vorla2.so.0.0.0").out, "own\n");
+}
+
+TEST_F(Runner, SaysWhenAFolderHoldsNoMachine) {
+    for (const fs::path& none : {folder / "absent", folder / "tmp"}) {
+        const Result result = run({"run", none, "--", "true"});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_THAT(result.err, HasSubstr("holds no machine"));
+    }
+    EXPECT_THAT(left_behind(), IsEmpty());
+}
+
 struct RunnerSignals : Runner, ::testing::WithParamInterface<int> {};
 
 // The command says that it runs by creating a file; the runner passes the signal on and clears up behind it.

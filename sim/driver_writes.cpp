@@ -102,6 +102,12 @@ bool settle(const std::string& root, const std::string& folder, const std::strin
     return true;
 }
 
+// Root passes every other check of a mode, but nodes without any right to write are kept from root as well.
+bool nobody_may_write(const std::string& page) {
+    struct stat status {};
+    return ::stat(page.c_str(), &status) == 0 && (status.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0;
+}
+
 std::string unescaped(std::string_view text) {
     std::string plain;
     for (std::size_t at = 0; at < text.size(); ++at) {
@@ -135,6 +141,10 @@ bool is_driver_node(std::string_view simulated_path) {
 
 int open_for_driver(const std::string& root, const char* simulated_path, int flags) {
     const std::string page = root + simulated_path;
+    if (nobody_may_write(page)) {
+        errno = EACCES;
+        return -1;
+    }
     if (::access(page.c_str(), W_OK) != 0) {
         // Nobody creates a file among the nodes of a driver.
         errno = errno == ENOENT && (flags & O_CREAT) != 0 ? EACCES : errno;

@@ -118,6 +118,16 @@ TEST_F(DriverWrites, NodesThatTheDriverDoesNotPublishCannotBeWritten) {
     EXPECT_EQ(std::fopen(path("enable_usage").c_str(), "we"), nullptr);
 }
 
+TEST_F(DriverWrites, ToANodeThatNobodyMayWriteAreRefusedToRootAsWell) {
+    adapter.node("misc_ctl_flag", "1\n");
+    std::filesystem::permissions(kernel.real(path("misc_ctl_flag")), std::filesystem::perms(0444));
+    errno = 0;
+    EXPECT_EQ(::open(path("misc_ctl_flag").c_str(), O_WRONLY | O_CLOEXEC), -1);
+    EXPECT_EQ(errno, EACCES);
+    EXPECT_EQ(read("misc_ctl_flag"), "1\n");
+    EXPECT_TRUE(kernel.writes().empty());
+}
+
 TEST_F(DriverWrites, OfOtherProcessesAreSeenHere) {
     adapter.node("enable_usage", "0\n");
     const pid_t child = ::fork();

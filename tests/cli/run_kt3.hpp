@@ -52,6 +52,31 @@ public:
 
 using Environment = std::map<std::string, std::string>;
 
+// What a child does once its descriptors stand: it becomes the program, with the scratch folder as HOME.
+[[noreturn]] inline void become(const std::vector<std::string>& arguments, const Scratch& scratch,
+                                const Environment& environment) {
+    ::setenv("HOME", scratch.folder.c_str(), 1);
+    ::setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
+    ::unsetenv("NO_COLOR");
+    for (const auto& [name, value] : environment) {
+        ::setenv(name.c_str(), value.c_str(), 1);
+    }
+    std::vector<char*> pointers;
+    for (const std::string& argument : arguments) {
+        pointers.push_back(const_cast<char*>(argument.c_str()));
+    }
+    pointers.push_back(nullptr);
+    ::execvp(pointers[0], pointers.data());
+    ::_exit(127);
+}
+
+// Waits for a child; 128 + the signal when one ended it.
+inline int status_of(pid_t child) {
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
 // Files instead of pipes, so that no reader is needed while the process runs.
 inline Ended run_process(const std::vector<std::string>& arguments, const Scratch& scratch,
                          const Environment& environment = {}) {
@@ -59,34 +84,27 @@ inline Ended run_process(const std::vector<std::string>& arguments, const Scratc
     const std::string err = scratch.folder / "stderr";
     const pid_t child = ::fork();
     if (child == 0) {
-        ::setenv("HOME", scratch.folder.c_str(), 1);
-        ::setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
-        ::unsetenv("NO_COLOR");
-        for (const auto& [name, value] : environment) {
-            ::setenv(name.c_str(), value.c_str(), 1);
-        }
         ::dup2(::open("/dev/null", O_RDONLY), 0);
         ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
         ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
-        std::vector<char*> pointers;
-        for (const std::string& argument : arguments) {
-            pointers.push_back(const_cast<char*>(argument.c_str()));
-        }
-        pointers.push_back(nullptr);
-        ::execvp(pointers[0], pointers.data());
-        ::_exit(127);
+        become(arguments, scratch, environment);
     }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), file_text(out), file_text(err)};
+    const int status = status_of(child);
+    return {status, file_text(out), file_text(err)};
+}
+
+// The command line that runs a program in a scene. The simulated machine brings a home of its own, which ends with the
+// run, so HOME is set once more.
+inline std::vector<std::string> in_scene(const std::string& scene, std::vector<std::string> arguments,
+                                         const Scratch& scratch) {
+    arguments.insert(arguments.begin(),
+                     {KT3_SIM_PROGRAM, "run", scene, "--", "env", "HOME=" + scratch.folder.string()});
+    return arguments;
 }
 
 inline Ended run_in_scene(const std::string& scene, std::vector<std::string> arguments, const Scratch& scratch,
                           const Environment& environment = {}) {
-    // The simulated machine brings a home of its own, which ends with the run.
-    arguments.insert(arguments.begin(),
-                     {KT3_SIM_PROGRAM, "run", scene, "--", "env", "HOME=" + scratch.folder.string()});
-    return run_process(arguments, scratch, environment);
+    return run_process(in_scene(scene, std::move(arguments), scratch), scratch, environment);
 }
 
 inline Ended run_kt3(const std::string& scene, std::vector<std::string> arguments, const Scratch& scratch,
@@ -100,9 +118,12 @@ inline Ended run_kt3(const std::string& scene, std::vector<std::string> argument
     return run_kt3(scene, std::move(arguments), scratch);
 }
 
+// What scripts find the programs by.
+inline const Environment kScriptNames = {{"KT3", KT3_PROGRAM}, {"KT3_SIM", KT3_SIM_PROGRAM}};
+
 // A shell script with $KT3 and $KT3_SIM set.
 inline Ended run_script(const std::string& scene, const std::string& script, const Scratch& scratch) {
-    return run_in_scene(scene, {"sh", "-c", script}, scratch, {{"KT3", KT3_PROGRAM}, {"KT3_SIM", KT3_SIM_PROGRAM}});
+    return run_in_scene(scene, {"sh", "-c", script}, scratch, kScriptNames);
 }
 
 // What differs from run to run or from build to build, replaced.

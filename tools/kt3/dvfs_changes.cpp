@@ -76,15 +76,36 @@ void show(Session& session, const Adapter& adapter, const std::vector<Change>& c
     session.report.adapters.push_back(std::move(object));
 }
 
-// One line of the terminal. A signal ends it, too.
+// Ends the line of a question that nobody ended with an answer, so that the next message has one of its own.
+struct QuestionLine {
+    bool ended = false;
+
+    QuestionLine() = default;
+    ~QuestionLine() {
+        if (!ended) {
+            std::fputc('\n', stderr);
+        }
+    }
+    QuestionLine(const QuestionLine&) = delete;
+    QuestionLine& operator=(const QuestionLine&) = delete;
+};
+
+// One line of the terminal; empty when the input ends before the line does. A signal ends it, also one that comes
+// before the reading begins: a mere read would wait for a key then.
 std::string read_answer() {
+    constexpr double kLongWait = 3600;
+    QuestionLine question;
     std::string answer;
-    char next = 0;
-    for (;;) {
+    for (char next = 0;;) {
+        while (!wait_readable(STDIN_FILENO, kLongWait)) {
+        }
         const ssize_t got = ::read(STDIN_FILENO, &next, 1);
-        check_interrupt();
-        if (got == 0 || (got < 0 && errno != EINTR) || next == '\n') {
+        if (got == 1 && next == '\n') {
+            question.ended = true;
             return answer;
+        }
+        if (got == 0 || (got < 0 && errno != EINTR)) {
+            return "";
         }
         answer += got == 1 ? std::string(1, next) : "";
     }

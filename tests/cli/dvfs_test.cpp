@@ -25,6 +25,16 @@ Ended with_log(const std::string& scene, const std::string& script) {
     return run_script(scene, "cd \"$HOME\"; " + script + "; s=$?; \"$KT3_SIM\" log; exit $s", scratch);
 }
 
+// A driver that goes on telling 980 mV whatever it is sent.
+constexpr const char* kKeepsItsVoltage =
+    "printf "
+    "'/sys/bus/pci/devices/0000:03:00.0/wy_info/dvfs_clk_voltage\\tgfx_voltage:\\ttriangle\\t980\\t980\\t1000\\n' "
+    ">>\"$KT3_SIM_ROOT/moving-nodes\"; ";
+
+// A node that everybody may read and nobody may write.
+constexpr const char* kReadOnlyVoltage =
+    "chmod a-w \"$KT3_SIM_ROOT/sys/bus/pci/devices/0000:03:00.0/wy_info/dvfs_clk_voltage\"; ";
+
 } // namespace
 
 TEST(Kt3Dvfs, SendsExactlyTheChangeBetweenTheUsageSwitches) {
@@ -77,6 +87,53 @@ TEST(Kt3Dvfs, NeverWritesWhatCouldNotBeRead) {
                                           "dvfs_clk_voltage\"; \"$KT3\" dvfs set gfx_voltage=900 --yes");
     EXPECT_EQ(broken.status, 5);
     EXPECT_THAT(broken.out, Not(HasSubstr("v 0 900")));
+}
+
+TEST(Kt3Dvfs, SaysWhatADriverThatDidNotTakeAValueKept) {
+    const Ended run = with_log("game", std::string(kKeepsItsVoltage) + "\"$KT3\" dvfs set gfx_voltage=900 --yes");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_EQ(run.out, "gfx_voltage: 980 -> 900, not taken: it is 980\n" + logged("enable_usage", "1") +
+                           logged("dvfs_clk_voltage", "v 0 900\\n") + logged("enable_usage", "0"));
+    EXPECT_THAT(run.err, HasSubstr("kt3: gfx_voltage is 980 after 900 was sent to dvfs_clk_voltage\n"
+                                   "     the driver decides what it takes; its log may say why\n"));
+}
+
+TEST(Kt3Dvfs, TellsTakenFromNotTakenInOneDocument) {
+    const Scratch scratch;
+    const Ended run = run_script("game",
+                                 std::string(kKeepsItsVoltage) +
+                                     "exec \"$KT3\" dvfs set gfx_voltage=900 gfx_clock=1000 power_mode=1 --yes --json",
+                                 scratch);
+    EXPECT_EQ(run.status, 1);
+    const json document = json::parse(run.out);
+    ASSERT_EQ(document["errors"].size(), 1U);
+    EXPECT_EQ(document["errors"][0]["code"], "not_taken");
+    const json changes = document["adapters"][0]["changes"];
+    ASSERT_EQ(changes.size(), 3U);
+    for (const json& change : changes) {
+        EXPECT_EQ(change["after"], change["register"] == "gfx_voltage" ? change["before"] : change["wanted"]) << change;
+    }
+}
+
+TEST(Kt3Dvfs, IsAMatterOfRightsWhenANodeCanBeReadButNotWritten) {
+    const Ended run = with_log("idle", std::string(kReadOnlyVoltage) + "\"$KT3\" dvfs set gfx_voltage=900 --yes");
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.out, "gfx_voltage: 750 -> 900, not taken: it is 750\n" + logged("enable_usage", "1") +
+                           logged("enable_usage", "0"));
+    EXPECT_THAT(run.err, HasSubstr("kt3: dvfs_clk_voltage may not be written; gfx_voltage is 750\n"));
+    const Scratch scratch;
+    const Ended as_json = run_script(
+        "idle", std::string(kReadOnlyVoltage) + "exec \"$KT3\" dvfs set gfx_voltage=900 --yes --json", scratch);
+    EXPECT_EQ(as_json.status, 4);
+    const json document = json::parse(as_json.out);
+    EXPECT_EQ(document["errors"][0]["code"], "permission");
+    EXPECT_EQ(document["adapters"][0]["changes"][0]["after"], 750);
+}
+
+TEST(Kt3Dvfs, ReadsANodeThatMayNotBeWritten) {
+    const Ended run = with_log("idle", std::string(kReadOnlyVoltage) + "\"$KT3\" dvfs get");
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_THAT(run.out, HasSubstr("gfx_voltage             750\n"));
 }
 
 TEST(Kt3Dvfs, GivesReasonsForWhatIsNotTold) {

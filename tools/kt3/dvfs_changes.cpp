@@ -54,6 +54,15 @@ std::string change_text(const Change& change) {
                        dvfs_text(*change.row, change.wanted));
 }
 
+std::string kept_text(const Change& change) {
+    return change.after ? dvfs_text(*change.row, *change.after) : "nothing that can be read";
+}
+
+// Once it was sent: what is on standard output must not look like a change that the driver did not make.
+std::string outcome_text(const Change& change) {
+    return change_text(change) + (change.after == change.wanted ? "" : ", not taken: it is " + kept_text(change));
+}
+
 void show(Session& session, const Adapter& adapter, const std::vector<Change>& changes, bool dry_run) {
     Json list = Json::array();
     for (const Change& change : changes) {
@@ -65,7 +74,7 @@ void show(Session& session, const Adapter& adapter, const std::vector<Change>& c
                         {"before", change.before},
                         {"wanted", change.wanted},
                         {"after", change.after ? Json(*change.after) : Json(nullptr)}});
-        session.text += dry_run ? fmt::format("{}: {}\n", path, command) : change_text(change) + '\n';
+        session.text += dry_run ? fmt::format("{}: {}\n", path, command) : outcome_text(change) + '\n';
     }
     if (changes.empty()) {
         session.text += "nothing to change\n";
@@ -149,13 +158,17 @@ void check_taken(const Adapter& adapter, const std::vector<Change>& changes) {
         if (change.after == change.wanted) {
             continue;
         }
-        const std::string kept = change.after ? dvfs_text(*change.row, *change.after) : "nothing that can be read";
         const Fd node(::openat(adapter.info_fd, change.row->node, O_WRONLY | O_CLOEXEC));
-        const bool denied = !node && (errno == EACCES || errno == EPERM || errno == EROFS);
-        throw Failure{denied ? ExitStatus::permission : ExitStatus::failure, denied ? "permission" : "not_taken",
-                      fmt::format("{} is {} after {} was sent to {}", change.row->name, kept,
+        if (!node && (errno == EACCES || errno == EPERM || errno == EROFS)) {
+            throw Failure{
+                ExitStatus::permission, "permission",
+                fmt::format("{} may not be written; {} is {}", change.row->node, change.row->name, kept_text(change)),
+                "run as root"};
+        }
+        throw Failure{ExitStatus::failure, "not_taken",
+                      fmt::format("{} is {} after {} was sent to {}", change.row->name, kept_text(change),
                                   dvfs_text(*change.row, change.wanted), change.row->node),
-                      denied ? "run as root" : "the driver decides what it takes; its log may say why"};
+                      "the driver decides what it takes; its log may say why"};
     }
 }
 

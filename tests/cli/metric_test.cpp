@@ -8,7 +8,6 @@
 
 using namespace kt3::tests;
 using nlohmann::json;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
@@ -130,20 +129,6 @@ TEST(Kt3Metric, PrintsTheHeadingOnce) {
     const Ended csv = run_kt3("idle", {"metric", "-w", "0", "-n", "3", "--csv"});
     EXPECT_THAT(csv.out, StartsWith("slot,clocks.engine_mhz,"));
     EXPECT_EQ(std::count(csv.out.begin(), csv.out.end(), '\n'), 4);
-}
-
-TEST(Kt3Metric, EndsAStreamAtASignal) {
-    const Scratch scratch;
-    const Ended run = run_script("idle",
-                                 "\"$KT3\" metric -w 60 --json >sample & k=$!; "
-                                 "until [ -s sample ]; do sleep 0.05; done; kill -TERM $k; wait $k; s=$?; "
-                                 "cat sample; \"$KT3_SIM\" log | wc -l >&2; rm sample; exit $s",
-                                 scratch);
-    EXPECT_EQ(run.status, 130);
-    const auto all = documents(run.out);
-    ASSERT_EQ(all.size(), 2U); // the sample was out before the signal came; the second line tells of it
-    EXPECT_EQ(all[1]["errors"][0]["code"], "interrupted");
-    EXPECT_THAT(run.err, HasSubstr("\n2\n"));
 }
 
 TEST(Kt3Metric, RefusesWrongWaitsAndCounts) {

@@ -1,4 +1,5 @@
-// Finds one adapter, and fails on its nodes as the library does on malformed numbers.
+// Finds one adapter and throws as the library does on malformed numbers: on its nodes, when KT3_THROWS_AT_ONCE is 1, or
+// when the rates of a second sample are asked for.
 
 #include "kt3_mgmt/kt3_mgmt_interface.h"
 
@@ -7,6 +8,9 @@
 #include <stdexcept>
 
 extern "C" {
+
+int32_t gfxbusy_apiversion = KT3_BUSY_VERSION_1;
+int32_t use_IOCTL_get_fps = 1;
 
 int32_t get_interface_version() {
     return KT3_INTERFACE_VERSION;
@@ -43,13 +47,37 @@ int32_t gpuinfo_select_new_chip(find_adapter*) {
     return 0;
 }
 int32_t gpuinfo_get_wyinfoFD_value_int(int32_t) {
-    throw std::invalid_argument("stoi");
+    if (KT3_THROWS_AT_ONCE != 0) {
+        throw std::invalid_argument("stoi");
+    }
+    return 300;
 }
 int32_t gpuinfo_get_hwmonFD_value_int(int32_t, uint32_t*) {
     throw std::out_of_range("stoi");
 }
 uint32_t gpuinfo_get_temparature_value_int(uint32_t*) {
     throw std::out_of_range("stoi");
+}
+int32_t gfxbusy_init() {
+    return 0;
+}
+int32_t get_gpubusy_info(_GFX_BUSY_INFO*) {
+    return 0;
+}
+int32_t fps_init() {
+    return 0;
+}
+int32_t get_fps_info(_GFX_FRAME_RATES*) {
+    throw std::out_of_range("stoll");
+}
+int32_t bandwidth_init() {
+    return 0;
+}
+int32_t get_bandwidth_info(_GFX_BANDWIDTH_INFO*) {
+    return 0;
+}
+int32_t get_adapter_summary_ext2(_GPU_ADAPTER_SUMMARY_EXT2*, const find_adapter*) {
+    return 0;
 }
 
 } // extern "C"

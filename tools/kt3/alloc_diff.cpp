@@ -27,6 +27,7 @@ struct Held {
     Owner owner;
     Shape shape;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): the 0 that it finds is the compiler's, in a comparison that it made
     auto operator<=>(const Held&) const = default;
 };
 using Snapshot = std::vector<Held>;

@@ -63,7 +63,7 @@ ExitStatus for_each_bound(Session& session, const std::function<void(const Adapt
         try {
             const auto what = fmt::format("the allocations of GPU {}", adapter->slot);
             guarded(session, what, [&] { look(*adapter); });
-        } catch (Failure failure) {
+        } catch (Failure& failure) {
             failure.adapter = adapter->slot;
             note_error(session.report, failure);
         }

@@ -29,6 +29,7 @@ struct Owner {
     std::optional<std::int32_t> pid;
     std::string name;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): the 0 that it finds is the compiler's, in a comparison that it made
     auto operator<=>(const Owner&) const = default;
 };
 
@@ -36,6 +37,7 @@ struct Owner {
 struct Shape {
     std::int32_t width = 0, height = 0, size = 0, hw_format = 0, at_type = 0;
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): the 0 that it finds is the compiler's, in a comparison that it made
     auto operator<=>(const Shape&) const = default;
 };
 

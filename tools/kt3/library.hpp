@@ -25,6 +25,7 @@ namespace kt3::cli {
     row(gpuinfo_get_temparature_value_int)
 
 struct BaseCalls {
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the name of the member is no expression
 #define KT3_MEMBER(name) decltype(&::name) name = nullptr
     KT3_BASE_CALLS(KT3_MEMBER);
 #undef KT3_MEMBER

@@ -91,7 +91,7 @@ std::string refused_node() {
         if (name.rfind("card", 0) != 0 && name.rfind("renderD", 0) != 0) {
             continue;
         }
-        const std::string path = "/dev/dri/" + name;
+        std::string path = "/dev/dri/" + name;
         const Fd node(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
         if (!node && absence_of(errno) == Absence::permission) {
             return path;

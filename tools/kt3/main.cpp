@@ -71,8 +71,10 @@ ExitStatus run_command(const Options& options, const Chosen& chosen, const Fd& s
 ExitStatus usage_error(const std::string& message, const std::string& help_of, bool json, const Fd& standard_output) {
     Options options;
     options.json = json;
-    const Failure failure{ExitStatus::usage, "usage", message, fmt::format("see {} --help", help_of)};
-    return run_command(options, {"", {}, [&](Session&) -> ExitStatus { throw failure; }}, standard_output);
+    const auto give_up = [&](Session&) -> ExitStatus {
+        throw Failure{ExitStatus::usage, "usage", message, fmt::format("see {} --help", help_of)};
+    };
+    return run_command(options, {"", {}, give_up}, standard_output);
 }
 
 bool names_json(int count, char** arguments) {
@@ -140,5 +142,13 @@ ExitStatus run(int count, char** arguments) {
 } // namespace kt3::cli
 
 int main(int count, char** arguments) {
-    return static_cast<int>(kt3::cli::run(count, arguments));
+    // Commands report what they meet; what is left comes before them or after, as when memory is short.
+    try {
+        return static_cast<int>(kt3::cli::run(count, arguments));
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "kt3: %s\n", error.what());
+    } catch (...) {
+        std::fputs("kt3: unexpected end\n", stderr);
+    }
+    return static_cast<int>(kt3::cli::ExitStatus::failure);
 }

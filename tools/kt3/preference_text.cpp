@@ -47,7 +47,7 @@ std::string application_name(std::string_view path) {
 
 std::string why_not_storable(const std::string& path) {
     const std::string name = application_name(path);
-    const std::string why = why_no_value("the path", path, sizeof(_UTIL_GPU_PREFERENCE_NODE::FullPath) - 1);
+    std::string why = why_no_value("the path", path, sizeof(_UTIL_GPU_PREFERENCE_NODE::FullPath) - 1);
     if (!why.empty()) {
         return why;
     }

@@ -10,9 +10,9 @@ constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
 struct LeadByte {
     unsigned char first, last; // of the lead byte
-    std::size_t length;
-    unsigned char second_first,
-        second_last; // narrower than 80..BF where that would be overlong, a surrogate or too big
+    unsigned char length;
+    // Narrower than 80..BF where that would be overlong, a surrogate or too big.
+    unsigned char second_first, second_last;
 };
 
 // clang-format off

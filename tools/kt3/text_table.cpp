@@ -41,7 +41,7 @@ std::string line_of(const std::vector<std::string>& cells, const std::vector<std
 }
 
 std::string quoted(const std::string& cell) {
-    const std::string safe = screen_safe(cell);
+    std::string safe = screen_safe(cell);
     if (safe.find_first_of(",\"") == std::string::npos) {
         return safe;
     }

@@ -28,6 +28,7 @@ std::vector<Span> merged(const std::vector<Span>& spans) {
 
 std::vector<Span> spans_of(const std::vector<VmNode>& nodes) {
     std::vector<Span> spans;
+    spans.reserve(nodes.size());
     for (const VmNode& node : nodes) {
         spans.push_back({node.gpu_va, node.gpu_va + node.size});
     }
@@ -131,6 +132,7 @@ std::vector<AddressSpace> address_spaces(const std::vector<VmNode>& nodes) {
         by_process[node.pid].push_back(node);
     }
     std::vector<AddressSpace> spaces;
+    spaces.reserve(by_process.size());
     for (auto& [pid, own] : by_process) {
         spaces.push_back(space_of(std::move(own)));
     }

@@ -142,7 +142,7 @@ ExitStatus run_save(Session& session, const Wish& wish) {
 }
 
 Json read_saved(const std::string& name) {
-    const Json file = Json::parse(text_of_file(name), nullptr, false);
+    Json file = Json::parse(text_of_file(name), nullptr, false);
     if (!file.is_object() || file.value("format", Json()) != kFileFormat || !file.contains("registers") ||
         !file["registers"].is_object()) {
         bad_file(name, "no saved registers");

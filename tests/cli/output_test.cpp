@@ -113,6 +113,7 @@ TEST(Kt3Output, ReachesStandardOutputByItsName) {
     EXPECT_EQ(named.status, 0);
     EXPECT_EQ(named.out, "first\n" + plain.out);
     EXPECT_EQ(named.err, plain.err);
+    EXPECT_EQ(kt3::tests::run_kt3("idle", {"list", "--csv", "-o", "-"}).out, plain.out);
 }
 
 TEST_F(OutputFile, IsWrittenInPlaceWhenItIsADevice) {

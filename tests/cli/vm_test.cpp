@@ -2,6 +2,7 @@
 
 #include "cli/run_kt3.hpp"
 #include "vm_diff.hpp"
+#include "vm_findings.hpp"
 #include "vm_map.hpp"
 #include "vm_picture.hpp"
 #include "vm_tree.hpp"
@@ -244,6 +245,9 @@ TEST(VmUsage, RefusesWrongArgumentsWithTwo) {
                                                       {"vm", "clients", "--timeout", "0"},
                                                       {"vm", "clients", "--timeout", "-1"},
                                                       {"vm", "clients", "--timeout", "soon"},
+                                                      {"vm", "clients", "--timeout", "nan"},
+                                                      {"vm", "clients", "--client", ""},
+                                                      {"vm", "map", "--svg", ""},
                                                       {"vm", "clients", "--csv", "--color", "sometimes"},
                                                       {"vm", "nodes", "--svg", "x"},
                                                       {"vm", "map", "-g", "0"},
@@ -353,6 +357,24 @@ TEST(VmMap, PutsThePictureIntoAFileAndTheTextOnStandardOutput) {
     EXPECT_EQ(file_text(file), file_text(std::filesystem::path(KT3_GOLDEN_FOLDER) / "vm_map_small.svg"));
 }
 
+TEST(VmMap, PutsThePictureOnStandardOutputWhenThatIsNamed) {
+    const Ended run = run_kt3("vm-small", {"vm", "map", "--csv", "--svg", "-"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out.find("<svg"), 0U);
+    EXPECT_THAT(run.out, HasSubstr("</svg>\npid,kind,"));
+}
+
+TEST(VmFindings, OfOneKindAreCountedOnScreenBeyondTheFirstTwenty) {
+    const std::vector<kt3::cli::DumpFault> faults(23, {"1f", "/allocations/1f/vm_info", 0, "unreadable", "gone"});
+    std::string expected = "Findings\n";
+    for (int shown = 0; shown < 20; ++shown) {
+        expected += "  allocation 1f, vm_info: gone\n";
+    }
+    EXPECT_EQ(kt3::cli::findings_text(faults, false),
+              expected + "  and 3 more of the kind unreadable; --json has all\n");
+    EXPECT_EQ(kt3::cli::findings_json(faults).size(), 23U);
+}
+
 TEST(VmMap, SaysWhenThePictureCannotBeWritten) {
     const Ended run = run_kt3("vm-small", {"vm", "map", "--svg", "/no/such/folder/map.svg"});
     EXPECT_EQ(run.status, 1);
@@ -440,6 +462,7 @@ TEST(VmDiff, HasCsvAndJsonForms) {
 TEST(VmDiff, RefusesFilesThatAreNoDumps) {
     const Scratch scratch;
     const auto run = [&](const std::string& script) { return run_script("vm-small", script, scratch); };
+    EXPECT_THAT(run("\"$KT3\" vm diff first second").err, HasSubstr("cannot read first: "));
     const std::string save = "cd \"$HOME\"; \"$KT3\" vm nodes --json -o nodes; \"$KT3\" vm clients --json -o clients; "
                              "\"$KT3\" vm pagetable --json -o tables\n";
     EXPECT_THAT(run(save + "\"$KT3\" vm diff nodes absent").err, HasSubstr("absent: No such file or directory"));

@@ -21,13 +21,13 @@ std::optional<Number> number_in(const std::string& text) {
 
 } // namespace
 
-CLI::Validator seconds_to_wait() {
-    const auto check = [](const std::string& text) -> std::string {
+CLI::Validator seconds_to_wait(double least) {
+    const auto check = [least](const std::string& text) -> std::string {
         const auto number = number_in<double>(text);
-        const bool fits = number && *number >= 0 && *number <= kLongestWait; // neither holds for nan
-        return fits ? "" : fmt::format("'{}' is no number of seconds from 0 to {}", text, kLongestWait);
+        const bool fits = number && *number >= least && *number <= kLongestWait; // neither holds for nan
+        return fits ? "" : fmt::format("'{}' is no number of seconds from {} to {}", text, least, kLongestWait);
     };
-    return {check, fmt::format("0 to {}", kLongestWait)};
+    return {check, fmt::format("{} to {}", least, kLongestWait)};
 }
 
 CLI::Validator whole_number(std::int64_t least, std::int64_t most) {

@@ -6,8 +6,8 @@
 
 namespace kt3::cli {
 
-// Seconds to wait, a day at most. "nan" and "inf" would never end.
-[[nodiscard]] CLI::Validator seconds_to_wait();
+// Seconds to wait, from `least` to a day. "nan" and "inf" would never end.
+[[nodiscard]] CLI::Validator seconds_to_wait(double least = 0);
 
 // For transform(): a whole number in decimal digits. Zeros in front are taken off, or they would make it octal.
 [[nodiscard]] CLI::Validator whole_number(std::int64_t least, std::int64_t most);

@@ -47,8 +47,11 @@ std::string follow_links(const std::string& path) {
 // Names of open descriptors. Opening them is not enough: descriptor 1 has been set aside, and a regular file behind
 // one of them would be replaced although others go on writing into it.
 std::optional<int> descriptor_named(std::string_view path) {
-    if (path == "/dev/stdout" || path == "/dev/stderr") {
-        return path == "/dev/stdout" ? STDOUT_FILENO : STDERR_FILENO;
+    if (path == "-" || path == "/dev/stdout") {
+        return STDOUT_FILENO;
+    }
+    if (path == "/dev/stderr") {
+        return STDERR_FILENO;
     }
     for (const std::string_view folder : {"/dev/fd/", "/proc/self/fd/"}) {
         int number = -1;

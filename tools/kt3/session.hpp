@@ -19,7 +19,7 @@ struct Session {
     Output& output;
     Report report;
     std::string text;       // what goes to the output in text and CSV
-    bool streaming = false; // samples have been sent; by flush_sample
+    bool streaming = false; // output is a stream of samples; set by its command or by flush_sample
 
     std::unique_ptr<Library> opened;  // by library_of
     std::unique_ptr<Machine> machine; // by machine_of

@@ -4,8 +4,14 @@
 #include "text_table.hpp"
 
 #include <fmt/format.h>
+#include <map>
 
 namespace kt3::cli {
+namespace {
+
+constexpr std::size_t kMostShown = 20; // of one kind
+
+} // namespace
 
 std::string finding_line(const DumpFault& finding) {
     const bool allocation = finding.file.find("/allocations/") != std::string::npos;
@@ -20,8 +26,16 @@ std::string findings_text(const std::vector<DumpFault>& findings, bool color) {
         return "";
     }
     std::string text = painted("Findings", Paint::bad, color) + '\n';
+    std::map<std::string, std::size_t> seen; // by code
     for (const DumpFault& finding : findings) {
-        text += "  " + screen_safe(finding_line(finding)) + '\n';
+        if (seen[finding.code]++ < kMostShown) {
+            text += "  " + screen_safe(finding_line(finding)) + '\n';
+        }
+    }
+    for (const auto& [code, count] : seen) {
+        if (count > kMostShown) {
+            text += fmt::format("  and {} more of the kind {}; --json has all\n", count - kMostShown, code);
+        }
     }
     return text;
 }

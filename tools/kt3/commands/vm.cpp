@@ -1,6 +1,7 @@
 // kt3 vm: GPU virtual memory as the driver's dumps tell it.
 
 #include "command_table.hpp"
+#include "option_checks.hpp"
 #include "vm_diff.hpp"
 #include "vm_findings.hpp"
 #include "vm_map.hpp"
@@ -10,7 +11,6 @@
 #include "vm_rows.hpp"
 #include "vm_tree.hpp"
 
-#include <CLI/Validators.hpp>
 #include <algorithm>
 #include <fmt/format.h>
 #include <memory>
@@ -137,9 +137,8 @@ ExitStatus run_nodes(Session& session, const Wish& wish) {
     return report_findings(session, read.findings);
 }
 
-void write_picture(const std::string& path, const std::vector<AddressSpace>& spaces) {
-    const Fd nowhere;
-    Output file(nowhere, path);
+void write_picture(const Session& session, const std::string& path, const std::vector<AddressSpace>& spaces) {
+    Output file(session.output.standard_output(), path);
     file.write(svg_picture(spaces));
     file.finish();
 }
@@ -159,13 +158,14 @@ ExitStatus run_map(Session& session, const Wish& wish) {
     }
     say_when_empty(session, "no nodes\n");
     if (!wish.svg.empty()) {
-        write_picture(wish.svg, spaces);
+        write_picture(session, wish.svg, spaces);
     }
     return report_findings(session, read.findings);
 }
 
 ExitStatus run_diff(Session& session, const Wish& wish) {
-    const std::vector<Difference> differences = compare_dumps(read_dump(wish.before), read_dump(wish.after));
+    const Json before = read_dump(wish.before);
+    const std::vector<Difference> differences = compare_dumps(before, read_dump(wish.after));
     session.report.members["differences"] = differences_json(differences);
     session.text = format_of(session) == Format::csv ? comma_separated(difference_rows(differences))
                                                      : differences_text(differences, color_of(session));
@@ -189,8 +189,8 @@ void add_vm(CLI::App& app, Options& options, Chosen& chosen) {
         CLI::App& command = add(name, description, run);
         command.add_option("--timeout", wish->timeout, "How long one client or allocation may take; 10 by default")
             ->type_name("SECONDS")
-            ->check(CLI::Range(0.001, 86'400.0));
-        command.add_option("--client", wish->client, which)->type_name("CLIENT");
+            ->check(seconds_to_wait(0.001));
+        command.add_option("--client", wish->client, which)->type_name("CLIENT")->check(not_empty());
         return command;
     };
     constexpr const char* kClient = "Only this client: its directory or its process id";
@@ -200,10 +200,11 @@ void add_vm(CLI::App& app, Options& options, Chosen& chosen) {
     add_reading("nodes", "Show allocation nodes by process", kProcess, run_nodes);
     add_reading("map", "Draw what is used of each process's GPU address space", kProcess, run_map)
         .add_option("--svg", wish->svg, "Draw it into FILE as well")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(not_empty());
     CLI::App& diff = add("diff", "Compare two files that pagetable --json or nodes --json wrote", run_diff);
-    diff.add_option("before", wish->before, "The older file")->required();
-    diff.add_option("after", wish->after, "The newer file")->required();
+    diff.add_option("before", wish->before, "The older file")->required()->check(not_empty());
+    diff.add_option("after", wish->after, "The newer file")->required()->check(not_empty());
 }
 
 } // namespace kt3::cli

@@ -7,6 +7,7 @@ import os
 import subprocess
 import sys
 import tempfile
+from concurrent.futures import ThreadPoolExecutor
 
 import jsonschema
 
@@ -56,23 +57,30 @@ def keys(value):
 
 failures = 0
 shapes = {}
-for scene in scenes:
-    for command, text in documents(scene):
-        where = f"{scene}: kt3 {' '.join(command)}"
-        try:
-            document = json.loads(text)
-        except ValueError as error:
-            print(f"{where}: no JSON ({error}): {text!r}")
-            failures += 1
-            continue
-        for error in validator.iter_errors(document):
-            print(f"{where}: {error.json_path}: {error.message}")
-            failures += 1
-        for adapter in document["adapters"]:
-            expected = shapes.setdefault(tuple(command[:2]), keys(adapter))
-            if keys(adapter) != expected:
-                print(f"{where}: adapter {adapter['slot']} has other keys than the first one")
-                failures += 1
+
+
+def check(where, command, text):
+    """Prints what is wrong with one document and returns how much."""
+    try:
+        document = json.loads(text)
+    except ValueError as error:
+        print(f"{where}: no JSON ({error}): {text!r}")
+        return 1
+    wrong = [f"{error.json_path}: {error.message}" for error in validator.iter_errors(document)]
+    for adapter in document["adapters"]:
+        expected = shapes.setdefault(tuple(command[:2]), keys(adapter))
+        if keys(adapter) != expected:
+            wrong.append(f"adapter {adapter['slot']} has other keys than the first one")
+    for line in wrong:
+        print(f"{where}: {line}")
+    return len(wrong)
+
+
+# Two scenes run at a time, while the documents of earlier ones are checked.
+with ThreadPoolExecutor(2) as pool:
+    for scene, made in zip(scenes, pool.map(lambda scene: list(documents(scene)), scenes)):
+        for command, text in made:
+            failures += check(f"{scene}: kt3 {' '.join(command)}", command, text)
 
 # A check that cannot fail says nothing: a value in the wrong place must be found.
 broken = {"schema_version": 1, "tool_version": "1", "interface_version": "23", "timestamp": "now", "command": "list",

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <sys/prctl.h>
 
 using namespace kt3::tests;
@@ -23,15 +22,6 @@ struct Interrupted {
     std::string log;                   // what the driver was sent
     bool nobody_left = false;
 };
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 // Whether no process is left that came from this one: those whose parents ended are ours from here on.
 class Descendants {

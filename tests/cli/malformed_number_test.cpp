@@ -4,7 +4,6 @@
 #include "cli/run_kt3.hpp"
 
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 using namespace kt3::tests;
 using nlohmann::json;
@@ -15,15 +14,6 @@ using ::testing::SizeIs;
 using ::testing::StartsWith;
 
 namespace {
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 // A sample is over, and the pipe closed, when its line has come out.
 constexpr const char* kThreeSamples = R"(

@@ -64,9 +64,13 @@ public:
     // Characters in front of the first one that is no digit: 0 to 16. The first `skipped` of them, 0 to 8, count as
     // digits whatever they are.
     [[nodiscard]] int count(int skipped = 0) const {
-        const std::uint64_t first = others_[0] & ~static_cast<std::uint64_t>(0) << (8 * skipped);
-        return first != 0 ? leading_count(first) : 8 + leading_count(others_[1]);
+        const int first = leading_count(others_[0] & ~static_cast<std::uint64_t>(0) << (8 * skipped));
+        const int second = leading_count(others_[1]);
+        return first + (first == 8 ? second : 0); // no branch: whether it is 8 differs from line to line
     }
+
+    // The same for the first eight characters alone: 0 to 8.
+    [[nodiscard]] int count_of_eight() const { return leading_count(others_[0]); }
 
     // The value of the characters from `first` up to `last`, which are digits and at least one.
     [[nodiscard]] std::uint64_t value(int first, int last) const {

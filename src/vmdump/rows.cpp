@@ -18,8 +18,8 @@ using support::bounded_text;
 std::int64_t address_of(const char (&text)[48]) {
     const char* const first = text + prefix_length(text);
     const HexDigits digits(first);
-    const int count = digits.count();
-    if (count >= 1 && count <= 8 && first[count] == '\0') {
+    const int count = digits.count_of_eight();
+    if (count != 0 && first[count] == '\0') {
         const std::uint64_t value = digits.value(0, count);
         if (value <= INT32_MAX) {
             return static_cast<std::int64_t>(value);

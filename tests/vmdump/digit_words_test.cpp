@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
+#include <algorithm>
 #include <random>
 
 using namespace kt3;
@@ -37,7 +37,9 @@ TEST(HexDigits, CountEveryByteAtEveryPlaceAsTheScanDoes) {
         for (std::size_t place = 0; place < 16; ++place) {
             std::string text = "0123456789abcDEF";
             text[place] = static_cast<char>(byte);
-            EXPECT_EQ(HexDigits(text.data()).count(), leading_hex_digits(text)) << byte << " at " << place;
+            const HexDigits digits(text.data());
+            EXPECT_EQ(digits.count(), leading_hex_digits(text)) << byte << " at " << place;
+            EXPECT_EQ(digits.count_of_eight(), std::min(leading_hex_digits(text), 8)) << byte << " at " << place;
         }
     }
 }

@@ -19,34 +19,13 @@ public:
 
     // Usual ones mostly; the others differ from them by a sign, a blank, a prefix, a digit too many, or altogether.
     std::string hexadecimal(int most_digits) {
-        static constexpr const char* kOdd[] = {"",
-                                               "0x",
-                                               "0X1f",
-                                               "0xg",
-                                               "g",
-                                               " 1",
-                                               "\t12",
-                                               "1 ",
-                                               "12zz",
-                                               "+0x10",
-                                               "-1",
-                                               "-0x1",
-                                               "-0x80000000",
-                                               "7fffffff",
-                                               "80000000",
-                                               "0x7fffffff",
-                                               "0x80000000",
-                                               "-80000001",
-                                               "0x0x1",
-                                               "0000000000000000000000000000012",
-                                               "\xb0"
-                                               "1",
-                                               "1\xff",
-                                               "1/",
-                                               "1:",
-                                               "1@",
-                                               "1G",
-                                               "1`"};
+        static constexpr const char* kOdd[] = {
+            "",           "0x",         "0X1f",        "0xg",      "g",
+            " 1",         "\t12",       "1 ",          "12zz",     "+0x10",
+            "-1",         "-0x1",       "-0x80000000", "7fffffff", "80000000",
+            "0x7fffffff", "0x80000000", "-80000001",   "0x0x1",    "0000000000000000000000000000012",
+            "\2601",      "1\xff",      "1/",          "1:",       "1@",
+            "1G",         "1`"};
         if (below(6) == 0) {
             return kOdd[below(std::size(kOdd))];
         }

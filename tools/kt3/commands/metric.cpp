@@ -49,8 +49,7 @@ constexpr Cell kLine[] = {
 };
 // clang-format on
 
-// Of the facts that `info` shows, those that move.
-constexpr std::string_view kLiveGroups[] = {"clocks", "sensors", "memory"};
+// The facts of the driver's page that a sample has.
 constexpr std::string_view kPageKeys[] = {"memory_usage", "pcie_generation"};
 
 bool holds(std::span<const std::string_view> names, std::string_view name) {

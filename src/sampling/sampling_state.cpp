@@ -5,6 +5,8 @@ namespace {
 
 constinit SamplingState state;
 
+static_assert(sizeof(EntryPoints) == 8 * sizeof(EntryPoint<DeviceCall>), "every entry point is visited below");
+
 template<typename Visit>
 void visit_entry_points(Visit visit) {
     EntryPoints& entries = state.entries;

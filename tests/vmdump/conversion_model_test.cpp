@@ -2,12 +2,14 @@
 // the client's array is compared, those in front of and behind the rows included.
 
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
+#include "support/raised_error.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <random>
-#include <stdexcept>
+
+using kt3::tests::raised_by;
 
 namespace {
 
@@ -48,18 +50,6 @@ public:
 private:
     std::mt19937 random_;
 };
-
-template<typename Call>
-std::string end_of(Call call) {
-    try {
-        call();
-    } catch (const std::invalid_argument& error) {
-        return std::string("invalid ") + error.what();
-    } catch (const std::out_of_range& error) {
-        return std::string("range ") + error.what();
-    }
-    return "";
-}
 
 template<typename Row>
 std::vector<Row> untouched(std::size_t count) {
@@ -109,7 +99,7 @@ TEST(ConversionModel, AgreesWithRowsOfThousandsOfOddAddresses) {
 
         auto expected = untouched<_PAGETABLE_DATA>(rows);
         int expected_next = first;
-        const std::string expected_end = end_of([&] {
+        const std::string expected_end = raised_by([&] {
             for (const vidmm_vm_pt& entry : tables) {
                 _PAGETABLE_DATA& row = expected[static_cast<std::size_t>(expected_next)];
                 fill_usual(row, entry.Addr, entry.PT_Level, entry.PT_index, pid);
@@ -119,13 +109,13 @@ TEST(ConversionModel, AgreesWithRowsOfThousandsOfOddAddresses) {
         });
         auto made = untouched<_PAGETABLE_DATA>(rows);
         int next = first;
-        ASSERT_EQ(end_of([&] { Fill_Value_to_ptTable(made.data(), tables, &next, pid); }), expected_end) << seed;
+        ASSERT_EQ(raised_by([&] { Fill_Value_to_ptTable(made.data(), tables, &next, pid); }), expected_end) << seed;
         ASSERT_EQ(next, expected_next) << seed;
         ASSERT_TRUE(same_bytes(made, expected)) << seed;
 
         expected = untouched<_PAGETABLE_DATA>(rows);
         expected_next = first;
-        EXPECT_EQ(end_of([&] {
+        EXPECT_EQ(raised_by([&] {
                       for (const vidmm_vm_pte_elt3k& entry : subs) {
                           _PAGETABLE_DATA& row = expected[static_cast<std::size_t>(expected_next)];
                           fill_usual(row, entry.Addr, entry.ST_Level, entry.Index, pid);
@@ -141,7 +131,7 @@ TEST(ConversionModel, AgreesWithRowsOfThousandsOfOddAddresses) {
                   expected_end);
         made = untouched<_PAGETABLE_DATA>(rows);
         next = first;
-        ASSERT_EQ(end_of([&] { Fill_Value_to_subTable(made.data(), subs, &next, pid); }), expected_end) << seed;
+        ASSERT_EQ(raised_by([&] { Fill_Value_to_subTable(made.data(), subs, &next, pid); }), expected_end) << seed;
         ASSERT_EQ(next, expected_next) << seed;
         ASSERT_TRUE(same_bytes(made, expected)) << seed;
         with_error += expected_end.empty() ? 0 : 1;
@@ -168,7 +158,7 @@ TEST(ConversionModel, AgreesWithNodesOfThousandsOfOddNumbers) {
                                             : "";
         }
         auto expected = untouched<_GFX_VM_ALLOCATION_DATA>(count + 1);
-        const std::string expected_end = end_of([&] {
+        const std::string expected_end = raised_by([&] {
             for (std::size_t at = 0; at < count; ++at) {
                 const allcation_Info& node = Allocation_List[at];
                 expected[at].pid = std::stoi(node.device_pid);
@@ -178,7 +168,7 @@ TEST(ConversionModel, AgreesWithNodesOfThousandsOfOddNumbers) {
             }
         });
         auto made = untouched<_GFX_VM_ALLOCATION_DATA>(count + 1);
-        ASSERT_EQ(end_of([&] { get_allocation_data(made.data(), nullptr); }), expected_end) << seed;
+        ASSERT_EQ(raised_by([&] { get_allocation_data(made.data(), nullptr); }), expected_end) << seed;
         ASSERT_TRUE(same_bytes(made, expected)) << seed;
         with_error += expected_end.empty() ? 0 : 1;
     }

@@ -1,5 +1,6 @@
 // The reader against a plain model of it: lines through fgets, texts as strings by value, links as positions.
 
+#include "support/raised_error.hpp"
 #include "vmdump/dump_lines.hpp"
 #include "vmdump/dump_text.hpp"
 #include "vmdump/line_fields.hpp"
@@ -348,18 +349,6 @@ bool reads_alone(const std::string& line) {
     return model.error.empty();
 }
 
-template<typename Read>
-std::string error_of(Read read) {
-    try {
-        read();
-    } catch (const std::invalid_argument& e) {
-        return std::string("invalid ") + e.what();
-    } catch (const std::out_of_range& e) {
-        return std::string("range ") + e.what();
-    }
-    return "";
-}
-
 } // namespace
 
 TEST(PageTableModel, AgreesWithTheReaderOverThousandsOfOddDumps) {
@@ -375,7 +364,7 @@ TEST(PageTableModel, AgreesWithTheReaderOverThousandsOfOddDumps) {
             continue; // ends the process; covered by tests of its own
         }
         data_vectors record;
-        const std::string error = error_of([&] { read_text(dump, record); });
+        const std::string error = raised_by([&] { read_text(dump, record); });
         generate_DigitalIndex(record);
         ASSERT_EQ(error, model.error) << "seed " << seed << "\n" << dump;
         ASSERT_TRUE(same(record, model)) << "seed " << seed << "\n" << dump;

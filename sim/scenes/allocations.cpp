@@ -184,6 +184,33 @@ void build_segment_node(Machine& machine) {
                               "segment_id:6,total_size:4000000,used_size:125000\n");
 }
 
+void add_game_memory(Machine& machine, const Adapter& newer) {
+    MemoryWriter memory(machine, newer, true);
+    constexpr Process server{41001, 0x10, "/usr/lib/xorg/Xorg"};
+    constexpr Process game{4711, 0x12, "/usr/games/game"};
+    constexpr Process desktop{998, 0x2a, "/usr/bin/desktop"};
+    for (const Process& process : {server, game, desktop}) {
+        memory.process(process);
+    }
+    memory.allocations(kShapes[0], server.device, 2);
+    memory.allocations(kShapes[4], server.device, 3);
+    memory.allocations(kFrame, game.device, 3);
+    memory.allocations(kShapes[3], game.device, 12);
+    memory.allocations(kShapes[1], desktop.device, 8);
+    memory.allocations(kShapes[5], desktop.device, 4);
+    make_changing(machine.root, newer.debugfs_path("allocations"),
+                  {{.first_name = 50000, .page = page_of(kShapes[3], std::to_string(game.device))}});
+}
+
+void add_player_memory(Machine& machine, const Adapter& older) {
+    MemoryWriter memory(machine, older, false);
+    constexpr Process player{41006, 0x15, "/usr/bin/player"};
+    memory.process(player);
+    memory.allocations(kShapes[0], player.device, 3);
+    memory.allocations(kShapes[6], player.device, 5);
+    memory.allocations(kShapes[2], player.device, 4);
+}
+
 void build_churn(Machine& machine) {
     const Adapter adapter = add_newer(machine, "0000:03:00.0");
     MemoryWriter memory(machine, adapter, true);

@@ -19,4 +19,9 @@ void build_churn(Machine& machine);
 // Ten thousand allocations.
 void build_big(Machine& machine);
 
+// Parts of larger machines. On an adapter of the newer family: an X server, a desktop, and a game that gains a texture
+// with each listing. On one of the older family: a player.
+void add_game_memory(Machine& machine, const Adapter& newer);
+void add_player_memory(Machine& machine, const Adapter& older);
+
 } // namespace kt3::sim

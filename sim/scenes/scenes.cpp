@@ -11,6 +11,12 @@ namespace {
 constexpr std::uint16_t kNvidia = 0x10DE;
 constexpr std::uint16_t kAmd = 0x1002;
 
+constexpr char kDemoPreferences[] = "; tqm_gfx_util.ini\n\n"
+                                    "[game]\nFullPath = /usr/games/game\nPreferGpuName = Gpu0:Vorla-55F0\n"
+                                    "PreferGpuBusID = 0000:03:00.0\nGpuPrefer = 0\n\n\n"
+                                    "[player]\nFullPath = /usr/bin/player\nPreferGpuName = Gpu1:QN R-4480\n"
+                                    "PreferGpuBusID = 0000:05:00.0\nGpuPrefer = 1\n\n\n";
+
 void idle(Machine& machine) {
     add_newer(machine, "0000:03:00.0");
 }
@@ -24,9 +30,15 @@ void two_families(Machine& machine) {
     add_older(machine, "0000:05:00.0");
 }
 
+// The same game has the memory, the page tables and a preference.
 void demo(Machine& machine) {
-    two_families(machine);
+    const Adapter newer = add_newer(machine, "0000:03:00.0");
+    const Adapter older = add_older(machine, "0000:05:00.0");
     machine.foreign_gpu("0000:08:00.0", kNvidia);
+    add_game_memory(machine, newer);
+    add_player_memory(machine, older);
+    add_two_clients(machine);
+    machine.file("/home/.local/share/tqm_gfx_util.ini", kDemoPreferences);
 }
 
 void foreign_gpu(Machine& machine) {
@@ -81,7 +93,7 @@ void no_module(Machine& machine) {
 constexpr Scene kScenes[] = {
     {"idle",             "one adapter of the newer family, at rest",                               idle},
     {"two-families",     "one adapter of each family",                                             two_families},
-    {"demo",             "one adapter of each family and an NVIDIA card",                          demo},
+    {"demo",             "one adapter of each family and an NVIDIA card, with something for every command", demo},
     {"foreign-gpu",      "one adapter of the newer family and an NVIDIA card",                     foreign_gpu},
     {"four-devices",     "three adapters and an AMD card: more than the library looks at",         four_devices},
     {"no-gpu",           "no graphics adapter at all",                                             no_gpu},

@@ -18,16 +18,20 @@ std::string path(std::string_view folder, std::string_view entry, std::string_vi
     return std::string(kDriver) + '/' + std::string(folder) + '/' + std::string(entry) + '/' + std::string(file);
 }
 
-// The older family on the first card: its driver's directory is where dumps lie. The two entries that are no clients
-// are always there.
-void add_driver(Machine& machine) {
-    add_older(machine, "0000:02:00.0");
+// The two entries that are no clients are always there.
+void add_dump_folders(const Machine& machine) {
     machine.directory(path("allocations", "", ""));
     for (const char* own : {"00000000", "02000000"}) {
         machine.file(path("devices", own, "info"), "pid = 0\nhandle = 0\n");
         machine.file(path("devices", own, own), "pid = 0\nhandle = 0\n");
         machine.file(path("devices", own, "vm_info"), "0:0: entry addr:0x1000, buffer:the driver's own\n");
     }
+}
+
+// The older family on the first card: its driver's directory is where dumps lie.
+void add_driver(Machine& machine) {
+    add_older(machine, "0000:02:00.0");
+    add_dump_folders(machine);
 }
 
 struct Client {
@@ -101,8 +105,8 @@ constexpr char kDesktopDump[] = "vm of client 0000002a\n"
 
 } // namespace
 
-void vm_small(Machine& machine) {
-    add_driver(machine);
+void add_two_clients(const Machine& machine) {
+    add_dump_folders(machine);
     add_client(machine, kGame, kGameDump);
     add_client(machine, kDesktop, kDesktopDump);
     // Two allocations of the game touch, one overlaps its neighbour by a page, one lies far away.
@@ -112,6 +116,11 @@ void vm_small(Machine& machine) {
     add_allocation(machine, "1f43", {{kGame, 0x7f0000000000, 0x200000}});
     add_allocation(machine, "1f44", {{kDesktop, 0x14000, 0x1000}});
     add_allocation(machine, "1f45", "allocation 1f45\nnot mapped\n");
+}
+
+void vm_small(Machine& machine) {
+    add_older(machine, "0000:02:00.0");
+    add_two_clients(machine);
 }
 
 void vm_deep(Machine& machine) {

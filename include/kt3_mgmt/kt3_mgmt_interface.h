@@ -23,7 +23,8 @@
  *     must be prepared to end. Nothing else throws, save std::bad_alloc.
  *  7. Descriptors. Those opened by gfx_find_adapter (DRM node, sysfs, info and hwmon directories) stay open for the
  *     life of the process. Every open is close-on-exec.
- *  8. Numbers are little-endian native integers. The layout of every record is fixed and asserted below it.
+ *  8. Numbers are little-endian native integers. The layout of every record is fixed: its size is asserted below it,
+ *     the offsets of its fields are listed in abi/layouts.txt of the source.
  *  9. Environment. HOME is the only variable read.
  */
 #ifndef KT3_MGMT_INTERFACE_H
@@ -61,9 +62,6 @@ typedef struct _GFX_INTERFACE_VERSION {
     int32_t match_result;   /* out: one of the KT3_VERSION_ codes */
 } _GFX_INTERFACE_VERSION;
 KT3_LAYOUT(sizeof(_GFX_INTERFACE_VERSION) == 12);
-KT3_LAYOUT(offsetof(_GFX_INTERFACE_VERSION, server_version) == 0);
-KT3_LAYOUT(offsetof(_GFX_INTERFACE_VERSION, client_version) == 4);
-KT3_LAYOUT(offsetof(_GFX_INTERFACE_VERSION, match_result) == 8);
 
 enum {
     KT3_VERSION_MAJOR_MISMATCH = 100, /* not compatible */
@@ -87,12 +85,6 @@ typedef struct gpu_infos {
     uint8_t reserved_34[14]; /* never written */
 } gpu_infos;
 KT3_LAYOUT(sizeof(gpu_infos) == 48);
-KT3_LAYOUT(offsetof(gpu_infos, bus_id) == 0);
-KT3_LAYOUT(offsetof(gpu_infos, sysfs_fd) == 20);
-KT3_LAYOUT(offsetof(gpu_infos, info_fd) == 24);
-KT3_LAYOUT(offsetof(gpu_infos, hwmon_fd) == 28);
-KT3_LAYOUT(offsetof(gpu_infos, vendor_id) == 32);
-KT3_LAYOUT(offsetof(gpu_infos, reserved_34) == 34);
 
 /*
  * The adapters of the machine: zeroed by the client, filled by gfx_find_adapter. Slots 0 to chip_num - 1 hold the
@@ -114,18 +106,6 @@ typedef struct find_adapter {
     int32_t current_index;                    /* in: slot for gfx_global_init and gpuinfo_select_new_chip, 0 to 2 */
 } find_adapter;
 KT3_LAYOUT(sizeof(find_adapter) == 276);
-KT3_LAYOUT(offsetof(find_adapter, reserved_0) == 0);
-KT3_LAYOUT(offsetof(find_adapter, vendor_filter) == 4);
-KT3_LAYOUT(offsetof(find_adapter, reserved_8) == 8);
-KT3_LAYOUT(offsetof(find_adapter, chip_num) == 12);
-KT3_LAYOUT(offsetof(find_adapter, chip_id) == 16);
-KT3_LAYOUT(offsetof(find_adapter, name) == 28);
-KT3_LAYOUT(offsetof(find_adapter, IS_VA_driver) == 88);
-KT3_LAYOUT(offsetof(find_adapter, drm_fd) == 100);
-KT3_LAYOUT(offsetof(find_adapter, drm_card_idx) == 112);
-KT3_LAYOUT(offsetof(find_adapter, reserved_124) == 124);
-KT3_LAYOUT(offsetof(find_adapter, gpu_infos) == 128);
-KT3_LAYOUT(offsetof(find_adapter, current_index) == 272);
 
 /* PCI location in the extended record. */
 typedef struct kt3_pci_bus {
@@ -136,11 +116,6 @@ typedef struct kt3_pci_bus {
     uint8_t reserved_5; /* zero */
 } kt3_pci_bus;
 KT3_LAYOUT(sizeof(kt3_pci_bus) == 6);
-KT3_LAYOUT(offsetof(kt3_pci_bus, domain) == 0);
-KT3_LAYOUT(offsetof(kt3_pci_bus, bus) == 2);
-KT3_LAYOUT(offsetof(kt3_pci_bus, device) == 3);
-KT3_LAYOUT(offsetof(kt3_pci_bus, function) == 4);
-KT3_LAYOUT(offsetof(kt3_pci_bus, reserved_5) == 5);
 
 /* Locally unique id: high is the PCI domain, low is bus * 65536 + device * 256 + function. */
 typedef struct kt3_luid {
@@ -148,8 +123,6 @@ typedef struct kt3_luid {
     uint32_t low;
 } kt3_luid;
 KT3_LAYOUT(sizeof(kt3_luid) == 8);
-KT3_LAYOUT(offsetof(kt3_luid, high) == 0);
-KT3_LAYOUT(offsetof(kt3_luid, low) == 4);
 
 /*
  * Extended adapter record, copied out by gfx_find_adapter_ext1. The library's own copy is never cleared, so a client
@@ -165,13 +138,6 @@ typedef struct find_adapter_ext1 {
     uint8_t reserved_192[1512]; /* zero */
 } find_adapter_ext1;
 KT3_LAYOUT(sizeof(find_adapter_ext1) == 1704);
-KT3_LAYOUT(offsetof(find_adapter_ext1, reserved_0) == 0);
-KT3_LAYOUT(offsetof(find_adapter_ext1, other_vendor_chip_num) == 132);
-KT3_LAYOUT(offsetof(find_adapter_ext1, vendor_id) == 136);
-KT3_LAYOUT(offsetof(find_adapter_ext1, bus) == 148);
-KT3_LAYOUT(offsetof(find_adapter_ext1, reserved_166) == 166);
-KT3_LAYOUT(offsetof(find_adapter_ext1, luid) == 168);
-KT3_LAYOUT(offsetof(find_adapter_ext1, reserved_192) == 192);
 
 /* ---- records: preferences ------------------------------------------------------------------------------------- */
 
@@ -191,15 +157,6 @@ typedef struct _UTIL_GPU_PREFERENCE_NODE {
     char reserved[512]; /* zero in entries read from the file; kept and compared with the rest */
 } _UTIL_GPU_PREFERENCE_NODE;
 KT3_LAYOUT(sizeof(_UTIL_GPU_PREFERENCE_NODE) == 1116);
-KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, name) == 0);
-KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, FullPath) == 64);
-KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, GpuPrefer) == 576);
-KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, PreferGpuName) == 580);
-KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, bus_domain) == 596);
-KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, bus_number) == 598);
-KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, device_number) == 599);
-KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, function_number) == 600);
-KT3_LAYOUT(offsetof(_UTIL_GPU_PREFERENCE_NODE, reserved) == 601);
 
 /* ---- records: allocation -------------------------------------------------------------------------------------- */
 
@@ -238,29 +195,6 @@ typedef struct _GFX_ALLOCATION_INFO {
     int32_t sum_count;       /* allocations this record stands for once grouped; 1 in a snapshot */
 } _GFX_ALLOCATION_INFO;
 KT3_LAYOUT(sizeof(_GFX_ALLOCATION_INFO) == 92);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, handle) == 0);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, device) == 4);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, width) == 8);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, height) == 12);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, pitch) == 16);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, bit_cnt) == 20);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, secured) == 24);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, size) == 28);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, tile) == 32);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, cpu_visible) == 36);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, cache_type) == 40);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, pool_type) == 44);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, at_type) == 48);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, segmentid) == 52);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, hw_format) == 56);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, compress_format) == 60);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, bl_slot_index) == 64);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, gpu_virt_addr) == 68);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, imported) == 72);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, fb_offset) == 76);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, share) == 80);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, seen_count) == 84);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_INFO, sum_count) == 88);
 
 /* One open device (client context) of the bound adapter and the process behind it. */
 typedef struct _GFX_DEVICE_PID_MAP {
@@ -269,9 +203,6 @@ typedef struct _GFX_DEVICE_PID_MAP {
     char name[64];  /* program name, NUL-terminated; empty once the process is gone */
 } _GFX_DEVICE_PID_MAP;
 KT3_LAYOUT(sizeof(_GFX_DEVICE_PID_MAP) == 72);
-KT3_LAYOUT(offsetof(_GFX_DEVICE_PID_MAP, pid) == 0);
-KT3_LAYOUT(offsetof(_GFX_DEVICE_PID_MAP, handle) == 4);
-KT3_LAYOUT(offsetof(_GFX_DEVICE_PID_MAP, name) == 8);
 
 /* Bytes that one device holds per segment slot. The sums wrap at 4 GiB; the extended record's do not. */
 typedef struct _GFX_DEVICE_ALLOCATION_SUMMARY {
@@ -279,8 +210,6 @@ typedef struct _GFX_DEVICE_ALLOCATION_SUMMARY {
     uint32_t segment_size[KT3_SEGMENT_SLOTS];
 } _GFX_DEVICE_ALLOCATION_SUMMARY;
 KT3_LAYOUT(sizeof(_GFX_DEVICE_ALLOCATION_SUMMARY) == 24);
-KT3_LAYOUT(offsetof(_GFX_DEVICE_ALLOCATION_SUMMARY, device) == 0);
-KT3_LAYOUT(offsetof(_GFX_DEVICE_ALLOCATION_SUMMARY, segment_size) == 4);
 
 typedef struct _GFX_DEVICE_ALLOCATION_SUMMARY_EXT1 {
     int32_t device;
@@ -288,9 +217,6 @@ typedef struct _GFX_DEVICE_ALLOCATION_SUMMARY_EXT1 {
     uint64_t segment_size[KT3_SEGMENT_SLOTS]; /* each `size` is added with its sign */
 } _GFX_DEVICE_ALLOCATION_SUMMARY_EXT1;
 KT3_LAYOUT(sizeof(_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1) == 48);
-KT3_LAYOUT(offsetof(_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1, device) == 0);
-KT3_LAYOUT(offsetof(_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1, reserved_4) == 4);
-KT3_LAYOUT(offsetof(_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1, segment_size) == 8);
 
 /* One slice of the list of all allocations. */
 typedef struct _GFX_ALLOCATION_RAW_LIST {
@@ -301,11 +227,6 @@ typedef struct _GFX_ALLOCATION_RAW_LIST {
     _GFX_ALLOCATION_INFO list[KT3_ALLOCATION_RAW_LIST_MAX]; /* out: only the first cur_cnt are written */
 } _GFX_ALLOCATION_RAW_LIST;
 KT3_LAYOUT(sizeof(_GFX_ALLOCATION_RAW_LIST) == 1856);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_RAW_LIST, trasfer_cnt) == 0);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_RAW_LIST, total_cnt) == 4);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_RAW_LIST, cur_cnt) == 8);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_RAW_LIST, has_more) == 12);
-KT3_LAYOUT(offsetof(_GFX_ALLOCATION_RAW_LIST, list) == 16);
 
 /*
  * Memory segments. The unit depends on where the numbers come from: a thousandth of the driver's own unit for the
@@ -316,8 +237,7 @@ typedef struct _GFX_SEGMENT_INFO {
     uint32_t total_size[KT3_SEGMENTS];
 } _GFX_SEGMENT_INFO;
 KT3_LAYOUT(sizeof(_GFX_SEGMENT_INFO) == 128);
-KT3_LAYOUT(offsetof(_GFX_SEGMENT_INFO, used_size) == 0);
-KT3_LAYOUT(offsetof(_GFX_SEGMENT_INFO, total_size) == 64);
+
 /* ---- records: sampling ---------------------------------------------------------------------------------------- */
 
 /* Values of gfxbusy_apiversion. The log lines of gfxbusy_init name them. */
@@ -334,7 +254,6 @@ typedef struct _GFX_BUSY_INFO {
     uint32_t word[10];
 } _GFX_BUSY_INFO;
 KT3_LAYOUT(sizeof(_GFX_BUSY_INFO) == 40);
-KT3_LAYOUT(offsetof(_GFX_BUSY_INFO, word) == 0);
 
 /* Rates per second. When the module counts the frames, blit_scans and sum are left as the client had them. */
 typedef struct _GFX_FRAME_RATES {
@@ -344,10 +263,6 @@ typedef struct _GFX_FRAME_RATES {
     float average;    /* all of them, since fps_init */
 } _GFX_FRAME_RATES;
 KT3_LAYOUT(sizeof(_GFX_FRAME_RATES) == 16);
-KT3_LAYOUT(offsetof(_GFX_FRAME_RATES, frames) == 0);
-KT3_LAYOUT(offsetof(_GFX_FRAME_RATES, blit_scans) == 4);
-KT3_LAYOUT(offsetof(_GFX_FRAME_RATES, sum) == 8);
-KT3_LAYOUT(offsetof(_GFX_FRAME_RATES, average) == 12);
 
 /*
  * Memory bandwidth counters, the kernel-interface module's words by position. A module with the extended interface
@@ -358,7 +273,6 @@ typedef struct _GFX_BANDWIDTH_INFO {
     uint32_t word[12];
 } _GFX_BANDWIDTH_INFO;
 KT3_LAYOUT(sizeof(_GFX_BANDWIDTH_INFO) == 48);
-KT3_LAYOUT(offsetof(_GFX_BANDWIDTH_INFO, word) == 0);
 
 /* ---- records: summary ----------------------------------------------------------------------------------------- */
 
@@ -381,18 +295,6 @@ typedef struct _GPU_ADAPTER_SUMMARY {
     uint32_t memory_bit_width; /* of the system's memory; kept; not written for the newer family */
 } _GPU_ADAPTER_SUMMARY;
 KT3_LAYOUT(sizeof(_GPU_ADAPTER_SUMMARY) == 48);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, engine_clock) == 0);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, video_clock) == 4);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, memory_clock) == 8);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, frame_buffer_size) == 12);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, memory_speed) == 16);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, core_clock) == 20);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, display_port_number) == 24);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, display_types) == 28);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, memory_channel_number) == 32);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, current_link_width) == 36);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, memory_type) == 40);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY, memory_bit_width) == 44);
 
 /*
  * The extended summary. Kept fields are gathered once and shared by all adapters with the same chip id. The parts of
@@ -418,23 +320,6 @@ typedef struct _GPU_ADAPTER_SUMMARY_EXT2 {
     uint32_t reserved_116[29];   /* zero */
 } _GPU_ADAPTER_SUMMARY_EXT2;
 KT3_LAYOUT(sizeof(_GPU_ADAPTER_SUMMARY_EXT2) == 232);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, driver_version) == 0);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, firmware_version) == 8);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, firmware_name) == 16);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, pixel_fill_rate) == 48);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, texture_fill_rate) == 52);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, memory_clock_freq) == 56);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, reserved_60) == 60);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, max_resolution) == 64);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, vga_max_resolution) == 72);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, memory_usage) == 80);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, use_rate_3d) == 84);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, use_rate_video) == 88);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, use_rate_vpp) == 92);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, temperature) == 96);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, reserved_100) == 100);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, pcie_generation) == 112);
-KT3_LAYOUT(offsetof(_GPU_ADAPTER_SUMMARY_EXT2, reserved_116) == 116);
 
 /* One type of display output. */
 typedef struct kt3_connector_type {
@@ -442,8 +327,6 @@ typedef struct kt3_connector_type {
     int32_t value; /* its bit in display_types */
 } kt3_connector_type;
 KT3_LAYOUT(sizeof(kt3_connector_type) == 16);
-KT3_LAYOUT(offsetof(kt3_connector_type, name) == 0);
-KT3_LAYOUT(offsetof(kt3_connector_type, value) == 12);
 
 enum { KT3_CONNECTOR_TYPES = 5 };
 
@@ -489,36 +372,7 @@ typedef struct _GPU_DVFS_REGISTER_DATA {
     uint32_t dvfs_level;            /* one of the KT3_DVFS_ levels; any other value is sent as KT3_DVFS_BALANCE */
 } _GPU_DVFS_REGISTER_DATA;
 KT3_LAYOUT(sizeof(_GPU_DVFS_REGISTER_DATA) == 108);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, power_mode) == 0);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, pg_3d) == 4);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, cg_3d) == 6);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, pg_vcp) == 8);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, cg_vcp) == 10);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, pg_vpp) == 12);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, cg_vpp) == 14);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, dvfs_mode) == 16);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, gfx_dvfs_checksize) == 20);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, gfx_dvfs_h_threshold) == 24);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, gfx_dvfs_l_threshold) == 28);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vcp0_dvfs_checksize) == 32);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vcp0_dvfs_h_threshold) == 36);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vcp0_dvfs_l_threshold) == 40);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vcp1_dvfs_checksize) == 44);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vcp1_dvfs_h_threshold) == 48);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vcp1_dvfs_l_threshold) == 52);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vpp_dvfs_checksize) == 56);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vpp_dvfs_h_threshold) == 60);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vpp_dvfs_l_threshold) == 64);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, gfx_clock) == 68);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, vclk) == 72);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, reserved_76) == 76);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, reserved_80) == 80);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, gfx_voltage) == 84);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, reserved_88) == 88);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, reserved_92) == 92);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, reserved_96) == 96);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, mclk) == 100);
-KT3_LAYOUT(offsetof(_GPU_DVFS_REGISTER_DATA, dvfs_level) == 104);
+
 /* ---- records: virtual memory ---------------------------------------------------------------------------------- */
 
 struct vidmm_vm_pte_elt3k;
@@ -539,15 +393,6 @@ typedef struct vidmm_vm_pt {
     struct vidmm_vm_pt* pre;                /* previous sibling, or null */
 } vidmm_vm_pt;
 KT3_LAYOUT(sizeof(vidmm_vm_pt) == 144);
-KT3_LAYOUT(offsetof(vidmm_vm_pt, Buffer) == 0);
-KT3_LAYOUT(offsetof(vidmm_vm_pt, Addr) == 48);
-KT3_LAYOUT(offsetof(vidmm_vm_pt, entries) == 96);
-KT3_LAYOUT(offsetof(vidmm_vm_pt, parent) == 104);
-KT3_LAYOUT(offsetof(vidmm_vm_pt, PT_Level) == 112);
-KT3_LAYOUT(offsetof(vidmm_vm_pt, PT_index) == 116);
-KT3_LAYOUT(offsetof(vidmm_vm_pt, sub_entries) == 120);
-KT3_LAYOUT(offsetof(vidmm_vm_pt, next) == 128);
-KT3_LAYOUT(offsetof(vidmm_vm_pt, pre) == 136);
 
 /* Level and index of the page-table entry that owns a run of sub-table entries; 0, 0 for a run without owner. */
 typedef struct kt3_digital_index {
@@ -555,8 +400,6 @@ typedef struct kt3_digital_index {
     int32_t parent_index;
 } kt3_digital_index;
 KT3_LAYOUT(sizeof(kt3_digital_index) == 8);
-KT3_LAYOUT(offsetof(kt3_digital_index, parent_level) == 0);
-KT3_LAYOUT(offsetof(kt3_digital_index, parent_index) == 4);
 
 /* One sub-table entry of a client. */
 typedef struct vidmm_vm_pte_elt3k {
@@ -573,17 +416,6 @@ typedef struct vidmm_vm_pte_elt3k {
     kt3_digital_index DigitalIndex;  /* filled by generate_DigitalIndex */
 } vidmm_vm_pte_elt3k;
 KT3_LAYOUT(sizeof(vidmm_vm_pte_elt3k) == 104);
-KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, Snoop) == 0);
-KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, Segment) == 2);
-KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, Addr) == 4);
-KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, LargePage) == 52);
-KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, ST_Level) == 56);
-KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, Index) == 60);
-KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, next) == 64);
-KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, pre) == 72);
-KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, parent) == 80);
-KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, found) == 88);
-KT3_LAYOUT(offsetof(vidmm_vm_pte_elt3k, DigitalIndex) == 92);
 
 enum {
     KT3_PAGE_TABLE_ROW = 1, /* values of `type` in a row */
@@ -606,18 +438,6 @@ typedef struct _PAGETABLE_DATA {
     uint8_t reserved_44[4]; /* never written */
 } _PAGETABLE_DATA;
 KT3_LAYOUT(sizeof(_PAGETABLE_DATA) == 48);
-KT3_LAYOUT(offsetof(_PAGETABLE_DATA, pid) == 0);
-KT3_LAYOUT(offsetof(_PAGETABLE_DATA, addr) == 8);
-KT3_LAYOUT(offsetof(_PAGETABLE_DATA, snoop) == 16);
-KT3_LAYOUT(offsetof(_PAGETABLE_DATA, segment) == 18);
-KT3_LAYOUT(offsetof(_PAGETABLE_DATA, large_page) == 20);
-KT3_LAYOUT(offsetof(_PAGETABLE_DATA, reserved_22) == 22);
-KT3_LAYOUT(offsetof(_PAGETABLE_DATA, level) == 24);
-KT3_LAYOUT(offsetof(_PAGETABLE_DATA, index) == 28);
-KT3_LAYOUT(offsetof(_PAGETABLE_DATA, parent_level) == 32);
-KT3_LAYOUT(offsetof(_PAGETABLE_DATA, parent_index) == 36);
-KT3_LAYOUT(offsetof(_PAGETABLE_DATA, type) == 40);
-KT3_LAYOUT(offsetof(_PAGETABLE_DATA, reserved_44) == 44);
 
 /* One virtual-memory node of one allocation. */
 typedef struct _GFX_VM_ALLOCATION_DATA {
@@ -629,12 +449,6 @@ typedef struct _GFX_VM_ALLOCATION_DATA {
     uint8_t reserved_32[24]; /* never written */
 } _GFX_VM_ALLOCATION_DATA;
 KT3_LAYOUT(sizeof(_GFX_VM_ALLOCATION_DATA) == 56);
-KT3_LAYOUT(offsetof(_GFX_VM_ALLOCATION_DATA, pid) == 0);
-KT3_LAYOUT(offsetof(_GFX_VM_ALLOCATION_DATA, reserved_4) == 4);
-KT3_LAYOUT(offsetof(_GFX_VM_ALLOCATION_DATA, handle) == 8);
-KT3_LAYOUT(offsetof(_GFX_VM_ALLOCATION_DATA, size) == 16);
-KT3_LAYOUT(offsetof(_GFX_VM_ALLOCATION_DATA, gpu_va) == 24);
-KT3_LAYOUT(offsetof(_GFX_VM_ALLOCATION_DATA, reserved_32) == 32);
 
 /* ---- calls: frame --------------------------------------------------------------------------------------------- */
 
@@ -872,6 +686,7 @@ KT3_EXPORT int32_t gpuinfo_get_segment_info(_GFX_SEGMENT_INFO* segments);
  * repeats the numbers of the page before it. Returns 1, or -1; the numbers read until then stay.
  */
 KT3_EXPORT int32_t gpuinfo_get_kmd_segment_info(_GFX_SEGMENT_INFO* segments, int32_t flag);
+
 /* ---- calls: sampling ------------------------------------------------------------------------------------------- */
 
 /*
@@ -962,6 +777,7 @@ KT3_EXPORT int32_t set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DATA* reco
 /* The same two without touching dvfs_register_state_data_flushed. */
 KT3_EXPORT int32_t gpuinfo_get_data_from_dvfs_register(_GPU_DVFS_REGISTER_DATA* record);
 KT3_EXPORT int32_t gpuinfo_set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DATA* record);
+
 /* ---- calls: virtual memory ------------------------------------------------------------------------------------ */
 
 /*

@@ -82,6 +82,7 @@ KT3_EXPORT void compare_memleak_list(std::vector<_GFX_ALLOCATION_INFO>& current,
 
 /* The allocations that the previous get_memleak_info saw. */
 extern KT3_EXPORT std::vector<_GFX_ALLOCATION_INFO> vec_memleak_result;
+
 /* ---- virtual memory: records ---------------------------------------------------------------------------------- */
 
 struct data_vectors;
@@ -99,6 +100,7 @@ struct kt3_entry_places {
     Range<vidmm_vm_pt> pt[3];
     Range<vidmm_vm_pte_elt3k> st[3];
 };
+KT3_LAYOUT(sizeof(kt3_entry_places) == 96);
 inline kt3_entry_places kt3_places_of(const data_vectors& record);
 inline void kt3_relink(data_vectors& record, const kt3_entry_places& old_places);
 

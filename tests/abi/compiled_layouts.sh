@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# compiled_layouts.sh LAYOUTS PRINT_LAYOUTS
+# compiled_layouts.sh LAYOUTS HEADER PRINT_LAYOUTS
 set -euo pipefail
-if ! diff <(grep -v '^#' "$1") <("$2"); then
+source "$(dirname "$0")/layout_list.sh"
+if ! diff <(listed_layouts "$1" "$2") <("$3"); then
   echo "'<' is listed in $1, '>' is what the compiler says"
   exit 1
 fi

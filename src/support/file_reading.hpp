@@ -12,8 +12,17 @@ namespace kt3::support {
 // Opens `name` read-only below `directory` (any descriptor when the name is absolute). Empty on failure.
 Fd open_for_reading(int directory, const char* name);
 
-// Fills `buffer` until it is full or the file ends; returns the bytes read. A read error ends the page.
-// Interrupted reads are repeated. The rest of the buffer is left alone.
+// What a page held. After a read error, which is not the end of the file, `bytes` counts what came before it.
+struct PageRead {
+    std::size_t bytes = 0;
+    bool failed = false; // by a read error; errno says which
+};
+
+// Fills `buffer` until it is full or the file ends. Interrupted reads are repeated. The rest of the buffer is left
+// alone.
+PageRead read_whole(int file, char* buffer, std::size_t size);
+
+// As above, for readers that take a read error as the end of the page; returns the bytes read.
 std::size_t read_page(int file, char* buffer, std::size_t size);
 
 // Opens, reads as above, closes. 0 when the file cannot be opened.

@@ -15,6 +15,7 @@ namespace {
 int reads = 0;           // made by the code under test
 int interruptions = 0;   // reads still to be interrupted
 std::size_t at_most = 0; // bytes a read gives at most; 0 for no limit
+int good_reads = -1;     // reads before one fails with EIO; -1 for no failure
 
 } // namespace
 
@@ -24,6 +25,10 @@ extern "C" ssize_t read(int file, void* buffer, std::size_t size) {
     if (interruptions > 0) {
         --interruptions;
         errno = EINTR;
+        return -1;
+    }
+    if (good_reads >= 0 && good_reads-- == 0) {
+        errno = EIO;
         return -1;
     }
     return ::syscall(SYS_read, file, buffer, at_most == 0 ? size : std::min(size, at_most));
@@ -60,6 +65,49 @@ TEST(ReadLine, TakesTextWithoutANewlineWhole) {
     char buffer[8] = {};
     EXPECT_EQ(support::read_line_at(AT_FDCWD, "/sys/bus/pci/line", buffer, 8), 3U);
     EXPECT_STREQ(buffer, "800");
+}
+
+TEST(ReadWhole, TellsAReadErrorFromTheEndOfTheFile) {
+    tests::FakeKernel kernel;
+    kernel.file("/sys/bus/pci/page", "12\n34\n");
+    const auto read_with_failure_after = [](int reads_before) {
+        const auto file = support::open_for_reading(AT_FDCWD, "/sys/bus/pci/page");
+        at_most = 3;
+        good_reads = reads_before;
+        char buffer[64] = {};
+        const support::PageRead page = support::read_whole(file.get(), buffer, sizeof buffer);
+        at_most = 0;
+        good_reads = -1;
+        return std::pair(page.bytes, page.failed);
+    };
+    EXPECT_EQ(read_with_failure_after(-1), std::pair(6UL, false));
+    EXPECT_EQ(read_with_failure_after(0), std::pair(0UL, true));
+    EXPECT_EQ(read_with_failure_after(1), std::pair(3UL, true)) << "what came before the error is there";
+    EXPECT_EQ(read_with_failure_after(2), std::pair(6UL, true)) << "the end itself was not reached";
+}
+
+TEST(ReadWhole, IsWholeWhenTheBufferIsFull) {
+    tests::FakeKernel kernel;
+    kernel.file("/sys/bus/pci/page", "12\n34\n");
+    const auto file = support::open_for_reading(AT_FDCWD, "/sys/bus/pci/page");
+    good_reads = 1; // a read after the full buffer would fail
+    char buffer[3];
+    const support::PageRead page = support::read_whole(file.get(), buffer, sizeof buffer);
+    good_reads = -1;
+    EXPECT_EQ(page.bytes, 3U);
+    EXPECT_FALSE(page.failed);
+}
+
+TEST(ReadWhole, RepeatsAnInterruptedRead) {
+    tests::FakeKernel kernel;
+    kernel.file("/sys/bus/pci/page", "800\n");
+    const auto file = support::open_for_reading(AT_FDCWD, "/sys/bus/pci/page");
+    interruptions = 3;
+    char buffer[8] = {};
+    const support::PageRead page = support::read_whole(file.get(), buffer, sizeof buffer);
+    EXPECT_EQ(page.bytes, 4U);
+    EXPECT_FALSE(page.failed);
+    EXPECT_EQ(interruptions, 0);
 }
 
 TEST(OpenForReading, IsCloseOnExec) {

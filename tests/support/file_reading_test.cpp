@@ -1,38 +1,12 @@
 #include "support/descriptors.hpp"
 #include "support/fake_kernel.hpp"
 #include "support/file_reading.hpp"
+#include "support/odd_reads.hpp"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <sys/syscall.h>
-#include <unistd.h>
-
 using namespace kt3;
-
-namespace {
-
-int reads = 0;           // made by the code under test
-int interruptions = 0;   // reads still to be interrupted
-std::size_t at_most = 0; // bytes a read gives at most; 0 for no limit
-int good_reads = -1;     // reads before one fails with EIO; -1 for no failure
-
-} // namespace
-
-// The C library's read, counted, and interrupted or shortened when a test asks for it.
-extern "C" ssize_t read(int file, void* buffer, std::size_t size) {
-    ++reads;
-    if (interruptions > 0) {
-        --interruptions;
-        errno = EINTR;
-        return -1;
-    }
-    if (good_reads >= 0 && good_reads-- == 0) {
-        errno = EIO;
-        return -1;
-    }
-    return ::syscall(SYS_read, file, buffer, at_most == 0 ? size : std::min(size, at_most));
-}
+using tests::odd_reads;
 
 TEST(ReadPage, FillsTheBufferAndLeavesTheRestAlone) {
     tests::FakeKernel kernel;
@@ -72,12 +46,10 @@ TEST(ReadWhole, TellsAReadErrorFromTheEndOfTheFile) {
     kernel.file("/sys/bus/pci/page", "12\n34\n");
     const auto read_with_failure_after = [](int reads_before) {
         const auto file = support::open_for_reading(AT_FDCWD, "/sys/bus/pci/page");
-        at_most = 3;
-        good_reads = reads_before;
+        odd_reads() = {.at_most = 3, .good_left = reads_before};
         char buffer[64] = {};
         const support::PageRead page = support::read_whole(file.get(), buffer, sizeof buffer);
-        at_most = 0;
-        good_reads = -1;
+        odd_reads() = {};
         return std::pair(page.bytes, page.failed);
     };
     EXPECT_EQ(read_with_failure_after(-1), std::pair(6UL, false));
@@ -90,10 +62,10 @@ TEST(ReadWhole, IsWholeWhenTheBufferIsFull) {
     tests::FakeKernel kernel;
     kernel.file("/sys/bus/pci/page", "12\n34\n");
     const auto file = support::open_for_reading(AT_FDCWD, "/sys/bus/pci/page");
-    good_reads = 1; // a read after the full buffer would fail
+    odd_reads() = {.good_left = 1}; // a read after the full buffer would fail
     char buffer[3];
     const support::PageRead page = support::read_whole(file.get(), buffer, sizeof buffer);
-    good_reads = -1;
+    odd_reads() = {};
     EXPECT_EQ(page.bytes, 3U);
     EXPECT_FALSE(page.failed);
 }
@@ -102,12 +74,12 @@ TEST(ReadWhole, RepeatsAnInterruptedRead) {
     tests::FakeKernel kernel;
     kernel.file("/sys/bus/pci/page", "800\n");
     const auto file = support::open_for_reading(AT_FDCWD, "/sys/bus/pci/page");
-    interruptions = 3;
+    odd_reads() = {.to_interrupt = 3};
     char buffer[8] = {};
     const support::PageRead page = support::read_whole(file.get(), buffer, sizeof buffer);
     EXPECT_EQ(page.bytes, 4U);
     EXPECT_FALSE(page.failed);
-    EXPECT_EQ(interruptions, 0);
+    EXPECT_EQ(odd_reads().to_interrupt, 0);
 }
 
 TEST(OpenForReading, IsCloseOnExec) {
@@ -122,15 +94,15 @@ TEST(ReadLine, NeedsOneReadForALineThatEndsInANewline) {
     tests::FakeKernel kernel;
     kernel.file("/sys/bus/pci/line", "800\n");
     char buffer[64] = {};
-    reads = 0;
+    odd_reads() = {};
     EXPECT_EQ(support::read_line_at(AT_FDCWD, "/sys/bus/pci/line", buffer, 64), 4U);
-    EXPECT_EQ(reads, 1);
+    EXPECT_EQ(odd_reads().made, 1);
 }
 
 TEST(ReadLine, GoesOnAfterAShortReadWithoutANewline) {
     tests::FakeKernel kernel;
     kernel.file("/sys/bus/pci/line", "1234567\n");
-    at_most = 3;
+    odd_reads() = {.at_most = 3};
     char buffer[64] = {};
     EXPECT_EQ(support::read_line_at(AT_FDCWD, "/sys/bus/pci/line", buffer, 64), 8U);
     EXPECT_STREQ(buffer, "1234567\n");
@@ -139,23 +111,22 @@ TEST(ReadLine, GoesOnAfterAShortReadWithoutANewline) {
 TEST(ReadPage, IsReadUntilTheEndOrFull) {
     tests::FakeKernel kernel;
     kernel.file("/sys/bus/pci/page", "12\n34\n56\n");
-    at_most = 3;
+    odd_reads() = {.at_most = 3};
     char buffer[64] = {};
-    reads = 0;
     EXPECT_EQ(support::read_page_at(AT_FDCWD, "/sys/bus/pci/page", buffer, 64), 9U);
-    EXPECT_EQ(reads, 4); // three pieces and the end
-    reads = 0;
+    EXPECT_EQ(odd_reads().made, 4); // three pieces and the end
+    odd_reads().made = 0;
     EXPECT_EQ(support::read_page_at(AT_FDCWD, "/sys/bus/pci/page", buffer, 6), 6U);
-    EXPECT_EQ(reads, 2); // full
+    EXPECT_EQ(odd_reads().made, 2); // full
 }
 
 TEST(ReadPage, RepeatsAnInterruptedRead) {
     tests::FakeKernel kernel;
     kernel.file("/sys/bus/pci/page", "800\n");
     char buffer[8] = {};
-    interruptions = 3;
+    odd_reads() = {.to_interrupt = 3};
     EXPECT_EQ(support::read_page_at(AT_FDCWD, "/sys/bus/pci/page", buffer, 8), 4U);
-    interruptions = 3;
+    odd_reads() = {.to_interrupt = 3};
     EXPECT_EQ(support::read_line_at(AT_FDCWD, "/sys/bus/pci/page", buffer, 8), 4U);
-    EXPECT_EQ(interruptions, 0);
+    EXPECT_EQ(odd_reads().to_interrupt, 0);
 }

@@ -74,7 +74,7 @@ constexpr LevelText kLevelTexts[] = {
 // clang-format on
 
 DvfsPage read_dvfs_page(NodeIndex node) {
-    return support::read_text_page<512>(current_info_directory(), kDriverNodes[node]);
+    return support::read_node_page<512>(current_info_directory(), kDriverNodes[node]);
 }
 
 // pg_3d:0x10 cg_3d:0x20

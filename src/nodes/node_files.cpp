@@ -20,7 +20,7 @@ void write_once(int file, const char* text, std::size_t size) {
 NumberPage read_number_page(int directory, const char* node) {
     NumberPage page;
     if (node != nullptr) {
-        page.bytes = support::read_line_at(directory, node, page.text, NumberPage::kBytes);
+        page.bytes = support::read_node_at(directory, node, page.text, NumberPage::kBytes);
     }
     return page;
 }

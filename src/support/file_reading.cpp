@@ -45,7 +45,7 @@ std::size_t read_page_at(int directory, const char* name, char* buffer, std::siz
     return file ? read_page(file.get(), buffer, size) : 0;
 }
 
-std::size_t read_line_at(int directory, const char* name, char* buffer, std::size_t size) {
+std::size_t read_node_at(int directory, const char* name, char* buffer, std::size_t size) {
     const Fd file = open_for_reading(directory, name);
     return file ? read_until(Until::newline, file.get(), buffer, size).bytes : 0;
 }

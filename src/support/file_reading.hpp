@@ -28,8 +28,8 @@ std::size_t read_page(int file, char* buffer, std::size_t size);
 // Opens, reads as above, closes. 0 when the file cannot be opened.
 std::size_t read_page_at(int directory, const char* name, char* buffer, std::size_t size);
 
-// For files that hold one line: like read_page_at, but a read that ends in a newline is taken as the whole
-// text, which saves the read that would only confirm the end.
-std::size_t read_line_at(int directory, const char* name, char* buffer, std::size_t size);
+// For sysfs nodes: like read_page_at, but as the kernel hands a node out in one piece, a read that ends in a newline is
+// taken as the whole text, which saves the read that would only confirm the end.
+std::size_t read_node_at(int directory, const char* name, char* buffer, std::size_t size);
 
 } // namespace kt3::support

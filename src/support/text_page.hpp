@@ -16,18 +16,26 @@ struct TextPage {
     char text[N + 1] = {};
     std::size_t bytes = 0; // as read; 0 when the page is absent or empty
 
-    // The text right behind the first `key`, or null. A key that touches byte N - 1 is not found: its value is cut off.
+    // The text right after the first `key`, or null. A key that touches byte N - 1 is not found: its value is cut off.
     [[nodiscard]] const char* behind(std::string_view key) const {
         const std::int32_t at = find_behind(text, static_cast<std::int32_t>(std::min(bytes + 1, N)), key);
         return at < 0 ? nullptr : text + at;
     }
 };
 
-// The kernel hands out such a page in one piece, so a text that ends in a newline is complete.
+// A page of a sysfs node.
+template<std::size_t N>
+TextPage<N> read_node_page(int directory, const char* name) {
+    TextPage<N> page;
+    page.bytes = read_node_at(directory, name, page.text, N);
+    return page;
+}
+
+// A page of /proc or debugfs, which drivers may hand out line by line.
 template<std::size_t N>
 TextPage<N> read_text_page(int directory, const char* name) {
     TextPage<N> page;
-    page.bytes = read_line_at(directory, name, page.text, N);
+    page.bytes = read_page_at(directory, name, page.text, N);
     return page;
 }
 

@@ -2,6 +2,7 @@
 #include "support/descriptors.hpp"
 #include "support/fake_kernel.hpp"
 #include "support/log_capture.hpp"
+#include "support/odd_reads.hpp"
 
 #include <cstring>
 #include <fcntl.h>
@@ -414,6 +415,13 @@ TEST(Enumeration, TheVaFlagIsSetOnlyByTheDriversReport) {
         kernel.adapter("0000:01:00.0", Family::older).debugfs_info(text);
         EXPECT_EQ(enumerate().IS_VA_driver[0], expected) << text;
     }
+}
+
+TEST(Enumeration, TheVaFlagIsFoundInAPageThatIsHandedOutLineByLine) {
+    FakeKernel kernel;
+    kernel.adapter("0000:01:00.0", Family::older).debugfs_info("name qn\nVA=1\n");
+    kt3::tests::odd_reads() = {.at_most = std::strlen("name qn\n")};
+    EXPECT_EQ(enumerate().IS_VA_driver[0], 1);
 }
 
 TEST(Enumeration, AVaFlagThatTheClientSetIsNeverCleared) {

@@ -1,6 +1,7 @@
 #include "summary/fake_dmidecode.hpp"
 #include "support/descriptors.hpp"
 #include "support/no_descriptors.hpp"
+#include "support/odd_reads.hpp"
 #include "support/one_adapter.hpp"
 
 #include <gmock/gmock.h>
@@ -200,6 +201,16 @@ TEST(DisplayOutputs, CountATypeWhereverItsNameStandsInTheLine) {
         EXPECT_EQ(words[6], 10U) << "the count is hexadecimal";
         EXPECT_EQ(words[7], row.types) << row.line;
     }
+}
+
+TEST(DisplayOutputs, AreFoundInAPageThatIsHandedOutLineByLine) {
+    const FakeDmidecode tool("");
+    OneAdapter adapter(kNewer, 0);
+    adapter.adapter.proc_page(display_page("5c0e", "3", " DP EDP HDMI\n"));
+    kt3::tests::odd_reads() = {.at_most = std::strlen("Device ID : 5c0e\n")};
+    const auto words = summary(adapter.record);
+    EXPECT_EQ(words[6], 3U);
+    EXPECT_EQ(words[7], 0x1CU);
 }
 
 TEST(DisplayOutputs, FallBackToTheConnectorDirectory) {

@@ -1,4 +1,5 @@
 #include "support/descriptors.hpp"
+#include "support/odd_reads.hpp"
 #include "support/one_adapter.hpp"
 
 #include <gmock/gmock.h>
@@ -81,6 +82,17 @@ TEST(ExtendedSummary, FillsEveryFieldFromItsKey) {
     EXPECT_THAT(record.reserved_100, Each(0));
     EXPECT_THAT(record.reserved_116, Each(0));
     EXPECT_THAT(LogCapture::lines(), ElementsAre("cached_current_pcie_gen: 3\n"));
+}
+
+TEST(ExtendedSummary, FindsEveryLineOfAPageThatIsHandedOutLineByLine) {
+    OneAdapter adapter;
+    const std::string first_line = "Driver Version : 1.2.a3\n";
+    adapter.adapter.proc_page(first_line + "Bus Type : PCIE 3.0 x16\nRealtime Temperature : 88\n");
+    kt3::tests::odd_reads() = {.at_most = first_line.size()};
+    const Extended record = read(adapter.record);
+    EXPECT_EQ(record.driver_version, 0x1'0002'00A3U);
+    EXPECT_EQ(record.pcie_generation, 3U);
+    EXPECT_EQ(record.temperature, 88U);
 }
 
 TEST(ExtendedSummary, IsEmptyAndMarkedAbsentWithoutAPage) {

@@ -22,7 +22,7 @@ TEST(ReadPage, GivesZeroForAFileThatCannotBeOpenedAndLeavesNoDescriptor) {
     char buffer[4];
     const int before = tests::open_descriptors();
     EXPECT_EQ(support::read_page_at(AT_FDCWD, "/sys/bus/pci/absent", buffer, 4), 0U);
-    EXPECT_EQ(support::read_line_at(-1, "absent", buffer, 4), 0U);
+    EXPECT_EQ(support::read_node_at(-1, "absent", buffer, 4), 0U);
     EXPECT_EQ(tests::open_descriptors(), before);
 }
 
@@ -33,11 +33,11 @@ TEST(ReadPage, GivesZeroForADirectory) {
     EXPECT_EQ(support::read_page_at(AT_FDCWD, "/sys/bus/pci/folder", buffer, 4), 0U);
 }
 
-TEST(ReadLine, TakesTextWithoutANewlineWhole) {
+TEST(ReadNode, TakesTextWithoutANewlineWhole) {
     tests::FakeKernel kernel;
     kernel.file("/sys/bus/pci/line", "800");
     char buffer[8] = {};
-    EXPECT_EQ(support::read_line_at(AT_FDCWD, "/sys/bus/pci/line", buffer, 8), 3U);
+    EXPECT_EQ(support::read_node_at(AT_FDCWD, "/sys/bus/pci/line", buffer, 8), 3U);
     EXPECT_STREQ(buffer, "800");
 }
 
@@ -90,21 +90,21 @@ TEST(OpenForReading, IsCloseOnExec) {
     EXPECT_NE(::fcntl(file.get(), F_GETFD) & FD_CLOEXEC, 0);
 }
 
-TEST(ReadLine, NeedsOneReadForALineThatEndsInANewline) {
+TEST(ReadNode, NeedsOneReadForALineThatEndsInANewline) {
     tests::FakeKernel kernel;
     kernel.file("/sys/bus/pci/line", "800\n");
     char buffer[64] = {};
     odd_reads() = {};
-    EXPECT_EQ(support::read_line_at(AT_FDCWD, "/sys/bus/pci/line", buffer, 64), 4U);
+    EXPECT_EQ(support::read_node_at(AT_FDCWD, "/sys/bus/pci/line", buffer, 64), 4U);
     EXPECT_EQ(odd_reads().made, 1);
 }
 
-TEST(ReadLine, GoesOnAfterAShortReadWithoutANewline) {
+TEST(ReadNode, GoesOnAfterAShortReadWithoutANewline) {
     tests::FakeKernel kernel;
     kernel.file("/sys/bus/pci/line", "1234567\n");
     odd_reads() = {.at_most = 3};
     char buffer[64] = {};
-    EXPECT_EQ(support::read_line_at(AT_FDCWD, "/sys/bus/pci/line", buffer, 64), 8U);
+    EXPECT_EQ(support::read_node_at(AT_FDCWD, "/sys/bus/pci/line", buffer, 64), 8U);
     EXPECT_STREQ(buffer, "1234567\n");
 }
 
@@ -127,6 +127,6 @@ TEST(ReadPage, RepeatsAnInterruptedRead) {
     odd_reads() = {.to_interrupt = 3};
     EXPECT_EQ(support::read_page_at(AT_FDCWD, "/sys/bus/pci/page", buffer, 8), 4U);
     odd_reads() = {.to_interrupt = 3};
-    EXPECT_EQ(support::read_line_at(AT_FDCWD, "/sys/bus/pci/page", buffer, 8), 4U);
+    EXPECT_EQ(support::read_node_at(AT_FDCWD, "/sys/bus/pci/page", buffer, 8), 4U);
     EXPECT_EQ(odd_reads().to_interrupt, 0);
 }

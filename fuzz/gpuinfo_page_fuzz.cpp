@@ -11,7 +11,7 @@ using namespace kt3::summary;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     GpuinfoPage page;
     page.bytes = std::min<std::size_t>(size, sizeof page.text - 1);
-    std::copy_n(bytes, page.bytes, page.text);
+    *std::copy_n(bytes, page.bytes, page.text) = '\0';
     _GPU_ADAPTER_SUMMARY_EXT2 record;
     clear_extended_summary(record);
     parse_kept_facts(page, record);

@@ -3,7 +3,7 @@
 #include "adapter/current_adapter.hpp"
 #include "nodes/node_files.hpp"
 #include "nodes/node_table.hpp"
-#include "support/file_reading.hpp"
+#include "support/text_page.hpp"
 #include "support/text_scan.hpp"
 
 #include <cstdio>
@@ -15,11 +15,36 @@ NumberPage read_driver_node(std::int32_t index) {
     return read_number_page(current_info_directory(), name_at(kDriverNodes, index));
 }
 
+// For numbers that count however far they stand in a node. Sysfs gives a node one page of memory.
+auto read_whole_node(int directory, const char* node) {
+    return support::read_node_page<4096>(directory, node);
+}
+
 template<typename Value, typename Found>
 void store_if_found(Value* destination, const Found& found) {
     if (destination != nullptr && found) {
         *destination = *found;
     }
+}
+
+// 1234 8765432100
+void read_frames(const FrameCounters& into) {
+    const auto page = read_whole_node(current_info_directory(), kDriverNodes[kFpsCount]);
+    const char* at = page.text;
+    const auto frames = support::take_unsigned(at);
+    store_if_found(into.frames, frames);
+    if (frames) {
+        store_if_found(into.timestamp_ns, support::take_long(at));
+    }
+}
+
+// 56
+bool read_blit_scans(const FrameCounters& into) {
+    const auto page = read_whole_node(current_info_directory(), kDriverNodes[kRxaBltScnCnt]);
+    const char* at = page.text;
+    const auto scans = support::take_long(at);
+    store_if_found(into.blit_scans, scans);
+    return scans.has_value();
 }
 
 } // namespace
@@ -45,7 +70,7 @@ HwmonReading read_hwmon_int(std::int32_t index) {
 
 // 45 *C
 TemperatureReading read_temperature() {
-    const NumberPage page = read_number_page(current_hwmon_directory(), kHwmonNodes[kTemperature]);
+    const auto page = read_whole_node(current_hwmon_directory(), kHwmonNodes[kTemperature]);
     const auto degrees = support::scan_unsigned(page.text);
     return {degrees.value_or(0), degrees ? 1U : 0U};
 }
@@ -54,20 +79,9 @@ std::uint32_t set_usage_accounting(const char* text) {
     return write_node(current_info_directory(), kDriverNodes[kEnableUsage], text);
 }
 
-// fps_count: frames, a blank, nanoseconds; rxa_blt_scn_cnt: one number
 std::uint32_t read_frame_counters(const FrameCounters& into) {
-    const NumberPage counts = read_driver_node(kFpsCount);
-    const char* at = counts.text;
-    const auto frames = support::take_unsigned(at);
-    store_if_found(into.frames, frames);
-    if (frames) {
-        store_if_found(into.timestamp_ns, support::take_long(at));
-    }
-    const NumberPage scans = read_driver_node(kRxaBltScnCnt);
-    at = scans.text;
-    const auto blit_scans = support::take_long(at);
-    store_if_found(into.blit_scans, blit_scans);
-    return blit_scans ? 1 : 0;
+    read_frames(into);
+    return read_blit_scans(into) ? 1 : 0;
 }
 
 void update_misc_ctl_flag(std::uint32_t bits_to_set, std::uint32_t bits_to_clear) {

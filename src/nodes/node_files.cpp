@@ -1,10 +1,11 @@
 #include "nodes/node_files.hpp"
 
-#include "support/file_reading.hpp"
+#include "support/owned.hpp"
 #include "support/percent_text.hpp"
 #include "support/text_scan.hpp"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <string>
 
 namespace kt3::nodes {
@@ -18,11 +19,7 @@ void write_once(int file, const char* text, std::size_t size) {
 } // namespace
 
 NumberPage read_number_page(int directory, const char* node) {
-    NumberPage page;
-    if (node != nullptr) {
-        page.bytes = support::read_node_at(directory, node, page.text, NumberPage::kBytes);
-    }
-    return page;
+    return node == nullptr ? NumberPage{} : support::read_node_page<64>(directory, node);
 }
 
 std::int32_t int_in(const NumberPage& page) {

@@ -2,17 +2,14 @@
 // Reading and writing one node below a directory descriptor. Nothing here knows an adapter.
 // A null name or a bad descriptor reads as nothing: 0 bytes, no number, 0 characters written.
 
-#include <cstddef>
+#include "support/text_page.hpp"
+
 #include <cstdint>
 
 namespace kt3::nodes {
 
-// A node that holds one short number: 64 bytes are read, and the text always ends in a zero byte.
-struct NumberPage {
-    static constexpr std::size_t kBytes = 64;
-    char text[kBytes + 1] = {};
-    std::size_t bytes = 0; // as read
-};
+// A node that holds one short number; whatever stands after its first 64 bytes is not looked at.
+using NumberPage = support::TextPage<64>;
 NumberPage read_number_page(int directory, const char* node);
 
 // The decimal integer at the start of the page, 0 when there is none.

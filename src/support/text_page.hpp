@@ -13,8 +13,8 @@ namespace kt3::support {
 // At most N bytes are read; one more keeps the text terminated however long the page is.
 template<std::size_t N>
 struct TextPage {
-    char text[N + 1] = {};
-    std::size_t bytes = 0; // as read; 0 when the page is absent or empty
+    char text[N + 1];  // a zero byte follows what was read; the rest is undefined
+    std::size_t bytes; // as read; 0 when the page is absent or empty
 
     // The text right after the first `key`, or null. A key that touches byte N - 1 is not found: its value is cut off.
     [[nodiscard]] const char* behind(std::string_view key) const {
@@ -28,6 +28,7 @@ template<std::size_t N>
 TextPage<N> read_node_page(int directory, const char* name) {
     TextPage<N> page;
     page.bytes = read_node_at(directory, name, page.text, N);
+    page.text[page.bytes] = '\0';
     return page;
 }
 
@@ -36,6 +37,7 @@ template<std::size_t N>
 TextPage<N> read_text_page(int directory, const char* name) {
     TextPage<N> page;
     page.bytes = read_page_at(directory, name, page.text, N);
+    page.text[page.bytes] = '\0';
     return page;
 }
 

@@ -1,5 +1,6 @@
 #include "support/descriptors.hpp"
 #include "support/log_capture.hpp"
+#include "support/odd_reads.hpp"
 #include "support/selected_adapter.hpp"
 
 #include <gmock/gmock.h>
@@ -176,6 +177,18 @@ TEST(Temperature, WithoutANumberIsZeroWithStatusZero) {
     }
 }
 
+TEST(Temperature, IsReadWholeAcrossThe64thByte) {
+    SelectedAdapter adapter;
+    adapter.hwmon("temp1_input", std::string(63, ' ') + "45 *C\n");
+    std::uint32_t status = 9;
+    EXPECT_EQ(gpuinfo_get_temparature_value_int(&status), 45U) << "4 is what the first 64 bytes hold";
+    EXPECT_EQ(status, 1U);
+    adapter.hwmon("temp1_input", std::string(4000, '\n') + "45 *C\n");
+    EXPECT_EQ(gpuinfo_get_temparature_value_int(&status), 45U);
+    EXPECT_EQ(gpuinfo_get_hwmonFD_value_int(kTemperatureIndex, &status), 0) << "the plain reading sees 64 bytes";
+    EXPECT_EQ(status, 64U);
+}
+
 TEST(EnableUsage, SendsTheTextAndReturnsItsLength) {
     SelectedAdapter adapter;
     adapter.node("enable_usage", "0");
@@ -242,6 +255,27 @@ TEST(FrameCounters, HoldNumbersBeyond32Bits) {
     EXPECT_EQ(frames, 4294967295U);
     EXPECT_EQ(timestamp, INT64_MAX);
     EXPECT_EQ(scans, INT64_MIN);
+}
+
+TEST(FrameCounters, AreReadWholeAcrossThe64thByte) {
+    SelectedAdapter adapter;
+    adapter.node("fps_count", std::string(62, ' ') + "1234 8765432100\n");
+    adapter.node("rxa_blt_scn_cnt", std::string(62, '\t') + "567\n");
+    std::uint32_t frames = 0;
+    std::int64_t timestamp = 7;
+    std::int64_t scans = 0;
+    EXPECT_EQ(gpuinfo_get_fps_count(&frames, &timestamp, &scans), 1U);
+    EXPECT_EQ(frames, 1234U);
+    EXPECT_EQ(timestamp, 8765432100);
+    EXPECT_EQ(scans, 567);
+}
+
+TEST(FrameCounters, CostOneReadEach) {
+    SelectedAdapter adapter;
+    adapter.node("fps_count", "60 100\n").node("rxa_blt_scn_cnt", "30\n");
+    kt3::tests::odd_reads() = {};
+    gpuinfo_get_fps_count(nullptr, nullptr, nullptr);
+    EXPECT_EQ(kt3::tests::odd_reads().made, 2);
 }
 
 TEST(FrameCounters, ThatAreMissingKeepTheirDestinations) {

@@ -67,6 +67,12 @@ void scan_segment(const char* text, std::uint32_t& total, std::uint32_t& used) {
     used /= 1000;
 }
 
+// False when the page cannot be read. A heap without a page leaves the numbers of the one before in `page`.
+bool read_heap_page(int heaps, const char* name, Page& page) {
+    const support::Fd file = support::open_for_reading(heaps, name);
+    return !file || !support::read_whole(file.get(), page.text, kPageBytes).failed;
+}
+
 // Adds to words 0 to 4 the MiB of the bound adapter's allocations.
 bool add_allocations(_GFX_SEGMENT_INFO& segments) {
     std::uint32_t totals[KT3_SEGMENT_SLOTS] = {};
@@ -123,20 +129,18 @@ bool read_segment_node(_GFX_SEGMENT_INFO& segments) {
 }
 
 bool read_heap_pages(const char* driver_directory, _GFX_SEGMENT_INFO& segments) {
-    state.failed_heaps.reset();
     char path[1024];
     std::snprintf(path, sizeof path, "%s/%s", driver_directory, "heaps");
-    support::Fd heaps(::open(path, O_RDONLY | O_CLOEXEC));
+    const support::Fd heaps(::open(path, O_RDONLY | O_CLOEXEC));
     if (!heaps) {
         support::say_line("Error opening directory");
         return false;
     }
-    Page page; // not cleared from heap to heap: a heap without a page repeats the numbers of the one before
+    Page page; // not cleared from heap to heap
     for (const Heap& heap : kHeaps) {
-        support::read_page_at(heaps.get(), heap.page, page.text, kPageBytes);
-        if (!scan_mib(page, "Total segment size:  ", segments.total_size[heap.slot]) ||
+        if (!read_heap_page(heaps.get(), heap.page, page) ||
+            !scan_mib(page, "Total segment size:  ", segments.total_size[heap.slot]) ||
             !scan_mib(page, "KMD used segment memory:  ", segments.used_size[heap.slot])) {
-            state.failed_heaps = std::move(heaps); // clients see one descriptor more after a failure
             return false;
         }
     }

@@ -2,7 +2,6 @@
 // Sizes and use of the memory segments, from whichever source the adapter's driver has.
 
 #include "kt3_mgmt/kt3_mgmt_interface.h"
-#include "support/owned.hpp"
 
 #include <cstdint>
 #include <span>
@@ -14,8 +13,6 @@ enum class SegmentSource : std::uint8_t { allocations, node, heap_pages_and_allo
 struct SegmentState {
     // Chosen by choose_segment_source; stays when another adapter is selected.
     SegmentSource source = SegmentSource::allocations;
-    // The "heaps" directory of the last reading that failed on a page; closed by the next reading.
-    support::Fd failed_heaps;
 };
 
 // Tries the source that the family of the chip in the record's current slot has and keeps it when it answers, else the
@@ -30,7 +27,7 @@ bool parse_segment_page(std::span<const char> page, _GFX_SEGMENT_INFO& segments)
 bool read_segment_node(_GFX_SEGMENT_INFO& segments);
 
 // The heap pages below the driver's directory. False when the directory cannot be opened, with a line on standard
-// output, or when a page lacks a key; what was filled until then stays.
+// output, or when a page cannot be read or lacks a key; what was filled until then stays.
 bool read_heap_pages(const char* driver_directory, _GFX_SEGMENT_INFO& segments);
 
 // Zeroes the record and fills it from the chosen source for the bound adapter. Gives the client's answer, which differs

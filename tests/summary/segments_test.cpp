@@ -3,6 +3,7 @@
 #include "allocation/driver_tree.hpp"
 #include "support/descriptors.hpp"
 #include "support/log_capture.hpp"
+#include "support/odd_reads.hpp"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -294,18 +295,54 @@ TEST(HeapPages, FailWhenTheFirstPageIsMissing) {
     EXPECT_EQ(segments.total(2), (Words{7, 7}));
 }
 
-TEST(HeapPages, HoldOneDescriptorAfterAFailureHoweverManyThereWere) {
+TEST(HeapPages, LeaveNoDescriptorBehindAfterAFailure) {
     Machine machine(kOlder);
     machine.kernel.directory(DriverTree::path("heaps"));
     const int before = open_descriptors();
     Segments segments;
     for (int round = 0; round < 1000; ++round) {
         ASSERT_EQ(gpuinfo_get_kmd_segment_info(&segments.info, 0), -1);
-        ASSERT_EQ(open_descriptors(), before + 1);
+        ASSERT_EQ(open_descriptors(), before);
     }
+}
+
+TEST(HeapPages, NeverCloseADescriptorThatTheClientOpenedAfterAFailure) {
+    Machine machine(kOlder);
+    machine.kernel.directory(DriverTree::path("heaps"));
+    const int next = ::dup(STDIN_FILENO); // the number that is given out next
+    ::close(next);
+    Segments segments;
+    EXPECT_EQ(gpuinfo_get_kmd_segment_info(&segments.info, 0), -1);
+    ::close(next); // as a client does that starts over without descriptors
+    const kt3::support::Fd own(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(own.get(), next);
     machine.all_heaps();
     EXPECT_EQ(gpuinfo_get_kmd_segment_info(&segments.info, 0), 1);
+    EXPECT_GE(::fcntl(own.get(), F_GETFD), 0);
+}
+
+TEST(HeapPages, FailAtOnceOnAPageThatCannotBeRead) {
+    Machine machine(kOlder);
+    machine.all_heaps();
+    OutputCapture output;
+    const int before = open_descriptors();
+    Segments segments(7);
+    odd_reads() = {.good_left = 2}; // the first page and its end
+    EXPECT_EQ(gpuinfo_get_kmd_segment_info(&segments.info, 0), -1);
+    EXPECT_EQ(odd_reads().made, 3) << "no page is asked for after it";
     EXPECT_EQ(open_descriptors(), before);
+    EXPECT_EQ(output.text(), "");
+    EXPECT_EQ(segments.used(3), (Words{4, 7, 7})) << "not the numbers of the page before";
+    EXPECT_EQ(segments.total(3), (Words{16, 7, 7}));
+}
+
+TEST(HeapPages, FailOnAPageThatCannotBeReadToItsEnd) {
+    Machine machine(kOlder);
+    machine.all_heaps();
+    Segments segments(7);
+    odd_reads() = {.good_left = 1}; // it gives both sizes
+    EXPECT_EQ(gpuinfo_get_kmd_segment_info(&segments.info, 0), -1);
+    EXPECT_EQ(segments.total(1), Words{7});
 }
 
 TEST(HeapPages, LeaveAWordWhoseNumberIsMissing) {

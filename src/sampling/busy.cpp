@@ -100,14 +100,15 @@ void resolve_extended_busy(EntryPoints& entries) {
 } // namespace
 
 bool resolve_busy() {
-    EntryPoints& entries = sampling_state().entries;
-    entries.usage = {};
-    entries.usage_plain = {};
-    entries.usage_extended = {};
-    if (!resolve_plain_busy(entries)) {
+    EntryPoints found = sampling_state().entries;
+    found.usage = {};
+    found.usage_plain = {};
+    found.usage_extended = {};
+    if (!resolve_plain_busy(found)) {
         return false;
     }
-    resolve_extended_busy(entries);
+    resolve_extended_busy(found);
+    sampling_state().entries = found;
     return true;
 }
 

@@ -6,7 +6,7 @@
 namespace kt3::sampling {
 
 // Looks the busy entry points up and logs each interface found; the last one found is used.
-// False when the module has no busy interface.
+// False when the module has no busy interface; what an earlier call found stays in use then.
 bool resolve_busy();
 
 // Asks the module and copies the words of the interface in use. The record is left alone when there is nothing to ask.

@@ -32,6 +32,12 @@ void expect_silence() {
     EXPECT_EQ(rates.average, 4);
 }
 
+std::uint32_t busy_word_2() {
+    _GFX_BUSY_INFO busy = {};
+    get_gpubusy_info(&busy);
+    return busy.word[2];
+}
+
 } // namespace
 
 // The program exports a module's entry point: a lookup without a module would find it.
@@ -166,13 +172,30 @@ TEST(SamplingAfterRebinding, KeepsItsEntryPointsWhenTheModuleWasNotClosed) {
     EXPECT_EQ(module.script().device_object, pdev) << "with the device object that is bound now";
 }
 
-TEST(SamplingInit, AFailingInitCallForgetsTheOlderEntryPoints) {
+TEST(SamplingInit, AFailingBusyInitLeavesWhatAnEarlierOneFound) {
+    BoundModule first("extended_older", 0x5C01);
+    ASSERT_EQ(gfxbusy_init(), 0);
+    BoundModule second("bare"); // bound without an exit, so that the first module stays loaded
+    EXPECT_EQ(gfxbusy_init(), -1);
+    first.answer_positions();
+    first.script().calls = 0;
+    EXPECT_EQ(gfxbusy_apiversion, KT3_BUSY_VERSION_EXT_1);
+    EXPECT_EQ(busy_word_2(), 1002U);
+    gfxbusy_apiversion = KT3_BUSY_VERSION_1;
+    EXPECT_EQ(busy_word_2(), 1000U);
+    EXPECT_THAT(first.called(), ElementsAre("gfx_get_usage_info_ext", "gfx_get_usage_info"));
+}
+
+TEST(SamplingInit, AFailingBusyInitAfterExitCallsNothingAndTheNextModuleIsAskedAgain) {
     BoundModule module("extended");
     gfxbusy_init();
     gfx_global_exit(0);
-    gfxbusy_init();
+    EXPECT_EQ(gfxbusy_init(), -1);
     EXPECT_EQ(gfxbusy_apiversion, 3) << "a failing call keeps the version";
     module.script().calls = 0;
     expect_silence();
     EXPECT_THAT(module.called(), ElementsAre());
+    ASSERT_EQ(module.bind(), 0x5C00);
+    module.answer_positions();
+    EXPECT_EQ(busy_word_2(), 1002U);
 }

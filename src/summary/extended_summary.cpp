@@ -17,6 +17,14 @@ void number(Extended& record, const char* at) {
     record.*Member = support::scan_unsigned(at).value_or(record.*Member);
 }
 
+// Converted as a signed number, which saturates at other bounds.
+template<auto Member>
+void signed_number(Extended& record, const char* at) {
+    if (const auto value = support::scan_int(at)) {
+        record.*Member = static_cast<std::uint32_t>(*value);
+    }
+}
+
 // 1.2.3
 template<auto Member>
 void version_of_three(Extended& record, const char* at) {
@@ -69,7 +77,7 @@ constexpr PageKey kPageKeys[] = {
     {Read::once,   "HDMI Max Display Resolution : ", "DP Max Display Resolution : ",
                                                               resolution<&Extended::max_resolution>},
     {Read::once,   "VGA Max Display Resolution : ",  nullptr, resolution<&Extended::vga_max_resolution>},
-    {Read::once,   "Bus Type : PCIE",                nullptr, number<&Extended::pcie_generation>}, // 3.0 x16
+    {Read::once,   "Bus Type : PCIE",                nullptr, signed_number<&Extended::pcie_generation>}, // 3.0 x16
     {Read::always, "Memory Clock Freq : ",           nullptr, number<&Extended::memory_clock_freq>},
     {Read::always, "GPU Memory Usage : ",            nullptr, number<&Extended::memory_usage>},
     {Read::always, "GPU Use Rate(3d) : ",            nullptr, number<&Extended::use_rate_3d>},

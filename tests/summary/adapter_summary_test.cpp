@@ -162,6 +162,19 @@ TEST(Summary, LeavesNoDescriptorBehind) {
     EXPECT_EQ(kt3::tests::open_descriptors(), before);
 }
 
+TEST(Summary, ConvertsTheLinkWidthAsASignedNumber) {
+    const FakeDmidecode tool("");
+    std::int32_t chip = 0x1000;
+    for (const auto& [text, width] :
+         {std::pair("16\n", 16U), std::pair("-1\n", 0xFFFFFFFFU), std::pair("9223372036854775808\n", 0xFFFFFFFFU),
+          std::pair("-9223372036854775809\n", 0U), std::pair("x16\n", 0U)}) {
+        OneAdapter adapter(kNewer);
+        adapter.record.chip_id[0] = chip++; // facts are gathered once per chip
+        adapter.adapter.pci_file("current_link_width", text);
+        EXPECT_EQ(summary(adapter.record)[9], width) << text;
+    }
+}
+
 TEST(MemorySpeed, NeedsMoreThanTenBytesAndItsKey) {
     struct Row {
         std::string text;

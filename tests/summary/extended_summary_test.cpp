@@ -1,8 +1,10 @@
+#include "summary/extended_summary.hpp"
 #include "support/descriptors.hpp"
 #include "support/odd_reads.hpp"
 #include "support/one_adapter.hpp"
 
 #include <gmock/gmock.h>
+#include <random>
 
 using kt3::tests::LogCapture;
 using kt3::tests::OneAdapter;
@@ -187,6 +189,39 @@ TEST(ExtendedSummary, PacksWhatATextHoldsBeforeItBreaksOff) {
     EXPECT_EQ(read_page("Driver Version : ffffffff.1.1\n", chip++).driver_version, 0xFFFFFFFF'00010001U);
     EXPECT_EQ(read_page("Firmware Version : 1.2.3\n", chip++).firmware_version, 0x0001'0002'0003'0000U);
     EXPECT_EQ(read_page("Firmware Version : ffff.ffff.ffff.ffff\n", chip++).firmware_version, UINT64_MAX);
+}
+
+TEST(ExtendedSummary, ConvertsThePcieGenerationAsASignedNumber) {
+    struct Row {
+        const char* text;
+        std::uint32_t generation;
+    };
+    std::int32_t chip = 0x100;
+    for (const Row& row : {Row{"3.0 x16", 3}, Row{" 4.0 x8", 4}, Row{"-1.0 x1", 0xFFFFFFFF}, Row{"4294967301.0 x1", 5},
+                           Row{"9223372036854775808.0 x1", 0xFFFFFFFF}, // saturates at the bounds of 64 bits
+                           Row{"-9223372036854775809.0 x1", 0}, Row{"x16", 0}}) {
+        EXPECT_EQ(read_page(std::string("Bus Type : PCIE") + row.text + "\n", chip++).pcie_generation, row.generation)
+            << row.text;
+    }
+}
+
+TEST(ExtendedSummary, ConvertsThePcieGenerationAsTheFormattedInputOfTheCLibraryDoes) {
+    std::mt19937 random(7);
+    for (int round = 0; round < 20000; ++round) {
+        std::string text(random() % 24, '\0');
+        for (char& c : text) {
+            c = "01234567890123456789 +-x."[random() % 25];
+        }
+        kt3::summary::GpuinfoPage page;
+        const std::string whole = "Bus Type : PCIE" + text + "\n";
+        page.bytes = whole.size();
+        std::strcpy(page.text, whole.c_str());
+        Extended record = {};
+        kt3::summary::parse_kept_facts(page, record);
+        std::int32_t expected = 0;
+        std::sscanf(text.c_str(), "%d", &expected);
+        ASSERT_EQ(static_cast<std::int32_t>(record.pcie_generation), expected) << text;
+    }
 }
 
 TEST(ExtendedSummary, CutsTheFirmwareNameAt31Characters) {

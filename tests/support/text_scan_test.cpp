@@ -52,3 +52,39 @@ TEST(ScanNumbers, GiveNothingWithoutADigit) {
     EXPECT_EQ(scan_unsigned("1f", 16), 31U);
     EXPECT_EQ(scan_unsigned("4294967295"), 4294967295U);
 }
+
+namespace {
+
+// A signed, spaced, prefixed or plain run of digits, often at or beyond a bound, with something after it.
+std::string number_text(std::mt19937& random) {
+    const auto one_of = [&](const std::vector<std::string>& texts) { return texts[random() % texts.size()]; };
+    std::string digits = one_of({"", "0", "000", "9223372036854775807", "9223372036854775808", "18446744073709551615",
+                                 "4294967296", "2147483648", "7fffffffffffffff", "ffffffff"});
+    for (auto more = random() % 4; more > 0; --more) {
+        digits += "0123456789af"[random() % 12];
+    }
+    return one_of({"", "", " ", "\t\n ", std::string(100, ' ')}) + one_of({"", "", "-", "+", "--", "- "}) +
+           one_of({"", "", "", "0x", "0X"}) + digits + one_of({"", "\n", ".0 x16", " ", "-1", "x"});
+}
+
+} // namespace
+
+TEST(ScanNumbers, AgreeWithTheFormattedInputOfTheCLibrary) {
+    std::mt19937 random(7);
+    for (int round = 0; round < 10000; ++round) {
+        const std::string text = number_text(random);
+        std::int32_t whole = 7;
+        std::uint32_t decimal = 7;
+        std::uint32_t hex = 7;
+        long long wide = 7;
+        const char* at = text.c_str();
+        EXPECT_EQ(scan_int(at).has_value(), std::sscanf(at, "%d", &whole) == 1) << text;
+        EXPECT_EQ(scan_int(at).value_or(7), whole) << text;
+        EXPECT_EQ(scan_unsigned(at).has_value(), std::sscanf(at, "%u", &decimal) == 1) << text;
+        EXPECT_EQ(scan_unsigned(at).value_or(7), decimal) << text;
+        EXPECT_EQ(scan_unsigned(at, 16).has_value(), std::sscanf(at, "%x", &hex) == 1) << text;
+        EXPECT_EQ(scan_unsigned(at, 16).value_or(7), hex) << text;
+        std::sscanf(at, "%lld", &wide);
+        EXPECT_EQ(take_long(at).value_or(7), wide) << text;
+    }
+}

@@ -1,10 +1,12 @@
 #include "summary/shell_commands.hpp"
 
 #include "summary/memory_devices.hpp"
+#include "support/file_reading.hpp"
 #include "support/owned.hpp"
 #include "support/say_line.hpp"
 #include "support/text_scan.hpp"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -22,10 +24,34 @@ support::Pipe open_pipe(const char* command) {
     return pipe;
 }
 
+// A signal that the client handles may interrupt the wait for the tool; the wait goes on.
+int next_character(FILE* pipe) {
+    int next = ::getc_unlocked(pipe);
+    while (next == EOF && std::ferror(pipe) != 0 && errno == EINTR) {
+        std::clearerr(pipe);
+        next = ::getc_unlocked(pipe);
+    }
+    return next;
+}
+
+// A longer line comes in pieces of this size. False when there is none left.
+bool next_line(const support::Pipe& pipe, char (&line)[1024]) {
+    std::size_t length = 0;
+    for (int next = 0; next != '\n' && length < sizeof line - 1;) {
+        next = next_character(pipe.get());
+        if (next == EOF) {
+            break;
+        }
+        line[length++] = static_cast<char>(next);
+    }
+    line[length] = '\0';
+    return length > 0;
+}
+
 // Closing the pipe early ends a tool that still prints.
 void scan_lines(const support::Pipe& pipe, const DeviceField& field, MemoryDevices& devices) {
     char line[1024];
-    while (std::fgets(line, sizeof line, pipe.get()) != nullptr && take_line(devices, field, line)) {
+    while (next_line(pipe, line) && take_line(devices, field, line)) {
     }
 }
 
@@ -51,7 +77,7 @@ std::uint32_t run_shell_command(const char* command, char* buffer, std::uint32_t
         return 0;
     }
     std::memset(buffer, 0, size);
-    return static_cast<std::uint32_t>(std::fread(buffer, 1, size - 1, pipe.get()));
+    return static_cast<std::uint32_t>(support::read_whole(::fileno(pipe.get()), buffer, size - 1).bytes);
 }
 
 // Configured Memory Speed: 3200 MT/s

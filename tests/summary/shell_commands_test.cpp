@@ -5,12 +5,43 @@
 #include "support/one_adapter.hpp"
 #include "support/output_capture.hpp"
 
+#include <csignal>
 #include <gmock/gmock.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 using kt3::tests::FakeDmidecode;
 using kt3::tests::memory_device;
 using kt3::tests::NoDescriptors;
 using kt3::tests::OutputCapture;
+
+namespace {
+
+// A tool that signals this process when it waits for the rest of the text, and prints it once the signal was handled.
+// The handler is one that interrupts system calls.
+class InterruptingTool {
+public:
+    InterruptingTool(const std::string& text, const std::string& rest)
+        : tool_(FakeDmidecode::running("printf '" + text + "'\n" + kSignalWhenWaiting + "printf '" + rest + "'")) {
+        ::setenv("CLIENT", std::to_string(::getpid()).c_str(), 1);
+        ::setenv("HANDLED", kernel_.real("/handled").c_str(), 1);
+        struct sigaction action {};
+        action.sa_handler = [](int) { ::syscall(SYS_close, ::syscall(SYS_creat, std::getenv("HANDLED"), 0600)); };
+        ::sigaction(SIGUSR1, &action, nullptr);
+    }
+    [[nodiscard]] bool was_handled() const { return std::filesystem::exists(kernel_.real("/handled")); }
+
+private:
+    static constexpr const char* kSignalWhenWaiting = R"(
+until read -r state < /proc/$CLIENT/stat && [ -z "${state##*) S *}" ]; do sleep 0.01; done
+kill -USR1 $CLIENT
+until [ -e "$HANDLED" ]; do sleep 0.01; done
+)";
+    kt3::tests::FakeKernel kernel_; // a folder that goes away
+    FakeDmidecode tool_;
+};
+
+} // namespace
 
 TEST(RunShellCommand, FillsTheBufferAndZeroesTheRest) {
     char buffer[16];
@@ -24,6 +55,14 @@ TEST(RunShellCommand, CutsTheOutputToWhatFitsWithATerminator) {
     EXPECT_EQ(runShellCommand("printf abcdef", buffer, 4), 3U);
     EXPECT_STREQ(buffer, "abc");
     EXPECT_EQ(buffer[4], '#');
+}
+
+TEST(RunShellCommand, GoesOnAfterASignalOfTheClient) {
+    const InterruptingTool tool("abc", "def");
+    char buffer[16];
+    EXPECT_EQ(runShellCommand("dmidecode", buffer, sizeof buffer), 6U);
+    EXPECT_STREQ(buffer, "abcdef");
+    EXPECT_TRUE(tool.was_handled());
 }
 
 TEST(RunShellCommand, TakesBuffersOfZeroOneAndTwoBytes) {
@@ -71,6 +110,15 @@ TEST(MemoryType, ReadsTheGenerationOfTheFirstDevice) {
     EXPECT_EQ(runShellCommand_getMemoryTYpe(), 5U);
     EXPECT_EQ(runShellCommand_getBitWidth(), 128U);
     EXPECT_EQ(tool.runs(), "-t memory\n-t memory\n");
+}
+
+TEST(MemoryType, IsReadAcrossASignalOfTheClient) {
+    for (const auto& [text, rest] : {std::pair("Total Width: 64 bits\\n", "Type: DDR5\\n"),
+                                     std::pair("Total Width: 64 bits\\nType: D", "DR5\\n")}) {
+        const InterruptingTool tool(text, rest);
+        EXPECT_EQ(runShellCommand_getMemoryTYpe(), 5U) << text;
+        EXPECT_TRUE(tool.was_handled());
+    }
 }
 
 TEST(MemoryType, IsFourAndTheWidthZeroWithoutTheTool) {

@@ -321,6 +321,24 @@ TEST(Enumeration, FallsBackToThePrimaryNodeWhenThereIsNoRenderNode) {
     EXPECT_TRUE(ends_with(target_of(record.drm_fd[0]), "/dev/dri/card0")) << target_of(record.drm_fd[0]);
 }
 
+TEST(Enumeration, ADeviceWithoutAPrimaryNodeLeavesTheCardNumberAlone) {
+    FakeKernel kernel;
+    kernel.adapter("0000:01:00.0", Family::newer, {.card = 4});
+    kernel.foreign_gpu("0000:02:00.0", 0x10DE, {.card = 5});
+    kernel.remove("/dev/dri/card4").remove("/dev/dri/card5");
+    LogCapture log;
+    find_adapter record{};
+    record.vendor_filter = kBothFamilies;
+    record.drm_card_idx[0] = 7;
+    record.drm_card_idx[2] = 8;
+    gfx_find_adapter(&record);
+    EXPECT_EQ(record.chip_num, 1);
+    EXPECT_TRUE(ends_with(target_of(record.drm_fd[0]), "/dev/dri/renderD132")) << target_of(record.drm_fd[0]);
+    EXPECT_EQ(record.drm_card_idx[0], 7);
+    EXPECT_EQ(record.drm_card_idx[2], 8);
+    EXPECT_THAT(LogCapture::lines(), Contains("drm_card_idx: 7\n"));
+}
+
 TEST(Enumeration, WithoutADeviceSetsTheCountToZeroAndTheFlagToZero) {
     FakeKernel kernel;
     gpuinfo_control_enable = 1;

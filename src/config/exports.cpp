@@ -3,13 +3,16 @@
 #include "config/preference_file.hpp"
 #include "config/preference_operations.hpp"
 #include "config/trim.hpp"
+#include "interface/lifetime.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 
 #include <cstring>
 
 using namespace kt3;
+using interface::containers_alive;
 
 constinit std::vector<_UTIL_GPU_PREFERENCE_NODE> interface_config_list;
+static constinit interface::ContainerWatch list_watch;
 constinit char UTIL_CONFIG_PATH[512] = {};
 
 KT3_EXPORT void trimWhitespace(char* text) {
@@ -21,16 +24,20 @@ KT3_EXPORT void trimWhitespace(char* text) {
 }
 
 KT3_EXPORT int32_t parseINI(const char* path) {
-    return config::load_file(path);
+    return containers_alive() ? config::load_file(path) : -1;
 }
 
 KT3_EXPORT void savefile_INI(const char* path) {
-    config::save_file(path);
+    if (containers_alive()) {
+        config::save_file(path);
+    }
 }
 
 KT3_EXPORT int32_t util_init_config_files() {
-    config::build_config_path();
-    parseINI(UTIL_CONFIG_PATH);
+    if (containers_alive()) {
+        config::build_config_path();
+        parseINI(UTIL_CONFIG_PATH);
+    }
     return 0;
 }
 
@@ -48,34 +55,38 @@ extern "C" {
 
 KT3_EXPORT int32_t GetGPUPreference_config(_UTIL_GPU_PREFERENCE_NODE* entries, int32_t* count) {
     if (count != nullptr) {
-        config::get_preferences(entries, *count);
+        *count = containers_alive() ? config::get_preferences(entries, *count) : 0;
     }
     return 0;
 }
 
 KT3_EXPORT int32_t SetGPUPreference_config(const _UTIL_GPU_PREFERENCE_NODE* entry) {
-    if (entry != nullptr) {
+    if (entry != nullptr && containers_alive()) {
         config::set_preference(*entry);
     }
     return 0;
 }
 
 KT3_EXPORT int32_t RemoveGPUPreference_config(const _UTIL_GPU_PREFERENCE_NODE* entry) {
-    if (entry != nullptr) {
+    if (entry != nullptr && containers_alive()) {
         config::remove_preference(*entry);
     }
     return 0;
 }
 
 KT3_EXPORT int32_t initGPUPreference_config() {
-    config::release_preferences();
-    lib_print_func("initGPUPreference_config.\n ");
+    if (containers_alive()) {
+        config::release_preferences();
+        lib_print_func("initGPUPreference_config.\n ");
+    }
     return 0;
 }
 
 KT3_EXPORT int32_t uninitGPUPreference_config() {
-    config::release_preferences();
-    lib_print_func("uninitGPUPreference_config.\n ");
+    if (containers_alive()) {
+        config::release_preferences();
+        lib_print_func("uninitGPUPreference_config.\n ");
+    }
     return 0;
 }
 

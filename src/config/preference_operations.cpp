@@ -43,16 +43,16 @@ std::string_view file_name(std::string_view path) {
     return path.substr(path.find_last_of("/\\") + 1); // npos + 1 is 0
 }
 
-void get_preferences(Entry* entries, std::int32_t& count) {
+std::int32_t get_preferences(Entry* entries, std::int32_t asked) {
     load_on_first_use();
     const auto available = static_cast<std::int32_t>(interface_config_list.size());
     if (entries == nullptr || available == 0) {
-        count = available;
-        return;
+        return available;
     }
     // One entry is copied even for a count of 0 or less; clients rely on it.
-    count = std::min(std::max(count, 1), available);
-    std::copy_n(interface_config_list.begin(), count, entries);
+    const std::int32_t copied = std::min(std::max(asked, 1), available);
+    std::copy_n(interface_config_list.begin(), copied, entries);
+    return copied;
 }
 
 void set_preference(const Entry& entry) {

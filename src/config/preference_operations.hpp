@@ -17,7 +17,8 @@ ConfigState& config_state();
 // The part behind the last "/" or "\", or the whole path when it has neither.
 std::string_view file_name(std::string_view path);
 
-void get_preferences(_UTIL_GPU_PREFERENCE_NODE* entries, std::int32_t& count);
+// Copies as many entries as asked for and returns their number; without an array, the number of stored entries.
+std::int32_t get_preferences(_UTIL_GPU_PREFERENCE_NODE* entries, std::int32_t asked);
 void set_preference(const _UTIL_GPU_PREFERENCE_NODE& entry);
 void remove_preference(const _UTIL_GPU_PREFERENCE_NODE& entry);
 

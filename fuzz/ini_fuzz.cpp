@@ -10,13 +10,9 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using Entry = _UTIL_GPU_PREFERENCE_NODE;
-    const auto ignore = [](const Entry&) {};
-    std::vector<Entry> read;
-    const auto sections = kt3::config::parse_ini({reinterpret_cast<const char*>(data), size}, read, ignore);
+    const std::vector<Entry> read = kt3::config::parse_ini({reinterpret_cast<const char*>(data), size});
     // No name that was read can hold what would end its header early, so every section is found again.
-    std::vector<Entry> again;
-    const auto written = kt3::config::parse_ini(kt3::config::ini_text(read), again, ignore);
-    if (static_cast<std::size_t>(sections) != read.size() || written != sections) {
+    if (kt3::config::parse_ini(kt3::config::ini_text(read)).size() != read.size()) {
         std::abort();
     }
     return 0;

@@ -73,19 +73,22 @@ constexpr Key kKeys[] = {
     {"PreferGpuBusID", store_bus_id},
 };
 
+// What `entries` that took the first `done` bytes of a page grow to: enough for a page that goes on as it began, and
+// at most four times as many, because a page can begin with other sections than it goes on with.
+std::size_t next_capacity(std::size_t entries, std::size_t done, std::size_t page) {
+    constexpr std::size_t kFirst = 16;
+    if (entries < kFirst) {
+        return kFirst;
+    }
+    const std::size_t expected = entries * page / done;
+    return std::min(expected + expected / 8 + 1, 4 * entries);
+}
+
 } // namespace
 
 std::string_view without_byte_order_mark(std::string_view page) {
     constexpr std::string_view kMark = "\xEF\xBB\xBF";
     return page.substr(0, kMark.size()) == kMark ? page.substr(kMark.size()) : page;
-}
-
-std::size_t expected_sections(std::string_view page) {
-    std::size_t found = page.substr(0, 1) == "[" ? 1 : 0;
-    for (std::size_t at = page.find('['); at != page.npos; at = page.find('[', at + 1)) {
-        found += at > 0 && page[at - 1] == '\n' ? 1 : 0;
-    }
-    return found;
 }
 
 std::string_view take_line(std::string_view& rest) {
@@ -121,6 +124,27 @@ void store_value(std::string_view line, Entry& entry) {
 
 void store_name(std::string_view name, Entry& entry) {
     fill_field(entry.name, name);
+}
+
+std::vector<Entry> parse_ini(std::string_view page) {
+    std::vector<Entry> entries;
+    Entry before_any_section{};
+    std::string_view rest = without_byte_order_mark(page);
+    while (!rest.empty()) {
+        const std::size_t done = page.size() - rest.size();
+        const std::string_view line = take_line(rest);
+        const std::string_view name = section_name(line);
+        if (name.data() == nullptr) {
+            store_value(line, entries.empty() ? before_any_section : entries.back());
+            continue;
+        }
+        if (entries.size() == entries.capacity()) {
+            entries.reserve(next_capacity(entries.size(), done, page.size()));
+        }
+        entries.push_back(entries.empty() ? before_any_section : Entry{});
+        store_name(name, entries.back());
+    }
+    return entries;
 }
 
 } // namespace kt3::config

@@ -36,38 +36,8 @@ void store_value(std::string_view line, _UTIL_GPU_PREFERENCE_NODE& entry);
 // Starts the entry's name; one of 64 characters or more fills the field without a terminator.
 void store_name(std::string_view name, _UTIL_GPU_PREFERENCE_NODE& entry);
 
-// How many sections a page of the usual layout has; others may have more.
-std::size_t expected_sections(std::string_view page);
-
-// Appends the entries to `list` in the order of the page, hands each to `finished` when its section ends, and returns
-// the number of sections. Values in front of the first header belong to the first section: only a second header
-// finishes an entry and starts from zero.
-template<typename Finished>
-std::int32_t parse_ini(std::string_view page, std::vector<_UTIL_GPU_PREFERENCE_NODE>& list, Finished finished) {
-    list.reserve(list.size() + expected_sections(page));
-    std::string_view rest = without_byte_order_mark(page);
-    _UTIL_GPU_PREFERENCE_NODE in_front{};
-    std::int32_t sections = 0;
-    while (!rest.empty()) {
-        const std::string_view line = take_line(rest);
-        const std::string_view name = section_name(line);
-        if (name.data() == nullptr) {
-            store_value(line, sections == 0 ? in_front : list.back());
-            continue;
-        }
-        if (sections == 0) {
-            list.push_back(in_front);
-        } else {
-            finished(list.back());
-            list.emplace_back();
-        }
-        ++sections;
-        store_name(name, list.back());
-    }
-    if (sections > 0) {
-        finished(list.back());
-    }
-    return sections;
-}
+// The entries in the order of the page, one for each section. Values before the first header belong to the first
+// section: only a second header finishes an entry and starts from zero.
+std::vector<_UTIL_GPU_PREFERENCE_NODE> parse_ini(std::string_view page);
 
 } // namespace kt3::config

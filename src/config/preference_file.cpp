@@ -35,9 +35,12 @@ std::int32_t load_file(const char* path) {
         return -1;
     }
     lib_print_func("parseINI %s\n", path);
-    const std::string page = support::read_to_end(file.get());
-    return parse_ini(page, interface_config_list,
-                     [](const _UTIL_GPU_PREFERENCE_NODE& entry) { log_entry(kLoadTag, entry); });
+    const auto read = parse_ini(support::read_to_end(file.get()));
+    interface_config_list.insert(interface_config_list.end(), read.begin(), read.end());
+    for (const auto& entry : read) {
+        log_entry(kLoadTag, entry);
+    }
+    return static_cast<std::int32_t>(read.size());
 }
 
 void save_file(const char* path) {

@@ -9,27 +9,19 @@ using testing::ElementsAre;
 
 namespace {
 
-struct Parsed {
-    std::int32_t sections;
-    std::vector<Entry> entries;
-};
-
-Parsed parse(std::string_view page) {
-    Parsed parsed{};
-    parsed.sections = kt3::config::parse_ini(page, parsed.entries, [](const Entry&) {});
-    return parsed;
-}
+using Entries = std::vector<Entry>;
+using kt3::config::parse_ini;
 
 // The only entry of a page with one section.
 Entry only_entry(std::string_view page) {
-    const Parsed parsed = parse(page);
-    EXPECT_EQ(parsed.sections, 1);
-    return parsed.entries.size() == 1 ? parsed.entries[0] : Entry{};
+    const Entries entries = parse_ini(page);
+    EXPECT_EQ(entries.size(), 1U);
+    return entries.size() == 1 ? entries[0] : Entry{};
 }
 
-std::vector<std::string> names(const Parsed& parsed) {
+std::vector<std::string> names(const Entries& entries) {
     std::vector<std::string> all;
-    for (const Entry& entry : parsed.entries) {
+    for (const Entry& entry : entries) {
         all.emplace_back(entry.name, ::strnlen(entry.name, sizeof entry.name));
     }
     return all;
@@ -73,55 +65,53 @@ TEST(IniReading, LeavesEveryByteThatNoValueFillsZero) {
 }
 
 TEST(IniReading, AByteOrderMarkIsSkipped) {
-    EXPECT_THAT(names(parse("\xEF\xBB\xBF[a]\n")), ElementsAre("a"));
+    EXPECT_THAT(names(parse_ini("\xEF\xBB\xBF[a]\n")), ElementsAre("a"));
     EXPECT_EQ(only_entry("\xEF\xBB\xBF"s + kSample).GpuPrefer, 2);
 }
 
 TEST(IniReading, PartOfAByteOrderMarkIsOrdinaryText) {
-    EXPECT_EQ(parse("\xEF\xBB[a]\n").sections, 0);
-    EXPECT_EQ(parse("\xEF\xBB").sections, 0);
-    EXPECT_EQ(parse("\xEF\xBB\xBF\xEF\xBB\xBF[a]\n").sections, 0);
-    EXPECT_EQ(parse("\xEF\xBB\xBF").sections, 0);
+    EXPECT_EQ(parse_ini("\xEF\xBB[a]\n").size(), 0U);
+    EXPECT_EQ(parse_ini("\xEF\xBB").size(), 0U);
+    EXPECT_EQ(parse_ini("\xEF\xBB\xBF\xEF\xBB\xBF[a]\n").size(), 0U);
+    EXPECT_EQ(parse_ini("\xEF\xBB\xBF").size(), 0U);
 }
 
 TEST(IniReading, ShortFilesAreReadFromTheirStart) {
-    EXPECT_EQ(parse("").sections, 0);
-    EXPECT_EQ(parse("[]").sections, 1);
-    EXPECT_EQ(parse("[a]").sections, 1);
+    EXPECT_EQ(parse_ini("").size(), 0U);
+    EXPECT_EQ(parse_ini("[]").size(), 1U);
+    EXPECT_EQ(parse_ini("[a]").size(), 1U);
 }
 
 TEST(IniReading, TwoSectionsGiveTwoEntriesInFileOrder) {
-    const Parsed parsed = parse("[b]\nGpuPrefer = 1\n[a]\nGpuPrefer = 2\n");
-    EXPECT_EQ(parsed.sections, 2);
-    EXPECT_THAT(names(parsed), ElementsAre("b", "a"));
-    EXPECT_EQ(parsed.entries[0].GpuPrefer, 1);
-    EXPECT_EQ(parsed.entries[1].GpuPrefer, 2);
+    const Entries entries = parse_ini("[b]\nGpuPrefer = 1\n[a]\nGpuPrefer = 2\n");
+    EXPECT_THAT(names(entries), ElementsAre("b", "a"));
+    EXPECT_EQ(entries[0].GpuPrefer, 1);
+    EXPECT_EQ(entries[1].GpuPrefer, 2);
 }
 
 TEST(IniReading, ASecondSectionOfTheSameNameIsAnEntryOfItsOwn) {
-    EXPECT_THAT(names(parse("[a]\n[a]\n")), ElementsAre("a", "a"));
+    EXPECT_THAT(names(parse_ini("[a]\n[a]\n")), ElementsAre("a", "a"));
 }
 
 TEST(IniReading, ValuesOfOneSectionDoNotReachTheNext) {
-    const Parsed parsed = parse("[a]\nFullPath=/a\nGpuPrefer=1\nPreferGpuName=g\nPreferGpuBusID=1:2:3.4\n[b]\n");
+    const Entries entries = parse_ini("[a]\nFullPath=/a\nGpuPrefer=1\nPreferGpuName=g\nPreferGpuBusID=1:2:3.4\n[b]\n");
     Entry expected{};
     expected.name[0] = 'b';
-    ASSERT_EQ(parsed.entries.size(), 2U);
-    EXPECT_EQ(std::memcmp(&parsed.entries[1], &expected, sizeof expected - 3), 0);
+    ASSERT_EQ(entries.size(), 2U);
+    EXPECT_EQ(std::memcmp(&entries[1], &expected, sizeof expected - 3), 0);
 }
 
 TEST(IniReading, APageWithoutSectionsGivesNoEntry) {
-    const Parsed parsed = parse("GpuPrefer = 2\nFullPath = /x\n; nothing\n");
-    EXPECT_EQ(parsed.sections, 0);
-    EXPECT_TRUE(parsed.entries.empty());
+    const Entries entries = parse_ini("GpuPrefer = 2\nFullPath = /x\n; nothing\n");
+    EXPECT_TRUE(entries.empty());
 }
 
 TEST(IniReading, ValuesInFrontOfTheFirstSectionBelongToIt) {
-    const Parsed parsed = parse("FullPath = /early\nGpuPrefer = 3\n[a]\nGpuPrefer = 4\n[b]\n");
-    ASSERT_EQ(parsed.entries.size(), 2U);
-    EXPECT_STREQ(parsed.entries[0].FullPath, "/early");
-    EXPECT_EQ(parsed.entries[0].GpuPrefer, 4);
-    EXPECT_STREQ(parsed.entries[1].FullPath, "");
+    const Entries entries = parse_ini("FullPath = /early\nGpuPrefer = 3\n[a]\nGpuPrefer = 4\n[b]\n");
+    ASSERT_EQ(entries.size(), 2U);
+    EXPECT_STREQ(entries[0].FullPath, "/early");
+    EXPECT_EQ(entries[0].GpuPrefer, 4);
+    EXPECT_STREQ(entries[1].FullPath, "");
 }
 
 TEST(IniReading, ACommentBehindAValueIsCutOff) {
@@ -133,9 +123,9 @@ TEST(IniReading, ASemicolonCutsTheValueItStandsIn) {
 }
 
 TEST(IniReading, ASemicolonInFrontOfTheBracketUndoesAHeader) {
-    EXPECT_EQ(parse("[a;b]\n").sections, 0);
-    EXPECT_EQ(parse(";[a]\n").sections, 0);
-    EXPECT_THAT(names(parse("[a] ; [b]\n")), ElementsAre("a"));
+    EXPECT_EQ(parse_ini("[a;b]\n").size(), 0U);
+    EXPECT_EQ(parse_ini(";[a]\n").size(), 0U);
+    EXPECT_THAT(names(parse_ini("[a] ; [b]\n")), ElementsAre("a"));
 }
 
 TEST(IniReading, KeysAreCaseSensitiveAndWhole) {
@@ -150,23 +140,23 @@ TEST(IniReading, LinesWithoutAnEqualsSignAreIgnored) {
 }
 
 TEST(IniReading, AHeaderWithoutItsClosingBracketIsAnOrdinaryLine) {
-    EXPECT_EQ(parse("[abc\n").sections, 0);
-    EXPECT_THAT(names(parse("[a]\n[abc\nGpuPrefer=1\n")), ElementsAre("a"));
+    EXPECT_EQ(parse_ini("[abc\n").size(), 0U);
+    EXPECT_THAT(names(parse_ini("[a]\n[abc\nGpuPrefer=1\n")), ElementsAre("a"));
 }
 
 TEST(IniReading, AHeaderEndsAtItsFirstClosingBracketAndIgnoresTheRest) {
-    EXPECT_THAT(names(parse("[a]b]\n")), ElementsAre("a"));
-    EXPECT_THAT(names(parse("[a] GpuPrefer = 3\n")), ElementsAre("a"));
+    EXPECT_THAT(names(parse_ini("[a]b]\n")), ElementsAre("a"));
+    EXPECT_THAT(names(parse_ini("[a] GpuPrefer = 3\n")), ElementsAre("a"));
     EXPECT_EQ(only_entry("[a] GpuPrefer = 3\n").GpuPrefer, 0);
-    EXPECT_THAT(names(parse("[key = value]\n")), ElementsAre("key = value"));
+    EXPECT_THAT(names(parse_ini("[key = value]\n")), ElementsAre("key = value"));
 }
 
 TEST(IniReading, ANameKeepsItsInnerBlanksAndMayBeEmpty) {
-    EXPECT_THAT(names(parse("  [ a b ]  \n[]\n")), ElementsAre(" a b ", ""));
+    EXPECT_THAT(names(parse_ini("  [ a b ]  \n[]\n")), ElementsAre(" a b ", ""));
 }
 
 TEST(IniReading, ALineThatOnlyContainsBracketsLaterIsNoHeader) {
-    EXPECT_EQ(parse("x [a]\n").sections, 0);
+    EXPECT_EQ(parse_ini("x [a]\n").size(), 0U);
 }
 
 TEST(IniReading, AValueMayHoldAnEqualsSign) {
@@ -315,21 +305,41 @@ TEST(IniReading, ACommentReachesOnlyToTheEndOfItsPiece) {
 
 TEST(IniReading, AZeroByteEndsItsLine) {
     EXPECT_EQ(only_entry("[a]\nGpuPrefer = 4\0 2\nPreferGpuName = g\0\n"s).GpuPrefer, 4);
-    EXPECT_EQ(parse("\0[a]\n"s).sections, 0);
-    EXPECT_EQ(parse("[a\0]\n"s).sections, 0);
-    EXPECT_THAT(names(parse("[a]\0[b]\n[c]\n"s)), ElementsAre("a", "c"));
+    EXPECT_EQ(parse_ini("\0[a]\n"s).size(), 0U);
+    EXPECT_EQ(parse_ini("[a\0]\n"s).size(), 0U);
+    EXPECT_THAT(names(parse_ini("[a]\0[b]\n[c]\n"s)), ElementsAre("a", "c"));
 }
 
 TEST(IniReading, TheLastLineNeedsNoNewline) {
     EXPECT_EQ(only_entry("[a]\nGpuPrefer = 6").GpuPrefer, 6);
 }
 
-TEST(IniReading, EntriesAreAppendedAndEachIsCompleteWhenItIsHandedOver) {
-    std::vector<Entry> list(1);
-    std::vector<std::pair<std::size_t, std::int32_t>> handed_over;
-    const auto sections =
-        kt3::config::parse_ini("[a]\nGpuPrefer=1\n [b]\nGpuPrefer=2\n[c]\n", list,
-                               [&](const Entry& entry) { handed_over.emplace_back(list.size(), entry.GpuPrefer); });
-    EXPECT_EQ(sections, 3);
-    EXPECT_THAT(handed_over, ElementsAre(testing::Pair(2U, 1), testing::Pair(3U, 2), testing::Pair(4U, 0)));
+TEST(IniReading, LinesThatOnlyBeginLikeAHeaderTakeNoMemory) {
+    std::string page;
+    for (int line = 0; line < 500'000; ++line) {
+        page += "[\n";
+    }
+    EXPECT_EQ(parse_ini(page).capacity(), 0U);
+}
+
+TEST(IniReading, MemoryStaysInProportionToTheSectionsThatAreThere) {
+    std::string page;
+    for (int section = 0; section < 100; ++section) {
+        page += "[a]\n";
+    }
+    page.append(1'000'000, '\n');
+    const Entries entries = parse_ini(page);
+    EXPECT_EQ(entries.size(), 100U);
+    EXPECT_LE(entries.capacity(), 400U);
+}
+
+TEST(IniReading, SectionsThatComeLateAreReadAllTheSame) {
+    std::string page(5000, '\n');
+    for (int section = 0; section < 3000; ++section) {
+        page += "[" + std::to_string(section) + "]\n";
+    }
+    const Entries entries = parse_ini(page);
+    ASSERT_EQ(entries.size(), 3000U);
+    EXPECT_STREQ(entries[0].name, "0");
+    EXPECT_STREQ(entries[2999].name, "2999");
 }

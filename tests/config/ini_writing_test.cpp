@@ -61,15 +61,13 @@ TEST(IniWriting, WhatIsWrittenReadsBackAsTheSameEntry) {
     first.device_number = 17;
     first.function_number = 3;
     const Entry list[] = {first, entry("\xC3\xA4pp", "/opt/\xC3\xA4pp", 1)};
-    std::vector<Entry> back;
-    kt3::config::parse_ini(ini_text(list), back, [](const Entry&) {});
+    const std::vector<Entry> back = kt3::config::parse_ini(ini_text(list));
     ASSERT_EQ(back.size(), 2U);
     EXPECT_EQ(std::memcmp(back.data(), list, sizeof(Entry) - 3), 0);
     EXPECT_EQ(std::memcmp(&back[1], &list[1], sizeof(Entry) - 3), 0);
 }
 
 TEST(IniWriting, ABusIdIsWrittenBackAsTheTextItWasReadFrom) {
-    std::vector<Entry> back;
-    kt3::config::parse_ini("[a]\nPreferGpuBusID = 0000:03:00.0\n", back, [](const Entry&) {});
+    const std::vector<Entry> back = kt3::config::parse_ini("[a]\nPreferGpuBusID = 0000:03:00.0\n");
     EXPECT_NE(ini_text(back).find("PreferGpuBusID = 0000:03:00.0\n"), std::string::npos);
 }

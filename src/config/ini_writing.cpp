@@ -25,12 +25,8 @@ void append_number(std::string& text, std::int32_t number, std::size_t width) {
     text.append(length < width ? width - length : 0, '0').append(digits, length);
 }
 
-// The bus id is decimal although buses are usually shown in hexadecimal: it is read back the same way.
-void append_entry(std::string& text, const _UTIL_GPU_PREFERENCE_NODE& entry) {
-    text.append("[").append(bounded_text(entry.name));
-    text.append("]\nFullPath = ").append(bounded_text(entry.FullPath));
-    text.append("\nPreferGpuName = ").append(bounded_text(entry.PreferGpuName));
-    text.append("\nPreferGpuBusID = ");
+// Decimal although buses are usually shown in hexadecimal: it is read back the same way.
+void append_location(std::string& text, const _UTIL_GPU_PREFERENCE_NODE& entry) {
     append_number(text, entry.bus_domain, 4);
     text.append(":");
     append_number(text, entry.bus_number, 2);
@@ -38,13 +34,29 @@ void append_entry(std::string& text, const _UTIL_GPU_PREFERENCE_NODE& entry) {
     append_number(text, entry.device_number, 2);
     text.append(".");
     append_number(text, entry.function_number, 1);
+}
+
+void append_entry(std::string& text, const _UTIL_GPU_PREFERENCE_NODE& entry) {
+    text.append("[").append(bounded_text(entry.name));
+    text.append("]\nFullPath = ").append(bounded_text(entry.FullPath));
+    text.append("\nPreferGpuName = ").append(bounded_text(entry.PreferGpuName));
+    text.append("\nPreferGpuBusID = ");
+    append_location(text, entry);
     text.append("\nGpuPrefer = ");
     append_number(text, entry.GpuPrefer, 1);
     text.append("\n\n\n");
 }
 
+void append_log_line(std::string& text, std::string_view tag, const _UTIL_GPU_PREFERENCE_NODE& entry) {
+    text.append(tag).append(" ").append(bounded_text(entry.name));
+    text.append(": ").append(bounded_text(entry.FullPath));
+    text.append(", ").append(bounded_text(entry.PreferGpuName)).append(", ");
+    append_location(text, entry);
+    text.append("\n").push_back('\0');
+}
+
 std::size_t size_bound(std::span<const _UTIL_GPU_PREFERENCE_NODE> entries) {
-    std::size_t size = kHeader.size();
+    std::size_t size = 0;
     for (const auto& entry : entries) {
         size += kEntryFrame + sizeof entry.name + sizeof entry.PreferGpuName + bounded_text(entry.FullPath).size();
     }
@@ -55,10 +67,19 @@ std::size_t size_bound(std::span<const _UTIL_GPU_PREFERENCE_NODE> entries) {
 
 std::string ini_text(std::span<const _UTIL_GPU_PREFERENCE_NODE> entries) {
     std::string text;
-    text.reserve(size_bound(entries));
+    text.reserve(kHeader.size() + size_bound(entries));
     text.append(kHeader);
     for (const auto& entry : entries) {
         append_entry(text, entry);
+    }
+    return text;
+}
+
+std::string log_lines(std::string_view tag, std::span<const _UTIL_GPU_PREFERENCE_NODE> entries) {
+    std::string text;
+    text.reserve(tag.size() * entries.size() + size_bound(entries));
+    for (const auto& entry : entries) {
+        append_log_line(text, tag, entry);
     }
     return text;
 }

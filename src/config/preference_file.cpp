@@ -9,14 +9,39 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace kt3::config {
 namespace {
 
+using Entry = _UTIL_GPU_PREFERENCE_NODE;
+
 constexpr const char* kLoadTag = "Load from config:";
 constexpr const char* kSaveTag = "Save to config:";
 constexpr char kBelowHome[] = "/.local/share/tqm_gfx_util.ini";
+
+// A print callback may call in again and change the list, so all lines are put together before the first is logged.
+std::string lines_if_logged(const char* tag, std::span<const Entry> entries) {
+    return pServerPrintCallback == nullptr ? std::string() : log_lines(tag, entries);
+}
+
+void log_each(const std::string& lines) {
+    const char* const end = lines.data() + lines.size();
+    for (const char* line = lines.data(); line != end; line += std::strlen(line) + 1) {
+        lib_print_func("%s", line);
+    }
+}
+
+void append(std::vector<Entry>& list, std::vector<Entry>&& more) {
+    if (list.empty()) {
+        list = std::move(more);
+    } else {
+        list.insert(list.end(), more.begin(), more.end());
+    }
+}
 
 } // namespace
 
@@ -34,13 +59,13 @@ std::int32_t load_file(const char* path) {
         lib_print_func("parseINI fail to open %s\n", path == nullptr ? "(null)" : path);
         return -1;
     }
+    std::vector<Entry> read = parse_ini(support::read_to_end(file.get()));
+    const auto sections = static_cast<std::int32_t>(read.size());
+    const std::string lines = lines_if_logged(kLoadTag, read);
+    append(interface_config_list, std::move(read));
     lib_print_func("parseINI %s\n", path);
-    const auto read = parse_ini(support::read_to_end(file.get()));
-    interface_config_list.insert(interface_config_list.end(), read.begin(), read.end());
-    for (const auto& entry : read) {
-        log_entry(kLoadTag, entry);
-    }
-    return static_cast<std::int32_t>(read.size());
+    log_each(lines);
+    return sections;
 }
 
 void save_file(const char* path) {
@@ -48,17 +73,14 @@ void save_file(const char* path) {
         lib_print_func("savefile_INI: can't open %s \n", path == nullptr ? "(null)" : path);
         return;
     }
+    const std::string lines = lines_if_logged(kSaveTag, interface_config_list);
     lib_print_func("-------------------------\n");
-    for (const auto& entry : interface_config_list) {
-        log_entry(kSaveTag, entry);
-    }
+    log_each(lines);
     lib_print_func("\n");
 }
 
-// Text fields may lack a terminator, hence the bounds.
-void log_entry(const char* tag, const _UTIL_GPU_PREFERENCE_NODE& entry) {
-    lib_print_func("%s %.64s: %.512s, %.16s, %04d:%02d:%02d.%d\n", tag, entry.name, entry.FullPath, entry.PreferGpuName,
-                   entry.bus_domain, entry.bus_number, entry.device_number, entry.function_number);
+void log_entry(const char* tag, const Entry& entry) {
+    log_each(lines_if_logged(tag, {&entry, 1}));
 }
 
 } // namespace kt3::config

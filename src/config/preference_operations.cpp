@@ -21,8 +21,8 @@ constexpr std::size_t kFieldBytes = offsetof(Entry, reserved) + sizeof Entry::re
 
 void load_on_first_use() {
     if (!config_state().loaded) {
+        config_state().loaded = true; // first, because a print callback may ask for preferences while they are loaded
         util_init_config_files();
-        config_state().loaded = true;
     }
 }
 

@@ -1,15 +1,16 @@
 #include "allocation/snapshot.hpp"
 
 #include "allocation/info_page.hpp"
+#include "support/retries.hpp"
 #include "support/say_line.hpp"
 
 #include <algorithm>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace kt3::allocation {
-
 namespace {
+
+using namespace std::chrono_literals;
 
 // A directory counts its subdirectories as links, which saves growing the list step by step. Only a hint: file systems
 // that do not count, and entries that come and go, cost nothing but the growing.
@@ -44,15 +45,7 @@ bool walk_allocations(const DebugTree& tree, Records& records) {
 }
 
 bool take_snapshot(const DebugTree& tree, Records& records) {
-    constexpr int kTries = 10;
-    constexpr useconds_t kPause = 5000;
-    for (int tries = 0; tries < kTries; ++tries) {
-        if (walk_allocations(tree, records)) {
-            return true;
-        }
-        ::usleep(kPause);
-    }
-    return false;
+    return support::walk_with_retries(5ms, [&] { return walk_allocations(tree, records); });
 }
 
 } // namespace kt3::allocation

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdio>
-#include <unistd.h>
 
 namespace kt3::vmdump {
 
@@ -27,19 +26,6 @@ inline PlacePath file_path(const char* driver_directory, const char* kind, const
     PlacePath path;
     std::snprintf(path.text, sizeof path.text, "%s/%s/%s/%s", driver_directory, kind, entry, file);
     return path;
-}
-
-// A client that goes away in the middle of a walk spoils it; the next walk no longer sees the client. Calls `walk` up
-// to 10 times, until it gives true, with a millisecond behind every failure.
-template<typename Walk>
-bool walk_with_retries(Walk walk) {
-    for (int tries = 0; tries < 10; ++tries) {
-        if (walk()) {
-            return true;
-        }
-        ::usleep(1000);
-    }
-    return false;
 }
 
 } // namespace kt3::vmdump

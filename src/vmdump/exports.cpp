@@ -3,6 +3,7 @@
 
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 #include "support/bounded_copy.hpp"
+#include "support/retries.hpp"
 #include "support/say_line.hpp"
 #include "vmdump/allocation_nodes.hpp"
 #include "vmdump/client_owner.hpp"
@@ -15,6 +16,7 @@
 #include "vmdump/table_lookup.hpp"
 
 using namespace kt3;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -107,7 +109,7 @@ KT3_EXPORT int get_PageTable_data(std::vector<data_vectors>& list) {
 }
 
 KT3_EXPORT int get_PageTable_data_try(std::vector<data_vectors>& list) {
-    return status_of(vmdump::walk_with_retries([&] { return get_PageTable_data(list) >= 0; }));
+    return status_of(support::walk_with_retries(1ms, [&] { return get_PageTable_data(list) >= 0; }));
 }
 
 // ---- page tables ----------------------------------------------------------------------------------------------------
@@ -154,7 +156,7 @@ KT3_EXPORT int get_alloction_data_try(std::vector<allcation_Info>& list) {
 }
 
 KT3_EXPORT int get_alloction_data(std::vector<allcation_Info>& list) {
-    return status_of(vmdump::walk_with_retries([&] { return get_alloction_data_try(list) >= 0; }));
+    return status_of(support::walk_with_retries(1ms, [&] { return get_alloction_data_try(list) >= 0; }));
 }
 
 KT3_EXPORT std::vector<std::string> split_VmNode_Info(std::string text) {

@@ -3,12 +3,11 @@
 #include "allocation/driver_tree.hpp"
 #include "support/descriptors.hpp"
 #include "support/log_capture.hpp"
+#include "support/standing_clock.hpp"
 
-#include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdexcept>
-#include <unistd.h>
 
 using namespace kt3::tests;
 using Records = std::vector<_GFX_ALLOCATION_INFO>;
@@ -25,20 +24,7 @@ std::vector<std::int32_t> widths(const Records& records) {
 
 constexpr const char* kSkipped = "Fail to read allocation info. skip...\n";
 
-// The pauses between tries, in microseconds, and what the driver does during the next one.
-std::vector<useconds_t> pauses;
-std::function<void()> during_pause;
-
 } // namespace
-
-// Stands in for the C library's: a pause is noted and takes no time.
-extern "C" int usleep(useconds_t microseconds) {
-    pauses.push_back(microseconds);
-    if (during_pause) {
-        during_pause();
-    }
-    return 0;
-}
 
 TEST(Snapshot, AppendsNothingForAnEmptyDirectory) {
     DriverTree driver;
@@ -112,11 +98,23 @@ TEST(Snapshot, TriesTenTimesToOpenAMissingDirectory) {
 TEST(Snapshot, PausesFiveMillisecondsAfterEveryFailedTryTheTenthIncluded) {
     DriverTree driver;
     driver.kernel.remove(DriverTree::path("allocations"));
-    pauses.clear();
+    StandingClock clock;
     Records records;
     OutputCapture output;
     EXPECT_EQ(get_current_allocation_data(records, 0, 1), -1);
-    EXPECT_EQ(pauses, std::vector<useconds_t>(10, 5000));
+    EXPECT_EQ(clock.pauses, std::vector<long>(10, 5000));
+}
+
+// The standing clock interrupts every pause three times.
+TEST(Snapshot, PausesNoShorterUnderTheSignalsOfAClientsTimer) {
+    DriverTree driver;
+    driver.kernel.remove(DriverTree::path("allocations"));
+    StandingClock clock;
+    const long start = clock.now();
+    Records records;
+    OutputCapture output;
+    EXPECT_EQ(get_current_allocation_data(records, 0, 1), -1);
+    EXPECT_EQ(clock.now() - start, 50'000'000);
 }
 
 TEST(Snapshot, StopsAtTheFirstTryThatSucceedsAndKeepsWhatTheFailedOnesRead) {
@@ -124,27 +122,26 @@ TEST(Snapshot, StopsAtTheFirstTryThatSucceedsAndKeepsWhatTheFailedOnesRead) {
     driver.allocation("1", "width=1\n").allocation("2", "width=2\n").allocation("3", "width=3\n");
     const std::string last = driver.listing("allocations")[2];
     driver.kernel.remove(DriverTree::path("allocations/" + last + "/info"));
-    pauses.clear();
-    during_pause = [&] {
-        if (pauses.size() == 2) {
+    StandingClock clock;
+    clock.during_pause = [&] {
+        if (clock.pauses.size() == 2) {
             driver.allocation(last, "width=" + last + "\n");
         }
     };
     Records records;
     OutputCapture output;
     EXPECT_EQ(get_current_allocation_data(records, 0, 1), 0);
-    during_pause = nullptr;
-    EXPECT_EQ(pauses.size(), 2U);
+    EXPECT_EQ(clock.pauses.size(), 2U);
     EXPECT_EQ(occurrences(output.text(), kSkipped), 2U);
     EXPECT_EQ(records.size(), 2U + 2U + 3U);
 }
 
 TEST(Snapshot, TakesNoPauseWhenTheFirstTrySucceeds) {
     DriverTree driver;
-    pauses.clear();
+    StandingClock clock;
     Records records;
     EXPECT_EQ(get_current_allocation_data(records, 0, 1), 0);
-    EXPECT_TRUE(pauses.empty());
+    EXPECT_TRUE(clock.pauses.empty());
 }
 
 TEST(Snapshot, AbandonsTheWalkAtAnEntryWithoutAPage) {

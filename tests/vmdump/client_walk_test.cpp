@@ -1,5 +1,6 @@
 #include "support/descriptors.hpp"
 #include "support/log_capture.hpp"
+#include "support/standing_clock.hpp"
 #include "vmdump/client_walk.hpp"
 #include "vmdump/dump_text.hpp"
 #include "vmdump/vm_kernel.hpp"
@@ -178,6 +179,20 @@ TEST(ClientWalk, WaitsAMillisecondBehindEveryFailedTryAndBehindNoGoodOne) {
     kernel.remove(kDriver + "/devices").remove(kDriver + "/allocations");
     EXPECT_GE(time_of(walk, -1), std::chrono::milliseconds(10));
     EXPECT_GE(time_of(walk_nodes, -1), std::chrono::milliseconds(10));
+}
+
+// The standing clock interrupts every pause three times.
+TEST(ClientWalk, WaitsNoShorterUnderTheSignalsOfAClientsTimer) {
+    VmKernel kernel;
+    kernel.remove(kDriver + "/devices").remove(kDriver + "/allocations");
+    std::vector<data_vectors> clients;
+    std::vector<allcation_Info> nodes;
+    StandingClock clock;
+    const long start = clock.now();
+    EXPECT_EQ(get_PageTable_data_try(clients), -1);
+    EXPECT_EQ(get_alloction_data(nodes), -1);
+    EXPECT_EQ(clock.pauses, std::vector<long>(20, 1000));
+    EXPECT_EQ(clock.now() - start, 20'000'000);
 }
 
 TEST(ClientWalk, HoldsDuplicatesWhenAClientVanishesBetweenTwoTries) {

@@ -11,10 +11,6 @@ namespace {
 
 constexpr std::size_t kLongestPath = 1024;
 
-bool is_dot_entry(const char* name) {
-    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
-}
-
 // "entry/leaf", relative to the listing. Directory entries have at most 255 characters, so both always fit.
 void join(char (&path)[kLongestPath], const char* entry, const char* leaf) {
     char* end = ::stpcpy(path, entry);
@@ -24,29 +20,23 @@ void join(char (&path)[kLongestPath], const char* entry, const char* leaf) {
 
 } // namespace
 
-support::Dir open_listing(const DebugTree& tree, const char* name) {
+support::Listing list_directory(const DebugTree& tree, const char* name) {
     char path[kLongestPath];
     std::snprintf(path, sizeof path, "%s/%s", tree.directory, name);
-    support::Dir listing(::opendir(path));
-    if (!listing) {
+    return support::Listing(path);
+}
+
+bool is_listed_whole(const support::Listing& listing) {
+    if (listing.failed()) {
         support::say_line("Error opening directory");
     }
-    return listing;
+    return !listing.failed();
 }
 
-const char* next_entry(const support::Dir& listing) {
-    while (const dirent* entry = ::readdir(listing.get())) {
-        if (!is_dot_entry(entry->d_name)) {
-            return entry->d_name;
-        }
-    }
-    return nullptr;
-}
-
-std::optional<std::string_view> PageReader::read(const support::Dir& listing, const char* entry, const char* leaf) {
+std::optional<std::string_view> PageReader::read(const support::Listing& listing, const char* entry, const char* leaf) {
     char path[kLongestPath];
     join(path, entry, leaf);
-    const support::Fd file = support::open_for_reading(::dirfd(listing.get()), path);
+    const support::Fd file = support::open_for_reading(listing.descriptor(), path);
     if (!file) {
         return std::nullopt;
     }

@@ -1,10 +1,9 @@
 #pragma once
 // Walking the driver's debugfs directories, which hold one subdirectory per object.
 
-#include "support/owned.hpp"
+#include "support/listing.hpp"
 
 #include <cstddef>
-#include <dirent.h>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -17,18 +16,18 @@ struct DebugTree {
     bool va_driver;        // the driver reports "VA=1"
 };
 
-// Opens the directory `name` of the tree; says "Error opening directory" when that fails.
-support::Dir open_listing(const DebugTree& tree, const char* name);
+// Lists the directory `name` of the tree.
+support::Listing list_directory(const DebugTree& tree, const char* name);
 
-// The next entry's name in the order of the listing, without "." and ".."; null at the end.
-const char* next_entry(const support::Dir& listing);
+// Whether the walk has seen every entry; says "Error opening directory" when the listing failed.
+bool is_listed_whole(const support::Listing& listing);
 
 // Reads files one after the other into memory that is kept from one to the next and grows for longer ones.
 class PageReader {
 public:
     // The whole file `entry`/`leaf` below the listing, until the next call. Nothing when it cannot be opened. A read
     // error ends the page.
-    std::optional<std::string_view> read(const support::Dir& listing, const char* entry, const char* leaf);
+    std::optional<std::string_view> read(const support::Listing& listing, const char* entry, const char* leaf);
 
 private:
     void grow();

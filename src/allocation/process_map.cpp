@@ -49,14 +49,11 @@ private:
 
 bool read_process_map(const DebugTree& tree, ProcessMap maps) {
     std::fill(maps.begin(), maps.end(), _GFX_DEVICE_PID_MAP{});
-    const support::Dir listing = open_listing(tree, "devices");
-    if (!listing) {
-        return false;
-    }
+    support::Listing listing = list_directory(tree, "devices");
     PageReader pages;
     NamesOfOneCall names;
     std::size_t filled = 0;
-    while (const char* entry = next_entry(listing)) {
+    while (const char* entry = listing.next()) {
         const auto page = pages.read(listing, entry, tree.va_driver ? "info" : entry);
         if (!page) {
             support::say_line("Fail to read devices info. skip...");
@@ -75,7 +72,7 @@ bool read_process_map(const DebugTree& tree, ProcessMap maps) {
             return true;
         }
     }
-    return true;
+    return is_listed_whole(listing);
 }
 
 } // namespace kt3::allocation

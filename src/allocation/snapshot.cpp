@@ -14,11 +14,11 @@ using namespace std::chrono_literals;
 
 // A directory counts its subdirectories as links, which saves growing the list step by step. Only a hint: file systems
 // that do not count, and entries that come and go, cost nothing but the growing.
-void reserve_for(const support::Dir& listing, Records& records) {
+void reserve_for(const support::Listing& listing, Records& records) {
     constexpr nlink_t kOwnLinks = 2;
     constexpr nlink_t kMostBelieved = 1 << 16;
     struct ::stat directory = {};
-    if (::fstat(::dirfd(listing.get()), &directory) == 0 && directory.st_nlink > kOwnLinks) {
+    if (::fstat(listing.descriptor(), &directory) == 0 && directory.st_nlink > kOwnLinks) {
         records.reserve(records.size() + std::min(directory.st_nlink - kOwnLinks, kMostBelieved));
     }
 }
@@ -26,13 +26,10 @@ void reserve_for(const support::Dir& listing, Records& records) {
 } // namespace
 
 bool walk_allocations(const DebugTree& tree, Records& records) {
-    const support::Dir listing = open_listing(tree, "allocations");
-    if (!listing) {
-        return false;
-    }
+    support::Listing listing = list_directory(tree, "allocations");
     reserve_for(listing, records);
     PageReader pages;
-    while (const char* entry = next_entry(listing)) {
+    while (const char* entry = listing.next()) {
         const auto page = pages.read(listing, entry, "info");
         if (!page) {
             // The walk ends here although the message speaks of skipping: clients rely on the retry.
@@ -41,7 +38,7 @@ bool walk_allocations(const DebugTree& tree, Records& records) {
         }
         records.push_back(parse_info_page(*page, tree.va_driver));
     }
-    return true;
+    return is_listed_whole(listing);
 }
 
 bool take_snapshot(const DebugTree& tree, Records& records) {

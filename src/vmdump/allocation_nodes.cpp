@@ -2,6 +2,7 @@
 
 #include "support/checked_numbers.hpp"
 #include "support/file_reading.hpp"
+#include "support/listing.hpp"
 #include "support/say_line.hpp"
 #include "vmdump/debugfs_places.hpp"
 #include "vmdump/digit_words.hpp"
@@ -54,10 +55,6 @@ std::int64_t number_of(const std::string& text) {
     return usual ? *usual : any_number(text);
 }
 
-bool is_allocation(std::string_view name) {
-    return name != "." && name != "..";
-}
-
 } // namespace
 
 std::string_view next_node(std::string_view& text) {
@@ -95,25 +92,19 @@ allcation_Info make_node(std::string_view node, std::string_view handle) {
 }
 
 bool walk_allocations(const char* driver_directory, std::vector<allcation_Info>& list) {
-    const support::Dir allocations(::opendir(directory_path(driver_directory, kAllocations).text));
-    if (!allocations) {
-        return false;
-    }
+    support::Listing allocations(directory_path(driver_directory, kAllocations).text);
     TextBuffer buffer;
-    while (const dirent* entry = ::readdir(allocations.get())) {
-        if (!is_allocation(entry->d_name)) {
-            continue;
-        }
-        auto text = buffer.read(file_path(driver_directory, kAllocations, entry->d_name, "vm_info").text);
+    while (const char* handle = allocations.next()) {
+        auto text = buffer.read(file_path(driver_directory, kAllocations, handle, "vm_info").text);
         if (!text) {
             support::say_line("Fail to read allocation info.. skip and try it again...");
             return false;
         }
         for (std::string_view node = next_node(*text); !node.empty(); node = next_node(*text)) {
-            list.push_back(make_node(node, entry->d_name));
+            list.push_back(make_node(node, handle));
         }
     }
-    return true;
+    return !allocations.failed();
 }
 
 void fill_entries(_GFX_VM_ALLOCATION_DATA* entries, const std::vector<allcation_Info>& list) {

@@ -17,7 +17,7 @@ std::vector<std::string> split_nodes(std::string_view text);
 allcation_Info make_node(std::string_view node, std::string_view handle);
 
 // Appends every node of every allocation below the driver directory. False when the directory or a file cannot be
-// opened (the latter with one line on standard output); what was appended until then stays.
+// read (the latter with one line on standard output); what was appended until then stays.
 bool walk_allocations(const char* driver_directory, std::vector<allcation_Info>& list);
 
 // One entry per node. Malformed numbers raise the "stoi" and "stoll" errors with the entries before filled.

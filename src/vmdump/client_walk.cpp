@@ -1,6 +1,7 @@
 #include "vmdump/client_walk.hpp"
 
 #include "support/bounded_copy.hpp"
+#include "support/listing.hpp"
 #include "vmdump/client_owner.hpp"
 #include "vmdump/client_record.hpp"
 #include "vmdump/debugfs_places.hpp"
@@ -11,8 +12,8 @@
 namespace kt3::vmdump {
 namespace {
 
-// The two last are the driver's own contexts.
-constexpr std::string_view kNoClients[] = {".", "..", "00000000", "02000000"};
+// The driver's own contexts.
+constexpr std::string_view kNoClients[] = {"00000000", "02000000"};
 
 bool is_client(std::string_view name) {
     return std::find(std::begin(kNoClients), std::end(kNoClients), name) == std::end(kNoClients);
@@ -32,24 +33,21 @@ bool read_client(const char* driver_directory, const char* name, data_vectors& r
 } // namespace
 
 bool walk_clients(const char* driver_directory, std::vector<data_vectors>& list) {
-    const support::Dir clients(::opendir(directory_path(driver_directory, kClients).text));
-    if (!clients) {
-        return false;
-    }
+    support::Listing clients(directory_path(driver_directory, kClients).text);
     data_vectors record;
-    while (const dirent* entry = ::readdir(clients.get())) {
-        if (!is_client(entry->d_name)) {
+    while (const char* name = clients.next()) {
+        if (!is_client(name)) {
             continue;
         }
         make_ready(record);
-        if (!read_client(driver_directory, entry->d_name, record)) {
+        if (!read_client(driver_directory, name, record)) {
             return false;
         }
         if (support::bounded_text(record.app_name) != "0") {
             hand_over(record, list);
         }
     }
-    return true;
+    return !clients.failed();
 }
 
 } // namespace kt3::vmdump

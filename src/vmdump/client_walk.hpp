@@ -5,7 +5,7 @@
 
 namespace kt3::vmdump {
 
-// Appends one record per client below the driver directory. False when a directory or file cannot be opened; the
+// Appends one record per client below the driver directory. False when a directory or file cannot be read; the
 // records appended until then stay.
 bool walk_clients(const char* driver_directory, std::vector<data_vectors>& list);
 

@@ -4,6 +4,7 @@
 #include "allocation/driver_tree.hpp"
 #include "allocation/package_name.hpp"
 #include "support/descriptors.hpp"
+#include "support/failing_listings.hpp"
 #include "support/log_capture.hpp"
 
 #include <gmock/gmock.h>
@@ -163,6 +164,18 @@ TEST(ProcessMap, SaysThatTheDirectoryIsMissing) {
     EXPECT_EQ(maps.read(), -1);
     EXPECT_EQ(output.text(), "Error opening directory\n");
     EXPECT_EQ(maps.filled(), 0);
+}
+
+TEST(ProcessMap, TakesAListingThatFailsForADirectoryThatCannotBeOpened) {
+    DriverTree driver;
+    driver.va_device("1", "handle = a0\n");
+    const std::string real = driver.kernel.real(DriverTree::kDirectory).string();
+    EXPECT_TRUE(holds_while_listings_fail([&] {
+        _GFX_DEVICE_PID_MAP maps[ALLOCATION_SUMMARY_MAX];
+        OutputCapture output;
+        return !kt3::allocation::read_process_map({real.c_str(), true}, kt3::allocation::ProcessMap(maps)) &&
+               output.text() == "Error opening directory\n";
+    }));
 }
 
 TEST(ProcessMap, StopsAtADeviceWithoutAPageAndKeepsThoseBeforeIt) {

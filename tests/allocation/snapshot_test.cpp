@@ -2,6 +2,7 @@
 
 #include "allocation/driver_tree.hpp"
 #include "support/descriptors.hpp"
+#include "support/failing_listings.hpp"
 #include "support/log_capture.hpp"
 #include "support/standing_clock.hpp"
 
@@ -115,6 +116,18 @@ TEST(Snapshot, PausesNoShorterUnderTheSignalsOfAClientsTimer) {
     OutputCapture output;
     EXPECT_EQ(get_current_allocation_data(records, 0, 1), -1);
     EXPECT_EQ(clock.now() - start, 50'000'000);
+}
+
+TEST(Snapshot, TakesAListingThatFailsForADirectoryThatCannotBeOpened) {
+    DriverTree driver;
+    driver.allocation("1", "width=1\n");
+    const std::string real = driver.kernel.real(DriverTree::kDirectory).string();
+    EXPECT_TRUE(holds_while_listings_fail([&] {
+        Records records;
+        OutputCapture output;
+        return !kt3::allocation::walk_allocations({real.c_str(), true}, records) &&
+               output.text() == "Error opening directory\n";
+    }));
 }
 
 TEST(Snapshot, StopsAtTheFirstTryThatSucceedsAndKeepsWhatTheFailedOnesRead) {

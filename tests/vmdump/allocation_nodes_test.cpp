@@ -1,3 +1,4 @@
+#include "support/failing_listings.hpp"
 #include "support/log_capture.hpp"
 #include "support/raised_error.hpp"
 #include "vmdump/allocation_nodes.hpp"
@@ -107,6 +108,16 @@ TEST(AllocationWalk, FailsSilentlyWithoutADirectory) {
     OutputCapture output;
     EXPECT_EQ(get_alloction_data(list), -1);
     EXPECT_EQ(output.text(), "");
+}
+
+TEST(AllocationWalk, TakesAListingThatFailsForADirectoryThatCannotBeOpened) {
+    VmKernel kernel;
+    const std::string real = kernel.real(kDriver).string();
+    EXPECT_TRUE(holds_while_listings_fail([&] {
+        std::vector<allcation_Info> list;
+        OutputCapture output;
+        return !kt3::vmdump::walk_allocations(real.c_str(), list) && output.text().empty();
+    }));
 }
 
 TEST(AllocationWalk, SaysWhenAFileCannotBeOpenedAndIsTriedTenTimes) {

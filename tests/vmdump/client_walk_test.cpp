@@ -1,4 +1,5 @@
 #include "support/descriptors.hpp"
+#include "support/failing_listings.hpp"
 #include "support/log_capture.hpp"
 #include "support/standing_clock.hpp"
 #include "vmdump/client_walk.hpp"
@@ -135,6 +136,16 @@ TEST(ClientWalk, TakesEveryOtherEntryForAClientDirectory) {
     OutputCapture output;
     EXPECT_EQ(get_PageTable_data(list), -1);
     EXPECT_EQ(output.text(), "Fail to read pid info. skip...\n");
+}
+
+TEST(ClientWalk, TakesAListingThatFailsForADirectoryThatCannotBeOpened) {
+    VmKernel kernel;
+    const std::string real = kernel.real(kDriver).string();
+    EXPECT_TRUE(holds_while_listings_fail([&] {
+        std::vector<data_vectors> list;
+        OutputCapture output;
+        return !kt3::vmdump::walk_clients(real.c_str(), list) && output.text().empty();
+    }));
 }
 
 TEST(ClientWalk, KeepsWhatItAppendedBeforeAFailure) {

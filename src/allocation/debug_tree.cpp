@@ -33,26 +33,10 @@ bool is_listed_whole(const support::Listing& listing) {
     return !listing.failed();
 }
 
-std::optional<std::string_view> PageReader::read(const support::Listing& listing, const char* entry, const char* leaf) {
+support::Fd open_page(const support::Listing& listing, const char* entry, const char* leaf) {
     char path[kLongestPath];
     join(path, entry, leaf);
-    const support::Fd file = support::open_for_reading(listing.descriptor(), path);
-    if (!file) {
-        return std::nullopt;
-    }
-    std::size_t length = support::read_page(file.get(), bytes_.get(), capacity_);
-    while (length == capacity_) {
-        grow();
-        length += support::read_page(file.get(), bytes_.get() + length, capacity_ - length);
-    }
-    return std::string_view(bytes_.get(), length);
-}
-
-void PageReader::grow() {
-    auto larger = std::make_unique_for_overwrite<char[]>(capacity_ * 2);
-    std::memcpy(larger.get(), bytes_.get(), capacity_);
-    bytes_ = std::move(larger);
-    capacity_ *= 2;
+    return support::open_for_reading(listing.descriptor(), path);
 }
 
 } // namespace kt3::allocation

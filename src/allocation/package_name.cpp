@@ -1,9 +1,9 @@
 #include "allocation/package_name.hpp"
 
 #include "support/file_reading.hpp"
+#include "support/read_once.hpp"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -29,27 +29,26 @@ std::size_t first_argument_end(const char* line, std::size_t length) {
 struct Line {
     char text[kLongestLine];
     std::size_t length = 0; // of the first argument
-    bool anything_read = false;
 };
 
-// Reads until the first argument is complete, which the first read usually gives.
-void read_first_argument(int file, Line& line) {
+// Reads until the first argument is complete, which the first read usually gives. False when there is nothing to read,
+// and after a read error.
+bool read_first_argument(int file, Line& line) {
     std::size_t filled = 0;
-    while (filled < kLongestLine) {
-        const ssize_t got = ::read(file, line.text + filled, kLongestLine - filled);
-        if (got < 0 && errno == EINTR) {
-            continue;
+    std::size_t end = std::string_view::npos;
+    while (filled < kLongestLine && end == std::string_view::npos) {
+        const ssize_t got = support::read_once(file, line.text + filled, kLongestLine - filled);
+        if (got < 0) {
+            return false;
         }
-        if (got <= 0) {
+        if (got == 0) {
             break;
         }
-        line.anything_read = true;
         filled += static_cast<std::size_t>(got);
-        line.length = std::min(filled, first_argument_end(line.text, filled));
-        if (line.length < filled) {
-            break;
-        }
+        end = first_argument_end(line.text, filled);
     }
+    line.length = std::min(end, filled);
+    return filled > 0;
 }
 
 void copy(std::string_view text, char* name) {
@@ -76,8 +75,7 @@ bool read_package_name(std::int32_t pid, char* name, std::int32_t limit) {
         return true;
     }
     Line line;
-    read_first_argument(file.get(), line);
-    if (!line.anything_read) {
+    if (!read_first_argument(file.get(), line)) {
         return false;
     }
     copy(short_program_name({line.text, line.length}, limit), name);

@@ -11,7 +11,8 @@ namespace kt3::allocation {
 std::string_view short_program_name(std::string_view first_argument, std::int32_t limit);
 
 // Writes the program name of a process, terminated, into `name`, which has room for 64 characters and for `limit`. A
-// process that is gone has the empty name. False, with nothing written, for an empty command line.
+// process that is gone has the empty name. False, with nothing written, for a command line that is empty or cannot be
+// read.
 bool read_package_name(std::int32_t pid, char* name, std::int32_t limit);
 
 } // namespace kt3::allocation

@@ -2,6 +2,7 @@
 
 #include "allocation/device_page.hpp"
 #include "allocation/package_name.hpp"
+#include "support/page_buffer.hpp"
 #include "support/say_line.hpp"
 
 #include <algorithm>
@@ -50,11 +51,11 @@ private:
 bool read_process_map(const DebugTree& tree, ProcessMap maps) {
     std::fill(maps.begin(), maps.end(), _GFX_DEVICE_PID_MAP{});
     support::Listing listing = list_directory(tree, "devices");
-    PageReader pages;
+    support::PageBuffer pages;
     NamesOfOneCall names;
     std::size_t filled = 0;
     while (const char* entry = listing.next()) {
-        const auto page = pages.read(listing, entry, tree.va_driver ? "info" : entry);
+        const auto page = pages.read(open_page(listing, entry, tree.va_driver ? "info" : entry));
         if (!page) {
             support::say_line("Fail to read devices info. skip...");
             return false;

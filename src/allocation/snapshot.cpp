@@ -1,6 +1,7 @@
 #include "allocation/snapshot.hpp"
 
 #include "allocation/info_page.hpp"
+#include "support/page_buffer.hpp"
 #include "support/retries.hpp"
 #include "support/say_line.hpp"
 
@@ -28,9 +29,9 @@ void reserve_for(const support::Listing& listing, Records& records) {
 bool walk_allocations(const DebugTree& tree, Records& records) {
     support::Listing listing = list_directory(tree, "allocations");
     reserve_for(listing, records);
-    PageReader pages;
+    support::PageBuffer pages;
     while (const char* entry = listing.next()) {
-        const auto page = pages.read(listing, entry, "info");
+        const auto page = pages.read(open_page(listing, entry, "info"));
         if (!page) {
             // The walk ends here although the message speaks of skipping: clients rely on the retry.
             support::say_line("Fail to read allocation info. skip...");

@@ -3,38 +3,16 @@
 #include "support/checked_numbers.hpp"
 #include "support/file_reading.hpp"
 #include "support/listing.hpp"
+#include "support/page_buffer.hpp"
 #include "support/say_line.hpp"
 #include "vmdump/debugfs_places.hpp"
 #include "vmdump/digit_words.hpp"
 #include "vmdump/line_fields.hpp"
 
-#include <optional>
-
 namespace kt3::vmdump {
 namespace {
 
 constexpr std::string_view kSeparator = "=====vm node info=====";
-
-// Most files fit into the first room. It serves a whole walk and only grows.
-class TextBuffer {
-public:
-    // The text of the file, good until the next call. Nothing when the file cannot be opened.
-    std::optional<std::string_view> read(const char* path) {
-        const support::Fd file = support::open_for_reading(AT_FDCWD, path);
-        if (!file) {
-            return std::nullopt;
-        }
-        std::size_t filled = support::read_page(file.get(), room_.data(), room_.size());
-        while (filled == room_.size()) {
-            room_.resize(room_.size() * 2);
-            filled += support::read_page(file.get(), room_.data() + filled, room_.size() - filled);
-        }
-        return std::string_view(room_.data(), filled);
-    }
-
-private:
-    std::vector<char> room_ = std::vector<char>(16 * 1024);
-};
 
 // The exact rules, for texts of any shape. Kept out of the loop over entries.
 [[gnu::noinline]] std::int32_t any_process(const std::string& text) {
@@ -93,9 +71,10 @@ allcation_Info make_node(std::string_view node, std::string_view handle) {
 
 bool walk_allocations(const char* driver_directory, std::vector<allcation_Info>& list) {
     support::Listing allocations(directory_path(driver_directory, kAllocations).text);
-    TextBuffer buffer;
+    support::PageBuffer pages;
     while (const char* handle = allocations.next()) {
-        auto text = buffer.read(file_path(driver_directory, kAllocations, handle, "vm_info").text);
+        const PlacePath path = file_path(driver_directory, kAllocations, handle, "vm_info");
+        auto text = pages.read(support::open_for_reading(AT_FDCWD, path.text));
         if (!text) {
             support::say_line("Fail to read allocation info.. skip and try it again...");
             return false;

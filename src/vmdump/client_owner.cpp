@@ -38,17 +38,18 @@ std::string read_all(std::FILE* pipe) {
 } // namespace
 
 bool read_process_id(const char* info_path, data_vectors& record) {
-    const auto take_owner_line = [&record, found = false](std::string_view text, bool last) mutable {
+    // Nothing is read after the owner line, so a file that fails there is no failure.
+    const auto take_owner_line = [&record](std::string_view text, bool last) {
         std::string_view left = text;
-        while (!found && has_line(left, last)) {
+        while (has_line(left, last) || contains(left, "\n")) {
             const std::string_view line = first_line(left);
-            left.remove_prefix(line.size());
-            found = contains(visible(line), "pid");
-            if (found) {
+            if (contains(visible(line), "pid")) {
                 copy_field(record.pid, pid_of_line(visible(line)), "pid");
+                return kEnough;
             }
+            left.remove_prefix(line.size());
         }
-        return found ? text.size() : text.size() - left.size();
+        return text.size() - left.size();
     };
     if (!read_in_blocks(info_path, take_owner_line)) {
         support::say_line("Fail to read pid info. skip...");

@@ -4,6 +4,7 @@
 // text is concerned; what follows up to the newline is skipped.
 
 #include "support/file_reading.hpp"
+#include "support/read_once.hpp"
 
 #include <cstring>
 #include <string_view>
@@ -27,13 +28,17 @@ inline std::string_view visible(std::string_view line) {
     return line.substr(0, line.find('\0'));
 }
 
-// Whether the first line of the text is known to be complete.
+// Whether the size of the text alone says that its first line is complete.
 inline bool has_line(std::string_view text, bool last) {
-    return text.size() > kLineSize || (last && !text.empty());
+    return text.size() >= kLineSize || (last && !text.empty());
 }
 
-// Calls take(text, last) until the file ends; `take` returns how many bytes it is done with, all but an unfinished
-// line, and sees the rest again with what follows it. False when the file cannot be opened.
+// What `take` returns below when it needs no more of the file.
+inline constexpr std::size_t kEnough = std::string_view::npos;
+
+// Calls take(text, last) for what each read gives until the file ends; `take` returns how many bytes it is done with,
+// all but an unfinished line, and sees the rest again with what follows it. False when the file cannot be opened or a
+// read fails.
 template<typename Take>
 bool read_in_blocks(const char* path, Take take) {
     const support::Fd file = support::open_for_reading(AT_FDCWD, path);
@@ -42,14 +47,19 @@ bool read_in_blocks(const char* path, Take take) {
     }
     char block[kBlockSize];
     std::size_t kept = 0;
-    for (bool last = false; !last;) {
-        const std::size_t filled = kept + support::read_page(file.get(), block + kept, sizeof block - kept);
-        last = filled < sizeof block;
-        const std::size_t done = take(std::string_view(block, filled), last);
+    for (;;) {
+        const ssize_t got = support::read_once(file.get(), block + kept, sizeof block - kept);
+        if (got < 0) {
+            return false;
+        }
+        const std::size_t filled = kept + static_cast<std::size_t>(got);
+        const std::size_t done = take(std::string_view(block, filled), got == 0);
+        if (got == 0 || done == kEnough) {
+            return true;
+        }
         kept = filled - done;
         std::memmove(block, block + done, kept);
     }
-    return true;
 }
 
 } // namespace kt3::vmdump

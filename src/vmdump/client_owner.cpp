@@ -1,6 +1,7 @@
 #include "vmdump/client_owner.hpp"
 
 #include "support/bounded_copy.hpp"
+#include "support/read_once.hpp"
 #include "support/say_line.hpp"
 #include "vmdump/dump_reading.hpp"
 #include "vmdump/line_fields.hpp"
@@ -26,13 +27,15 @@ bool is_fit_for_a_shell(std::string_view pid) {
     return std::all_of(pid.begin(), pid.end(), is_harmless);
 }
 
+// Past the stream, which would end the text at a signal that the client handles.
 std::string read_all(std::FILE* pipe) {
     std::string all;
     char piece[128];
-    while (std::fgets(piece, sizeof piece, pipe) != nullptr) {
-        all += piece;
+    ssize_t got = 0;
+    while ((got = support::read_once(::fileno(pipe), piece, sizeof piece)) > 0) {
+        all.append(piece, static_cast<std::size_t>(got));
     }
-    return all;
+    return std::string(visible(all));
 }
 
 } // namespace

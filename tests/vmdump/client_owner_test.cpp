@@ -8,6 +8,8 @@
 #include <csignal>
 #include <cstring>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace kt3::tests;
 using testing::KilledBySignal;
@@ -105,6 +107,33 @@ TEST_F(Owner, NameIsEmptyForAProcessThatHasGone) {
     std::strcpy(record.app_name, "old");
     EXPECT_EQ(ask("99"), 0);
     EXPECT_STREQ(record.app_name, "");
+}
+
+namespace {
+
+char handled[256]; // a folder that appears when the signal has been handled
+
+} // namespace
+
+// ps sends the signal as soon as the process sleeps, which it does only in the read of the pipe.
+TEST_F(Owner, NameIsReadOnAfterASignalThatTheClientHandles) {
+    std::strcpy(handled, kernel.real("/handled").c_str());
+    kernel.file("/bin/ps", "#!/bin/sh\nuntil grep -q 'State:.S' /proc/" + std::to_string(::getpid()) +
+                               "/status; do :; done\nkill -USR1 " + std::to_string(::getpid()) + "\nuntil [ -d " +
+                               handled + " ]; do :; done\necho game\n");
+    struct sigaction action = {};
+    action.sa_handler = [](int) { ::mkdir(handled, 0700); };
+    struct sigaction before = {};
+    ::sigaction(SIGUSR1, &action, &before);
+    EXPECT_EQ(ask("4711"), 0);
+    ::sigaction(SIGUSR1, &before, nullptr);
+    EXPECT_STREQ(record.app_name, "game");
+}
+
+TEST_F(Owner, NameEndsAtAZeroByte) {
+    kernel.process("4711", std::string("game\0x\n", 7));
+    EXPECT_EQ(ask("4711"), 0);
+    EXPECT_STREQ(record.app_name, "game");
 }
 
 TEST_F(Owner, NameGivesMinusOneAndPrintsNothingWhenNoPipeCanBeOpened) {

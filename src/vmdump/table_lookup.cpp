@@ -3,11 +3,27 @@
 #include "support/bounded_copy.hpp"
 
 #include <iostream>
+#include <locale>
+#include <sstream>
 #include <string>
 
 namespace kt3::vmdump {
 
 using support::bounded_text;
+
+namespace {
+
+// One line on standard output, whatever flags, width and precision the client left there; they stay as they are.
+template<typename... Parts>
+void print_line(const Parts&... parts) {
+    std::ostringstream line;
+    line.imbue(std::locale::classic());
+    (line << ... << parts) << '\n';
+    const std::string_view text = line.view();
+    std::cout.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+}
+
+} // namespace
 
 const vidmm_vm_pte_elt3k* entry_of_run(const vidmm_vm_pte_elt3k* run, std::int32_t index) {
     while (run != nullptr && run->Index != index) {
@@ -40,16 +56,15 @@ std::string_view address_text(const vidmm_vm_pte_elt3k* entry) {
 }
 
 void print_page_table(const vidmm_vm_pt& entry) {
-    std::cout << "PT_Level:" << entry.PT_Level << "  PT_index:" << entry.PT_index << "  PT_entry:" << &entry
-              << "  PT_sub_entries:" << entry.sub_entries << "  parent:" << entry.parent
-              << "  entries:" << entry.entries << "  pre:" << entry.pre << "  next:" << entry.next
-              << "  Addr:" << bounded_text(entry.Addr) << "  Buffer:" << bounded_text(entry.Buffer) << std::endl;
+    print_line("PT_Level:", entry.PT_Level, "  PT_index:", entry.PT_index, "  PT_entry:", &entry,
+               "  PT_sub_entries:", entry.sub_entries, "  parent:", entry.parent, "  entries:", entry.entries,
+               "  pre:", entry.pre, "  next:", entry.next, "  Addr:", bounded_text(entry.Addr),
+               "  Buffer:", bounded_text(entry.Buffer));
 }
 
 void print_sub_table(const vidmm_vm_pte_elt3k& entry) {
-    std::cout << "ST_LeveL:" << entry.ST_Level << "  Index:" << entry.Index << "  sub_entry:" << &entry
-              << "  parent:" << entry.parent << "  pre:" << entry.pre << "  next:" << entry.next
-              << "  Addr:" << bounded_text(entry.Addr) << std::endl;
+    print_line("ST_LeveL:", entry.ST_Level, "  Index:", entry.Index, "  sub_entry:", &entry, "  parent:", entry.parent,
+               "  pre:", entry.pre, "  next:", entry.next, "  Addr:", bounded_text(entry.Addr));
 }
 
 } // namespace kt3::vmdump

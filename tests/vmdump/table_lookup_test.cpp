@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <iomanip>
+#include <iostream>
+#include <locale>
 #include <sstream>
 
 using namespace kt3::tests;
@@ -108,4 +111,36 @@ TEST(Print, SubTableGivesOneLine) {
     Print_SubTable(&entry);
     EXPECT_EQ(output.text(), "ST_LeveL:0  Index:2  sub_entry:" + place_of(&entry) +
                                  "  parent:0  pre:" + place_of(entry.pre) + "  next:0  Addr:0xabc\n");
+}
+
+namespace {
+
+struct Grouped : std::numpunct<char> {
+    [[nodiscard]] char do_thousands_sep() const override { return '.'; }
+    [[nodiscard]] std::string do_grouping() const override { return "\3"; }
+};
+
+} // namespace
+
+TEST(Print, IsDecimalWhateverTheClientLeftInItsStreams) {
+    const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Grouped));
+    std::cout << std::hex << std::showbase << std::left << std::setfill('*') << std::setprecision(3);
+    data_vectors record = read_text(entry_line(0, 1234) + sub_line(0, 2345, "0xabc"));
+    std::cout.width(500);
+    OutputCapture output;
+    Print_PageTable(&record.pt_level0[0]);
+    Print_SubTable(&record.st_level0[0]);
+    const std::string text = output.text();
+    const bool flags_kept = (std::cout.flags() & std::ios::basefield) == std::ios::hex && std::cout.width() == 500 &&
+                            std::cout.fill() == '*' && std::cout.precision() == 3;
+    std::cout.width(0);
+    std::cout << std::dec << std::noshowbase << std::setfill(' ') << std::setprecision(6);
+    std::locale::global(before);
+    EXPECT_TRUE(flags_kept);
+    EXPECT_EQ(text, "PT_Level:0  PT_index:1234  PT_entry:" + place_of(&record.pt_level0[0]) +
+                        "  PT_sub_entries:" + place_of(&record.st_level0[0]) +
+                        "  parent:0  entries:0  pre:0  next:0  Addr:0x1000  Buffer:b\nST_LeveL:0  Index:2345"
+                        "  sub_entry:" +
+                        place_of(&record.st_level0[0]) + "  parent:" + place_of(&record.pt_level0[0]) +
+                        "  pre:0  next:0  Addr:0xabc\n");
 }

@@ -282,12 +282,12 @@ void ParseDumpByFgetsAndSscanf(benchmark::State& state) {
 
 void ReadWholeClient(benchmark::State& state) {
     const std::string path = dump_file(static_cast<int>(state.range(0)));
-    data_vectors record;
+    vmdump::ReusedRecord client;
     for (auto _ : state) {
         std::vector<data_vectors> list;
-        vmdump::make_ready(record);
-        vmdump::read_stamped_page_tables(path.c_str(), record);
-        vmdump::hand_over(record, list);
+        vmdump::make_ready(client);
+        vmdump::read_stamped_page_tables(path.c_str(), client.record);
+        vmdump::hand_over(client, list);
         benchmark::DoNotOptimize(list.data());
     }
     count_lines(state, path);

@@ -3,22 +3,36 @@
 
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace kt3::vmdump {
 
-// Empty, with room for the entries of a usual client. The room is address space; untouched pages cost nothing.
+// How many entries of each kind and level a record has memory for. Within these counts, which are those of a usual
+// client, the storage of a sequence never moves while a dump is read.
+struct Capacities {
+    std::size_t page_tables[3] = {100, 1'000, 20'000};
+    std::size_t sub_tables[3] = {100, 20'000, 300'000};
+};
+
+// An empty record for a usual client. Its memory is address space; untouched pages cost nothing.
 data_vectors make_record();
 
-// Empties the six sequences and keeps their room.
+// Empties the six sequences and keeps their capacity.
 void empty_sequences(data_vectors& record);
 
-// Empties the record and gives back the room that a move took away.
-void make_ready(data_vectors& record);
+// The record that is filled for one client after the other, and what the next of them will need.
+struct ReusedRecord {
+    data_vectors record;
+    Capacities expected;
+};
 
-// Appends the record to the list: a copy of just the size needed when it is small, else the record itself. Either way
-// it is to be made ready before it is filled again.
-void hand_over(data_vectors& record, std::vector<data_vectors>& list);
+// Empties the record: nothing of the client before is left in it.
+void make_ready(ReusedRecord& client);
+
+// Appends the record to the list: itself when it fills a good part of its capacity, else a copy of just the size
+// needed. Either way it is to be made ready before it is filled again.
+void hand_over(ReusedRecord& client, std::vector<data_vectors>& list);
 
 // The sequences of one level, 0 to 2.
 inline std::vector<vidmm_vm_pt>& page_tables(data_vectors& record, std::int32_t level) {
@@ -32,7 +46,7 @@ inline bool is_level(std::int32_t level) {
     return level >= 0 && level <= 2;
 }
 
-// Doubles the room of a full sequence of the record; every link of the record follows.
+// Enlarges the capacity of a full sequence of the record; every link of the record follows.
 void grow(data_vectors& record, std::vector<vidmm_vm_pt>& sequence);
 void grow(data_vectors& record, std::vector<vidmm_vm_pte_elt3k>& sequence);
 

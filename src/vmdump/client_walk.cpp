@@ -34,17 +34,17 @@ bool read_client(const char* driver_directory, const char* name, data_vectors& r
 
 bool walk_clients(const char* driver_directory, std::vector<data_vectors>& list) {
     support::Listing clients(directory_path(driver_directory, kClients).text);
-    data_vectors record;
+    ReusedRecord client;
     while (const char* name = clients.next()) {
         if (!is_client(name)) {
             continue;
         }
-        make_ready(record);
-        if (!read_client(driver_directory, name, record)) {
+        make_ready(client);
+        if (!read_client(driver_directory, name, client.record)) {
             return false;
         }
-        if (support::bounded_text(record.app_name) != "0") {
-            hand_over(record, list);
+        if (support::bounded_text(client.record.app_name) != "0") {
+            hand_over(client, list);
         }
     }
     return !clients.failed();

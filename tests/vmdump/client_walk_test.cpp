@@ -235,6 +235,67 @@ TEST(ClientWalk, LetsNumberErrorsThroughAndLeavesNoDescriptor) {
     EXPECT_EQ(open_descriptors(), before);
 }
 
+TEST(ClientWalk, LeavesNothingOfALongerNameInTheRecordOfTheNextClient) {
+    VmKernel kernel;
+    for (const char* entry : {"01000000", "02100000"}) {
+        kernel.client(entry, "123456", "a-long-name", entry_line(0, 1));
+    }
+    kernel.client(listed_clients()[1], "5", "a", entry_line(0, 1));
+    std::vector<data_vectors> list;
+    EXPECT_EQ(get_PageTable_data(list), 0);
+    ASSERT_EQ(list.size(), 2U);
+    EXPECT_EQ(std::string(list[1].pid, sizeof list[1].pid), "5" + std::string(47, '\0'));
+    EXPECT_EQ(std::string(list[1].app_name, sizeof list[1].app_name), "a" + std::string(47, '\0'));
+}
+
+namespace {
+
+std::string dump_of(int sub_entries) {
+    std::string dump = entry_line(0, 1) + entry_line(1, 2) + entry_line(2, 3);
+    for (int i = 0; i < sub_entries; ++i) {
+        dump += sub_line(2, i);
+    }
+    return dump;
+}
+
+std::size_t entries_reserved(const data_vectors& record) {
+    return record.pt_level0.capacity() + record.pt_level1.capacity() + record.pt_level2.capacity() +
+           record.st_level0.capacity() + record.st_level1.capacity() + record.st_level2.capacity();
+}
+
+} // namespace
+
+TEST(ClientWalk, ReservesLittleMoreThanWhatTheClientsFill) {
+    VmKernel kernel;
+    for (const int rows : {10, 2'500, 3'000, 2'600, 100, 9'000}) {
+        kernel.client("0" + std::to_string(rows), "5", "a", dump_of(rows));
+    }
+    std::vector<data_vectors> list;
+    EXPECT_EQ(get_PageTable_data(list), 0);
+    ASSERT_EQ(list.size(), 6U);
+    for (const data_vectors& record : list) {
+        EXPECT_LE(entries_reserved(record), 2 * record.st_level2.size() + 10);
+    }
+}
+
+TEST(ClientWalk, KeepsTheLinksOfAClientThatIsLargerThanTheOneBefore) {
+    VmKernel kernel;
+    for (const int rows : {2'500, 9'000, 200'000}) {
+        kernel.client("0" + std::to_string(rows), "5", "a", dump_of(rows));
+    }
+    std::vector<data_vectors> list;
+    EXPECT_EQ(get_PageTable_data(list), 0);
+    ASSERT_EQ(list.size(), 3U);
+    for (data_vectors& record : list) {
+        EXPECT_EQ(record.pt_level2[0].sub_entries, &record.st_level2[0]);
+        EXPECT_EQ(record.st_level2[0].parent, &record.pt_level2[0]);
+        for (std::size_t at = 1; at < record.st_level2.size(); ++at) {
+            ASSERT_EQ(record.st_level2[at].pre, &record.st_level2[at - 1]);
+            ASSERT_EQ(record.st_level2[at].DigitalIndex.parent_index, 3);
+        }
+    }
+}
+
 TEST(ClientWalk, HandsLargeRecordsOverWithTheirLinks) {
     VmKernel kernel;
     std::string dump = entry_line(0, 1) + entry_line(1, 2) + entry_line(2, 3);

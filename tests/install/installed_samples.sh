@@ -1,11 +1,8 @@
 #!/usr/bin/env bash
 # installed_samples.sh find_package|pkg_config: installs into a temporary prefix, builds the samples against it, runs them.
 set -euo pipefail
-way=$1
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-prefix=$work/prefix
-"$KT3_CMAKE" --install "$KT3_BUILD" --prefix "$prefix" >"$work/install.log" || { cat "$work/install.log"; exit 1; }
+# shellcheck source=SCRIPTDIR/installed_copy.sh
+source "$(dirname "$0")/installed_copy.sh"
 
 for file in "$KT3_LIBDIR/libkt3_mgmt_interface.so" include/kt3_mgmt/kt3_mgmt_interface.h \
             include/kt3_mgmt/kt3_mgmt_interface_cxx.h "$KT3_LIBDIR/pkgconfig/kt3-mgmt.pc"; do
@@ -24,7 +21,6 @@ build_with_find_package() {
 }
 
 build_with_pkg_config() {
-  export PKG_CONFIG_PATH=$prefix/$KT3_LIBDIR/pkgconfig
   mkdir -p "$work/build/$1"
   local compile=("$CC" -std=c99) source=$KT3_EXAMPLES/$1/$1.c
   [ -f "$source" ] || { compile=("$CXX" -std=c++17) source=$KT3_EXAMPLES/$1/$1.cpp; }

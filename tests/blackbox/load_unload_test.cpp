@@ -59,3 +59,17 @@ TEST(LoadAndUnload, TheDefaultCallbackPrintsLogLines) {
     }
     EXPECT_EQ(output.text(), "init_100_priority, init print callback.\n50% done\nuninit_100_priority.\n");
 }
+
+TEST(LoadAndUnload, LeaveACopyOfStandardOutputCleanThatAToolMadeBefore) {
+    OutputCapture output;
+    const int own_output = ::dup(STDOUT_FILENO);
+    ::dup2(STDERR_FILENO, STDOUT_FILENO);
+    {
+        LoadedLibrary library;
+        KT3_EXPORTED(library, lib_print_func)("a line of the library\n");
+    }
+    std::fflush(stdout);
+    EXPECT_EQ(::write(own_output, "answer\n", 7), 7);
+    ::close(own_output);
+    EXPECT_EQ(output.text(), "answer\n");
+}

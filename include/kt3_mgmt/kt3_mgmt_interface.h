@@ -1,31 +1,52 @@
 /*
- * kt3 management interface: the C side.
+ * kt3 management interface: the C side. The calls that take C++ types are in kt3_mgmt_interface_cxx.h.
+ *
+ * CMake finds the library with find_package(kt3-mgmt 23) as the target kt3::kt3_mgmt_interface, pkg-config as
+ * kt3-mgmt; both packages carry the interface version. Other programs open libkt3_mgmt_interface.so at run time.
  *
  * Conventions
  *
  *  1. Order of calls. gfx_find_adapter fills a find_adapter record; the client writes a slot number into
  *     `current_index` and calls gfx_global_init, which binds that adapter; then any reading or setting call;
- *     gfx_global_exit undoes the binding. Version negotiation and set_print_callback may come first.
- *  2. Threading. The library has no thread and takes no lock. Drive it from one thread at a time.
- *  3. Ownership. Records belong to the client, who zeroes them before the first use. The library writes only the
- *     fields marked as written here and never keeps a pointer to a record, with one exception: the find_adapter
- *     record given to gfx_global_init (or gpuinfo_select_new_chip) must outlive every later reading call, because
- *     pCurrent_gpu_infos points into it.
- *  4. Results. Calls return a signed 32-bit integer. Thin calls return 0 whatever happened behind them and report
- *     failure by unchanged or zeroed output; set-up calls return 0, or -1 on failure; gfx_global_init returns the
- *     chip id or -1. Outputs stay untouched on failure unless the call says otherwise.
- *  5. Messages. Two channels, never mixed: log lines go to the callback set with set_print_callback (standard
- *     output through printf until then; null silences them), each carrying its own newline, some a blank behind
- *     it. Lines marked "standard output" are written there directly, whatever callback is set.
- *  6. Exceptions. Malformed numbers in allocation and page-table text travel to the client as the C++ standard
- *     errors std::invalid_argument and std::out_of_range, named "stoi" or "stoll"; an allocation node that ends
- *     behind the "=" of a key as an std::out_of_range that names basic_string::substr. A C client that reads those
- *     must be prepared to end. Nothing else throws, save std::bad_alloc.
- *  7. Descriptors. Those opened by gfx_find_adapter (DRM node, sysfs, info and hwmon directories) stay open for the
- *     life of the process. Every open is close-on-exec.
- *  8. Numbers are little-endian native integers. The layout of every record is fixed: its size is asserted below it,
+ *     gfx_global_exit ends the binding. Version negotiation and set_print_callback may come first. Before an adapter
+ *     is bound, its nodes and its debugfs directory count as missing; preferences and page tables need no adapter.
+ *  2. Threads and signals. The library has no thread and takes no lock: drive it from one thread at a time, and not
+ *     from a signal handler. A call needs at most 32 KiB of stack of its own; one that a signal interrupts goes on
+ *     afterwards. A print callback may call the library.
+ *  3. Ownership. Records and arrays belong to the client, who zeroes them before the first use. The library writes
+ *     only the fields marked as written here and keeps no pointer to a record, with one exception: pCurrent_gpu_infos
+ *     points into the find_adapter record given to gfx_global_init or gpuinfo_select_new_chip, so that record must
+ *     outlive every later call up to gfx_global_exit. A null pointer is skipped: nothing is written through it, and a
+ *     call that reports failures reports one. The format of lib_print_func must not be null.
+ *  4. Results. Calls return a signed 32-bit integer. Thin calls return 0 whatever happened and report failure by
+ *     unchanged or zeroed output; set-up calls return 0, or -1 on failure; gfx_global_init returns the chip id or -1;
+ *     a few readers return 1 or -1. Outputs stay untouched on failure unless the call says otherwise.
+ *  5. Messages. Two channels, never mixed. Log lines go to the callback set with set_print_callback, until then to
+ *     standard output through printf; a null callback stops them. Each carries its own newline, some a space after it.
+ *     Lines that the calls below send to "standard output" are written there with a newline, whatever callback is set.
+ *     So are "init_100_priority, init print callback." when the library is loaded and "uninit_100_priority." when it
+ *     is unloaded or the process ends: set_print_callback(NULL) stops neither. A tool that keeps its standard output
+ *     clean opens the library after descriptor 1 has become standard error, and writes to a copy of its own:
+ *         int own_output = dup(1);
+ *         dup2(2, 1);
+ *         void* library = dlopen("libkt3_mgmt_interface.so", RTLD_NOW);
+ *     A program that is linked with the library gets the first line before its main function runs.
+ *  6. Exceptions. A malformed number in the driver's text about allocations, devices or page tables leaves the call as
+ *     the C++ standard error std::invalid_argument or std::out_of_range with the text "stoi" or "stoll". The calls
+ *     that can raise these errors say so. A C client cannot catch them: its process ends. Nothing else is thrown,
+ *     except std::bad_alloc.
+ *  7. Descriptors. Those that gfx_find_adapter opens for an adapter (DRM node, sysfs, info and hwmon directories) stay
+ *     open until the process ends, also after gfx_global_exit. No other call leaves one open. All are close-on-exec.
+ *  8. What lasts. The facts that summaries keep, the register record as last read, the segment source, the tracked
+ *     allocations, the held raw list and the page-table snapshot belong to the library, not to an adapter: neither
+ *     gfx_global_exit nor binding another adapter clears them.
+ *  9. End of the process. The library's lists are destroyed when the library is unloaded or the process ends. A call
+ *     made after that, by an exit handler or a destructor that is older than the library, changes and saves nothing of
+ *     them and answers as after a failure; get_gpu_preference stores a count of 0.
+ * 10. Numbers are little-endian native integers. The layout of every record is fixed: its size is asserted below it,
  *     the offsets of its fields are listed in abi/layouts.txt of the source.
- *  9. Environment. HOME is the only variable read.
+ * 11. Environment. HOME is the only variable that the library itself reads. The shell looks for "dmidecode" and "ps"
+ *     in PATH; what these tools write to standard error goes to the process's own.
  */
 #ifndef KT3_MGMT_INTERFACE_H
 #define KT3_MGMT_INTERFACE_H
@@ -58,7 +79,7 @@ enum {
 /* Version negotiation, in and out of get_interface_version_ext1. */
 typedef struct _GFX_INTERFACE_VERSION {
     int32_t server_version; /* out: always KT3_INTERFACE_VERSION */
-    int32_t client_version; /* in: the version the client was built against */
+    int32_t client_version; /* in: the version the client was built against; a negative one has another major part */
     int32_t match_result;   /* out: one of the KT3_VERSION_ codes */
 } _GFX_INTERFACE_VERSION;
 KT3_LAYOUT(sizeof(_GFX_INTERFACE_VERSION) == 12);
@@ -88,8 +109,8 @@ KT3_LAYOUT(sizeof(gpu_infos) == 48);
 
 /*
  * The adapters of the machine: zeroed by the client, filled by gfx_find_adapter. Slots 0 to chip_num - 1 hold the
- * maker's adapters in the order libdrm lists them; a GPU of another vendor is always put into slot 2 (chip id, name
- * and card number only).
+ * maker's adapters in the order in which libdrm lists them. A GPU of another vendor is always put into slot 2 and is
+ * not counted; of that slot only chip_id, name and drm_card_idx are written for it.
  */
 typedef struct find_adapter {
     int32_t reserved_0;                       /* never read or written */
@@ -97,13 +118,13 @@ typedef struct find_adapter {
     int32_t reserved_8;                       /* never read or written */
     int32_t chip_num;                         /* out: the maker's adapters recorded, 0 to 3 */
     int32_t chip_id[MAX_CHIP_NUM];            /* out: PCI device id */
-    char name[MAX_CHIP_NUM][20];              /* out: display name, NUL-terminated */
+    char name[MAX_CHIP_NUM][20];              /* out: display name, such as "Gpu0:Vorla-55F0"; NUL-terminated */
     int32_t IS_VA_driver[MAX_CHIP_NUM];       /* out: set to 1 for a driver that reports "VA=1", else left alone */
     int32_t drm_fd[MAX_CHIP_NUM];             /* out: open DRM node; a skipped unknown chip leaves a closed number */
-    int32_t drm_card_idx[MAX_CHIP_NUM];       /* out: N of /dev/dri/cardN */
+    int32_t drm_card_idx[MAX_CHIP_NUM];       /* out: N of /dev/dri/cardN; left alone for a render-only device */
     int32_t reserved_124;                     /* never read or written */
     struct gpu_infos gpu_infos[MAX_CHIP_NUM]; /* out */
-    int32_t current_index;                    /* in: slot for gfx_global_init and gpuinfo_select_new_chip, 0 to 2 */
+    int32_t current_index;                    /* in: slot for the calls that take this record, 0 to 2 */
 } find_adapter;
 KT3_LAYOUT(sizeof(find_adapter) == 276);
 
@@ -142,8 +163,8 @@ KT3_LAYOUT(sizeof(find_adapter_ext1) == 1704);
 /* ---- records: preferences ------------------------------------------------------------------------------------- */
 
 /*
- * The preferred GPU of one application. Stored entries are compared over the 1113 field bytes, so bytes that no value
- * fills must be zero. Text fields may fill their whole width without a terminator.
+ * The preferred GPU of one application. Stored entries are compared over the 1113 bytes of their fields, so bytes that
+ * no value fills must be zero. Text fields may fill their whole width without a terminator.
  */
 typedef struct _UTIL_GPU_PREFERENCE_NODE {
     char name[64];          /* file name of the application: the last component of FullPath */
@@ -154,7 +175,7 @@ typedef struct _UTIL_GPU_PREFERENCE_NODE {
     uint8_t bus_number;
     uint8_t device_number;
     uint8_t function_number;
-    char reserved[512]; /* zero in entries read from the file; kept and compared with the rest */
+    char reserved[512]; /* zero in entries read from the file; kept and compared with the rest, not saved */
 } _UTIL_GPU_PREFERENCE_NODE;
 KT3_LAYOUT(sizeof(_UTIL_GPU_PREFERENCE_NODE) == 1116);
 
@@ -168,10 +189,10 @@ enum {
     KT3_SEGMENTS = 16                 /* segments in a segment record */
 };
 
-/* One GPU allocation as the driver describes it. A field the driver does not write is 0. */
+/* One GPU allocation as the driver describes it. A field that the driver does not write is 0. */
 typedef struct _GFX_ALLOCATION_INFO {
     int32_t handle;          /* driver handle of the allocation */
-    int32_t device;          /* handle of the owning device; equals `handle` in the process map */
+    int32_t device;          /* handle of the device that it belongs to; equals `handle` in the process map */
     int32_t width;           /* surface width */
     int32_t height;          /* surface height */
     int32_t pitch;           /* row pitch */
@@ -191,26 +212,27 @@ typedef struct _GFX_ALLOCATION_INFO {
     int32_t imported;        /* 1 when it came from another process */
     int32_t fb_offset;       /* offset in video memory */
     int32_t share;           /* 1 when it is shared */
-    int32_t seen_count;      /* consecutive looks of the leak tracker that saw it; 1 in a snapshot */
-    int32_t sum_count;       /* allocations this record stands for once grouped; 1 in a snapshot */
+    int32_t seen_count;      /* consecutive leak searches that found it; 1 in a snapshot */
+    int32_t sum_count;       /* allocations that this record stands for; 1 in a snapshot */
 } _GFX_ALLOCATION_INFO;
 KT3_LAYOUT(sizeof(_GFX_ALLOCATION_INFO) == 92);
 
-/* One open device (client context) of the bound adapter and the process behind it. */
+/* One device, that is, what the driver creates when a process opens the adapter, and its owner, that process. */
 typedef struct _GFX_DEVICE_PID_MAP {
-    int32_t pid;    /* owner of the device */
-    int32_t handle; /* equals `device` in the allocation records it owns */
-    char name[64];  /* program name, NUL-terminated; empty once the process is gone */
+    int32_t pid;    /* process id of the owner */
+    int32_t handle; /* driver handle of the device; equals `device` in its allocations */
+    char name[64];  /* program name of the owner, NUL-terminated; empty once the process is gone */
 } _GFX_DEVICE_PID_MAP;
 KT3_LAYOUT(sizeof(_GFX_DEVICE_PID_MAP) == 72);
 
-/* Bytes that one device holds per segment slot. The sums wrap at 4 GiB; the extended record's do not. */
+/* Bytes that one device holds per segment slot. The sums wrap at 4 GiB; those of the extended record do not. */
 typedef struct _GFX_DEVICE_ALLOCATION_SUMMARY {
     int32_t device;
     uint32_t segment_size[KT3_SEGMENT_SLOTS];
 } _GFX_DEVICE_ALLOCATION_SUMMARY;
 KT3_LAYOUT(sizeof(_GFX_DEVICE_ALLOCATION_SUMMARY) == 24);
 
+/* The same in 64 bits. */
 typedef struct _GFX_DEVICE_ALLOCATION_SUMMARY_EXT1 {
     int32_t device;
     uint32_t reserved_4;                      /* zero */
@@ -223,7 +245,7 @@ typedef struct _GFX_ALLOCATION_RAW_LIST {
     int32_t trasfer_cnt;                                    /* in: number of the slice, 0 for the first */
     int32_t total_cnt;                                      /* out: records in the held list */
     int32_t cur_cnt;                                        /* out: records in this slice, 0 to 20 */
-    int32_t has_more;                                       /* out: 1 when records remain behind this slice */
+    int32_t has_more;                                       /* out: 1 when records remain after this slice, else 0 */
     _GFX_ALLOCATION_INFO list[KT3_ALLOCATION_RAW_LIST_MAX]; /* out: only the first cur_cnt are written */
 } _GFX_ALLOCATION_RAW_LIST;
 KT3_LAYOUT(sizeof(_GFX_ALLOCATION_RAW_LIST) == 1856);
@@ -244,11 +266,13 @@ KT3_LAYOUT(sizeof(_GFX_SEGMENT_INFO) == 128);
 enum { KT3_BUSY_VERSION_0 = 1, KT3_BUSY_VERSION_1 = 2, KT3_BUSY_VERSION_EXT_1 = 3 };
 
 /*
- * How busy the engines are. The words are the kernel-interface module's and are copied by position:
- *   every interface              words 2, 4 and 7
- *   extended interface           word 5 as well
- *   extended, chip id 0x4B05     words 8 and 9 as well
- * Every other word is left as the client had it.
+ * How busy the engines are. The words m0 to m9 of the kernel-interface module are copied by position; what they mean
+ * is the module's. Words without an entry stay as the client had them.
+ *
+ *     word                                 2    4    5    7    8    9
+ *     KT3_BUSY_VERSION_0 and _1            m0   m1        m2
+ *     KT3_BUSY_VERSION_EXT_1               m2   m4   m5   m3
+ *     the same with the chip id 0x4B05     m2   m4   m5   m7   m8   m9
  */
 typedef struct _GFX_BUSY_INFO {
     uint32_t word[10];
@@ -257,17 +281,17 @@ KT3_LAYOUT(sizeof(_GFX_BUSY_INFO) == 40);
 
 /* Rates per second. When the module counts the frames, blit_scans and sum are left as the client had them. */
 typedef struct _GFX_FRAME_RATES {
-    float frames;     /* since the previous call */
-    float blit_scans; /* since the previous call */
+    float frames;     /* since the previous sample */
+    float blit_scans; /* since the previous sample */
     float sum;        /* frames + blit_scans */
-    float average;    /* all of them, since fps_init */
+    float average;    /* of all that is counted, since fps_init */
 } _GFX_FRAME_RATES;
 KT3_LAYOUT(sizeof(_GFX_FRAME_RATES) == 16);
 
 /*
  * Memory bandwidth counters, the kernel-interface module's words by position. A module with the extended interface
- * fills the record itself. With the chip id 0x4B04 a module without it fills words 0 to 3, 8 and 9 only; the others
- * stay as the client had them.
+ * fills the record itself. Otherwise all twelve words are copied, except for the chip id 0x4B04: there the module's
+ * words 0 to 3 stay in place, its words 5 and 6 become words 8 and 9, and the others stay as the client had them.
  */
 typedef struct _GFX_BANDWIDTH_INFO {
     uint32_t word[12];
@@ -276,29 +300,33 @@ KT3_LAYOUT(sizeof(_GFX_BANDWIDTH_INFO) == 48);
 
 /* ---- records: summary ----------------------------------------------------------------------------------------- */
 
-/* A value that the driver does not publish, where 0 would be one. */
+/* A value that the driver does not publish, where 0 would be a value. */
 #define KT3_ABSENT 0xFFFFFFFFU
 
-/* The short summary. Kept words are gathered once and shared by all adapters with the same chip id. */
+/*
+ * The adapter summary. Clocks are in MHz, as the drivers report them, and read in every call. Words marked as kept are
+ * gathered once and shared by all adapters with the same chip id. For the newer family memory_type and
+ * memory_bit_width are not written.
+ */
 typedef struct _GPU_ADAPTER_SUMMARY {
-    uint32_t engine_clock;          /* read every time */
-    uint32_t video_clock;           /* read every time */
-    uint32_t memory_clock;          /* read every time */
-    uint32_t frame_buffer_size;     /* kept */
-    uint32_t memory_speed;          /* newer family: memory_clock * 2; else MT/s of the system's memory, kept */
-    uint32_t core_clock;            /* read every time */
-    uint32_t display_port_number;   /* kept */
-    uint32_t display_types;         /* values of support_CONNECT_type_list, or-ed; kept */
+    uint32_t engine_clock;
+    uint32_t video_clock;
+    uint32_t memory_clock;
+    uint32_t frame_buffer_size; /* MiB, as the drivers report it; kept */
+    uint32_t memory_speed;      /* newer family: memory_clock * 2; else MT/s of the system's memory, kept */
+    uint32_t core_clock;
+    uint32_t display_port_number;   /* display outputs; kept */
+    uint32_t display_types;         /* the values in support_CONNECT_type_list of their types, combined by OR; kept */
     uint32_t memory_channel_number; /* kept */
-    uint32_t current_link_width;    /* PCIe lanes, kept */
-    uint32_t memory_type; /* DDR generation of the system's memory, 4 or 5; kept; not written for the newer family */
-    uint32_t memory_bit_width; /* of the system's memory; kept; not written for the newer family */
+    uint32_t current_link_width;    /* PCIe lanes; kept */
+    uint32_t memory_type;           /* DDR generation of the system's memory; kept */
+    uint32_t memory_bit_width;      /* of the system's memory; kept */
 } _GPU_ADAPTER_SUMMARY;
 KT3_LAYOUT(sizeof(_GPU_ADAPTER_SUMMARY) == 48);
 
 /*
- * The extended summary. Kept fields are gathered once and shared by all adapters with the same chip id. The parts of
- * versions are read as hexadecimal: the "25" of "25.0.46" is 0x25.
+ * The extended adapter summary. Fields marked as kept are gathered once and shared by all adapters with the same chip
+ * id. The parts of versions are read as hexadecimal: the "25" of "25.0.46" is 0x25.
  */
 typedef struct _GPU_ADAPTER_SUMMARY_EXT2 {
     uint64_t driver_version;     /* three parts: << 32, << 16, << 0; kept */
@@ -306,14 +334,14 @@ typedef struct _GPU_ADAPTER_SUMMARY_EXT2 {
     char firmware_name[32];      /* NUL-terminated; kept */
     uint32_t pixel_fill_rate;    /* kept */
     uint32_t texture_fill_rate;  /* kept */
-    uint32_t memory_clock_freq;  /* read every time */
+    uint32_t memory_clock_freq;  /* read in every call */
     uint32_t reserved_60;        /* zero */
     uint64_t max_resolution;     /* width << 48, height << 32, refresh rate; of HDMI, else of DP; kept */
     uint64_t vga_max_resolution; /* packed the same way; kept */
-    uint32_t memory_usage;       /* KT3_ABSENT when not published, as the next four */
-    uint32_t use_rate_3d;        /* per cent */
-    uint32_t use_rate_video;     /* per cent */
-    uint32_t use_rate_vpp;       /* per cent */
+    uint32_t memory_usage;       /* KT3_ABSENT when not published, like the next four; read in every call */
+    uint32_t use_rate_3d;        /* percent */
+    uint32_t use_rate_video;     /* percent */
+    uint32_t use_rate_vpp;       /* percent, of video post-processing */
     uint32_t temperature;        /* degrees Celsius */
     uint32_t reserved_100[3];    /* zero */
     uint32_t pcie_generation;    /* kept */
@@ -336,8 +364,8 @@ enum { KT3_CONNECTOR_TYPES = 5 };
 enum { KT3_DVFS_BALANCE = 0, KT3_DVFS_LOWPOWER = 1, KT3_DVFS_PERFORMANCE = 2 };
 
 /*
- * The driver's power-management settings, in and out. A read fills what the driver publishes and leaves the rest as it
- * was; a write sends the fields that differ from the last read.
+ * The driver's power-management settings, in and out, in the driver's units. A read fills what the driver publishes
+ * and leaves the rest as it was; a write sends the fields that differ from the last read.
  */
 typedef struct _GPU_DVFS_REGISTER_DATA {
     uint32_t power_mode;            /* power mode word */
@@ -378,12 +406,12 @@ KT3_LAYOUT(sizeof(_GPU_DVFS_REGISTER_DATA) == 108);
 struct vidmm_vm_pte_elt3k;
 
 /*
- * One page-table entry of a client. The links point to other entries of the same data_vectors record and follow them
- * when the record is copied, moved or filled beyond its reserved room.
+ * One page-table entry of a device. The links point to other entries of the same data_vectors record; they stay right
+ * when the record is copied, moved or filled beyond its reserved capacity.
  */
 typedef struct vidmm_vm_pt {
-    char Buffer[48];                        /* text behind "buffer:", NUL-terminated */
-    char Addr[48];                          /* text behind "addr:" up to the next comma, NUL-terminated */
+    char Buffer[48];                        /* text after "buffer:", NUL-terminated */
+    char Addr[48];                          /* text after "addr:" up to the next comma, NUL-terminated */
     struct vidmm_vm_pt* entries;            /* first entry of the next level below this one, or null */
     struct vidmm_vm_pt* parent;             /* entry of the level above; set on the first child only */
     int32_t PT_Level;                       /* 0, 1 or 2 */
@@ -394,24 +422,24 @@ typedef struct vidmm_vm_pt {
 } vidmm_vm_pt;
 KT3_LAYOUT(sizeof(vidmm_vm_pt) == 144);
 
-/* Level and index of the page-table entry that owns a run of sub-table entries; 0, 0 for a run without owner. */
+/* Level and index of the page-table entry above a run of sub-table entries; 0, 0 for a run without one. */
 typedef struct kt3_digital_index {
     int32_t parent_level;
     int32_t parent_index;
 } kt3_digital_index;
 KT3_LAYOUT(sizeof(kt3_digital_index) == 8);
 
-/* One sub-table entry of a client. */
+/* One sub-table entry of a device. A run is a sequence of them that no page-table entry interrupts. */
 typedef struct vidmm_vm_pte_elt3k {
     uint16_t Snoop;
     uint16_t Segment;
-    char Addr[48];                   /* text behind "Addr:" to the end of the line, NUL-terminated */
+    char Addr[48];                   /* text after "Addr:" to the end of the line, NUL-terminated */
     uint16_t LargePage;              /* 0 when the line does not name it */
     int32_t ST_Level;                /* 0, 1 or 2 */
     int32_t Index;                   /* index within its table */
     struct vidmm_vm_pte_elt3k* next; /* next entry of the same run, or null */
     struct vidmm_vm_pte_elt3k* pre;  /* previous entry of the same run, or null */
-    struct vidmm_vm_pt* parent;      /* owning page-table entry; set on the first entry of a run only */
+    struct vidmm_vm_pt* parent;      /* page-table entry above the run; set on the first entry of a run only */
     uint8_t found;                   /* 1 only in the copy that a successful Find_SubTable_2_node returns */
     kt3_digital_index DigitalIndex;  /* filled by generate_DigitalIndex */
 } vidmm_vm_pte_elt3k;
@@ -422,9 +450,9 @@ enum {
     KT3_SUB_TABLE_ROW = -1
 };
 
-/* One exported row: a page-table entry or a sub-table entry of one client. Look at `type` first. */
+/* One exported row: a page-table entry or a sub-table entry of one device. Look at `type` first. */
 typedef struct _PAGETABLE_DATA {
-    int64_t pid;            /* process id of the client */
+    int64_t pid;            /* process id of the owner */
     int64_t addr;           /* address of the entry; a signed 32-bit value, widened */
     uint16_t snoop;         /* sub-table rows only; page-table rows leave the client's bytes alone */
     uint16_t segment;       /* sub-table rows only, as above */
@@ -432,7 +460,7 @@ typedef struct _PAGETABLE_DATA {
     uint8_t reserved_22[2]; /* never written */
     int32_t level;          /* 0, 1 or 2 */
     int32_t index;          /* index within its table */
-    int32_t parent_level;   /* sub-table rows only, as above */
+    int32_t parent_level;   /* sub-table rows only, as above: of the page-table entry above the run */
     int32_t parent_index;   /* sub-table rows only, as above */
     int32_t type;           /* KT3_PAGE_TABLE_ROW or KT3_SUB_TABLE_ROW */
     uint8_t reserved_44[4]; /* never written */
@@ -441,7 +469,7 @@ KT3_LAYOUT(sizeof(_PAGETABLE_DATA) == 48);
 
 /* One virtual-memory node of one allocation. */
 typedef struct _GFX_VM_ALLOCATION_DATA {
-    int32_t pid;             /* owning process */
+    int32_t pid;             /* process id of the owner */
     uint8_t reserved_4[4];   /* never written */
     int64_t handle;          /* name of the allocation's directory, read as a hexadecimal number */
     int64_t size;            /* in bytes */

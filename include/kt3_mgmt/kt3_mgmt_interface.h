@@ -484,35 +484,46 @@ KT3_LAYOUT(sizeof(_GFX_VM_ALLOCATION_DATA) == 56);
 KT3_EXPORT int32_t get_interface_version(void);
 
 /*
- * Sets server_version, judges client_version and stores the code in match_result; logs one line. Never refuses:
- * returns 0 in every case. A null record is left alone.
+ * Sets server_version, judges client_version, stores the code in match_result and logs one line:
+ *     100  "major version mismatch !!!\n"
+ *     200  "client_interface_version ALL Match.\n"
+ *     201  "minor version compatile.\n"
+ *     202  "warning!!! client minor version > server minior vesion, might have compatible issue.\n"
+ * Never refuses: returns 0 in every case.
  */
 KT3_EXPORT int32_t get_interface_version_ext1(_GFX_INTERFACE_VERSION* record);
 
-/* Installs the receiver of log lines (null silences them), then logs "set_print_callback.\n". Returns 0. */
+/*
+ * Installs the receiver of all further log lines (null stops them), then logs "set_print_callback.\n". May be called
+ * at any time. Returns 0. The receiver at load time is printf itself, which takes each finished line as its format: a
+ * pair of percent signs comes out as one, a single one as it is. Every other receiver gets the lines unchanged.
+ */
 KT3_EXPORT int32_t set_print_callback(kt3_print_callback callback);
 
 /*
- * Logs one line through the callback. The formatted text is cut at 1023 characters. Returns 0; with a null callback
- * nothing is formatted.
+ * Logs one line through the callback: formatted as printf does, cut at 1023 characters, without a newline of its own.
+ * Nothing is formatted while the callback is null. Returns 0.
  */
 KT3_EXPORT int32_t lib_print_func(const char* format, ...) KT3_PRINTF_LIKE(1, 2);
 
 /* Does nothing, returns 0; kept for clients that call it. */
 KT3_EXPORT int32_t get_driver_info(void);
 
-/* Writes 0 (healthy) to *status, when it is not null, and returns 0. No check is made. */
+/* Writes 0 (healthy) to *status and returns 0. No check is made. */
 KT3_EXPORT int32_t selfcheck_current_tool_status(int32_t* status);
 
 /* ---- calls: adapters ------------------------------------------------------------------------------------------ */
 
 /*
- * Loads libdrm, lists the DRM devices and records up to three of the maker's adapters (of the first three devices) and
- * one GPU of another vendor. Opens and keeps the descriptors of each recorded adapter. Always returns 0:
- *   - libdrm or one of its entry points missing: the record is untouched;
- *   - no DRM device: chip_num is 0 and gpuinfo_control_enable is 0.
- * Writes "exceed  MAX_CHIP_NUM. " to standard output when the machine has more than three DRM devices. A null record is
- * left alone.
+ * Loads libdrm and looks at the first three DRM devices that it lists. Each known chip of the maker that answers and
+ * passes the vendor filter takes the next slot; its descriptors are opened and kept. The first GPU of another vendor
+ * that answers, whatever the filter, takes slot 2, also over a third adapter of the maker. Logs what it finds. Always
+ * returns 0:
+ *   - libdrm or one of its entry points missing: the record and gpuinfo_control_enable are as they were;
+ *   - no DRM device: chip_num and gpuinfo_control_enable are 0;
+ *   - else gpuinfo_control_enable is 1; without a known chip chip_num is 0 and the slots are as they were.
+ * When the machine has more than three DRM devices, "exceed  MAX_CHIP_NUM. " goes to standard output: twice, or once
+ * when a GPU of another vendor was recorded. Each call opens new descriptors and loads libdrm once more.
  */
 KT3_EXPORT int32_t gfx_find_adapter(find_adapter* record);
 
@@ -520,35 +531,57 @@ KT3_EXPORT int32_t gfx_find_adapter(find_adapter* record);
 KT3_EXPORT int32_t gfx_find_adapter_ext1(find_adapter_ext1* record);
 
 /*
- * Binds the slot at current_index: selects it, loads the chip's kernel-interface module, switches the driver's usage
- * accounting on and creates the device object. Returns the chip id, or -1 when the index is no slot (nothing is
- * touched), the chip is unknown, the module cannot be loaded or gives no device object size; the steps done before a
- * failure stay done. Binding again without gfx_global_exit keeps the older module loaded.
+ * Binds the slot at current_index. In this order: makes it current as gpuinfo_select_new_chip does; empties the
+ * preference list; loads the chip's kernel-interface module, a shared object that makes the driver's private requests;
+ * switches the driver's usage accounting on by writing "1" to "enable_usage"; creates the device object that module
+ * calls work on. Returns the chip id, or -1:
+ *   - the index is no slot: nothing is touched;
+ *   - the module cannot be loaded: logs "open libkeinterface module fail. \n ";
+ *   - the chip is unknown and no module is loaded: logs "invalidate chip id. \n " and that line;
+ *   - the module lacks its size query: logs "get pfn_gfx_get_struct_size fail. \n ";
+ *   - the size is 0 or cannot be allocated: logs "get_struct_size err\n " or "pdev alloc mem fail.\n ".
+ * Steps done before a failure stay done. Accounting is switched on for every chip id except 0, whatever fails later.
+ *
+ * Binding again without gfx_global_exit keeps the older module loaded and the earlier adapter's accounting on. An
+ * unknown chip then binds with the older module: its id is returned, 0 included, "invalidate chip id. \n " is logged,
+ * and sys_kernel_debug_ID_dri_ADAPTER_path stays, so allocation and heap calls go on reading the earlier adapter's
+ * tree.
  */
 KT3_EXPORT int32_t gfx_global_init(find_adapter* record);
 
 /*
- * Switches usage accounting off, closes the module, frees the device object and empties the preference list. The
- * argument is only logged. Returns 0. Afterwards no entry point of the closed module is called.
+ * Ends the binding: writes "0" to "enable_usage", closes the module, frees the device object and empties the
+ * preference list. The argument is only logged. Returns 0.
+ *
+ * Accounting is switched off on the current adapter, the one selected last, and only when the chip id last given to
+ * gfx_global_init is not 0; an adapter that was left by binding another keeps it on. The current adapter, the chip id,
+ * the DRM descriptor and the debugfs directory stay, so node and allocation readings still answer. No entry point of
+ * the closed module is called any more.
  */
 KT3_EXPORT int32_t gfx_global_exit(int32_t chip_id_idx);
 
 /* The first half of gfx_find_adapter: loads libdrm. Returns 1, or 0 when it or an entry point is missing. */
 KT3_EXPORT int32_t gpuinfo_vorla_init(void);
 
-/* The second half: enumerates. Returns 1, or 0 when libdrm is not loaded or no DRM device exists. */
+/*
+ * The second half: enumerates, leaving gpuinfo_control_enable alone. Returns 1, or 0 when libdrm is not loaded
+ * (nothing is touched) or no DRM device exists (chip_num is 0).
+ */
 KT3_EXPORT int32_t gpuinfo_vorla_get_device_handles(find_adapter* record);
 
 /*
- * Makes the slot at current_index current for every reading call, without binding it. An index outside 0 to 2 changes
- * nothing. Returns 0.
+ * Makes the slot at current_index current, without binding it: nodes, hwmon attributes and sysfs files are then read
+ * from that adapter, while module and debugfs directory stay those of the bound one. The index is not compared with
+ * chip_num; one outside 0 to 2 changes nothing. Logs the index and the name. Returns 0.
  */
 KT3_EXPORT int32_t gpuinfo_select_new_chip(find_adapter* record);
 
 /* ---- calls: driver nodes -------------------------------------------------------------------------------------- */
 
 /*
- * All of them read or write the current adapter. Without one, or when a node is absent, values are 0. Node indices:
+ * All of them read or write the current adapter and log nothing. Without one, or when a node is absent, values are 0.
+ * Plain integers are looked for in the first 64 bytes of a node, temperature and frame counters in all of it; what
+ * follows the number is ignored, and a number of more than 32 bits keeps its low ones. Node indices:
  *    0 engine_3d_usage   8 driver_version   16 enable_perf      24 dvfs_mode
  *    1 engine_vcp_usage  9 miu_channel_num  17 enable_usage     25 dvfs_control_params
  *    2 engine_vcp_info  10 slice_mask       18 fps_count        26 dvfs_clk_voltage
@@ -570,8 +603,9 @@ KT3_EXPORT int32_t gpuinfo_get_hwmonFD_value_int(int32_t hwmon_index, uint32_t* 
 KT3_EXPORT uint32_t gpuinfo_get_temparature_value_int(uint32_t* status);
 
 /*
- * Sends the text to "enable_usage" ("1" switches the driver's usage accounting on, "0" off). The text is a print format
- * without arguments: "%%" is sent as one sign. Returns the characters sent, 0 when the node cannot be opened.
+ * Sends the text to "enable_usage" ("1" switches the driver's usage accounting on, "0" off). The text is a printf
+ * format without arguments: "%%" is sent as one sign. Returns the characters sent, also when the driver refuses them;
+ * 0 when the node cannot be opened.
  */
 KT3_EXPORT uint32_t gpuinfo_set_enable_usage(const char* text);
 
@@ -582,14 +616,14 @@ KT3_EXPORT uint32_t gpuinfo_set_enable_usage(const char* text);
 KT3_EXPORT uint32_t gpuinfo_get_fps_count(uint32_t* frame_count, int64_t* timestamp_ns, int64_t* blit_scan_count);
 
 /*
- * Reads "misc_ctl_flag", clears and then sets bits (a bit in both ends up set), writes it back and reads it again. An
- * unreadable flag word counts as 0. Two concurrent updates can lose one.
+ * Reads "misc_ctl_flag", clears and then sets bits (a bit in both ends up set), writes the word back and reads it
+ * again. An unreadable word counts as 0; a write that fails is not reported. Two concurrent updates can lose one.
  */
 KT3_EXPORT void gpuinfo_set_misc_ctl_flag(int32_t bits_to_set, int32_t bits_to_clear);
 
 /*
- * Position just behind the first `key` in `length` bytes, or -1. Zero bytes are ordinary bytes. The last possible
- * position is never tried: a key at the very end of the buffer is not found.
+ * Returns the position right after the first `key` in `length` bytes, or -1. Zero bytes are ordinary bytes. The last
+ * possible position is never tried: a key at the very end of the buffer is not found.
  */
 KT3_EXPORT int32_t find_str_in_buffer(const char* buffer, int32_t length, const char* key);
 

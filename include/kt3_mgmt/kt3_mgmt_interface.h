@@ -637,24 +637,34 @@ KT3_EXPORT uint32_t safe_str_copy_till_return(char* destination, const char* sou
 
 /*
  * The preferences of the user live in $HOME/.local/share/tqm_gfx_util.ini, one section per application. The first get
- * or set of the process reads the file into interface_config_list; every change rewrites it from the list. A file that
- * cannot be opened leaves the list as it is; without HOME, or with one too long for UTIL_CONFIG_PATH, the file counts
- * as absent. The folder of the file is never created. A save replaces the file by renaming a new one over it, so that
- * a crash or a full disk leaves the old or the new text; where that cannot be done it is written in place.
+ * or set of the process reads the file into interface_config_list, once; every change rewrites the file from the list.
+ * The calls return 0 in every case: the log says what failed.
+ *
+ * Reading. A file that does not exist counts as empty, and so does one that HOME gives no path for, because HOME is
+ * unset or too long for UTIL_CONFIG_PATH; the log says so. A file that exists and cannot be read whole is left alone
+ * from then on: a change stays in the list and "savefile_INI: can't open %s \n" is logged, with the path.
+ *
+ * Saving. A new file is renamed over the old one, with its owner, group, mode, access list and extended attributes, so
+ * that a crash or a full disk leaves the old or the new text. Where that cannot be done the file is written in place.
+ * What cannot be saved logs the same line: alone when nothing can be opened, after the lines of the entries when
+ * writing fails. The folder of the file is never created.
+ *
+ * Neither read nor written are devices, pipes and sockets, files over 64 MiB, and files that a symbolic link of
+ * another user leads to, except that user's own files, and through a link of root those of the effective user.
  */
 
 /*
- * Copies the entries in list order. In: *count is the room in `entries`. Out: the number copied. At least one entry is
- * copied when there is any, even for a *count of 0 or less, so the array must hold one. With `entries` null only the
- * number of entries is stored. Does nothing when `count` is null. Returns 0.
+ * Copies the entries in list order. In: *count is the capacity of `entries`. Out: the number copied. At least one
+ * entry is copied when there is any, even for a *count of 0 or less, so the array must hold one. With `entries` null
+ * only the number of entries is stored. Returns 0.
  */
 KT3_EXPORT int32_t get_gpu_preference(_UTIL_GPU_PREFERENCE_NODE* entries, int32_t* count);
 
 /*
- * Stores the entry in place of the first one whose name is the last component of entry->FullPath, else at the end, and
- * writes the file. Put the same component into entry->name: that is what the file keeps. An entry that is stored
- * already, byte for byte, logs "SetGPUPreference_config, same data, skip save log file.\n" and writes nothing. A null
- * entry does nothing. Returns 0.
+ * Stores the entry in place of the first one whose name is the last component of entry->FullPath (after the last "/"
+ * or "\"), else at the end, and writes the file. Put the same component into entry->name: that is what the file keeps.
+ * An entry that is stored already, byte for byte, logs "SetGPUPreference_config, same data, skip save log file.\n" and
+ * writes nothing. Returns 0, also when the save failed.
  *
  * The file cannot carry a ";", a line end or a zero byte, white space at the edges of a value, or a "]" in a name.
  */
@@ -662,8 +672,8 @@ KT3_EXPORT int32_t set_gpu_preference(const _UTIL_GPU_PREFERENCE_NODE* entry);
 
 /*
  * Removes the first entry whose name is the last component of entry->FullPath (no other field is read) and writes the
- * file, whether one was found or not. Does not read the file first: as the first preference call of a process it leaves
- * a file without entries, so call get_gpu_preference before. A null entry does nothing. Returns 0.
+ * file, whether one was found or not. Does not read the file first: as the first preference call of a process it
+ * leaves a file without entries, so call get_gpu_preference before. Returns 0, also when the save failed.
  */
 KT3_EXPORT int32_t remove_gpu_preference(const _UTIL_GPU_PREFERENCE_NODE* entry);
 
@@ -673,9 +683,10 @@ KT3_EXPORT int32_t SetGPUPreference_config(const _UTIL_GPU_PREFERENCE_NODE* entr
 KT3_EXPORT int32_t RemoveGPUPreference_config(const _UTIL_GPU_PREFERENCE_NODE* entry);
 
 /*
- * Both empty the list and give its storage back; they log their name, a full stop, a newline and a blank. Neither
- * touches the file, and a file that was read is not read again: after either of them the list stays empty until
- * something is set. gfx_global_init calls the first, gfx_global_exit the second. Return 0.
+ * Both empty the list and release its storage, then log "initGPUPreference_config.\n " or
+ * "uninitGPUPreference_config.\n ". Neither touches the file. Once the file has been read it is not read again: the
+ * list stays empty until something is set, and that save keeps the new entry alone. gfx_global_init calls the first,
+ * gfx_global_exit the second. Return 0.
  */
 KT3_EXPORT int32_t initGPUPreference_config(void);
 KT3_EXPORT int32_t uninitGPUPreference_config(void);
@@ -683,37 +694,63 @@ KT3_EXPORT int32_t uninitGPUPreference_config(void);
 /* ---- calls: allocation ---------------------------------------------------------------------------------------- */
 
 /*
- * All of these read the bound adapter's driver directory afresh. Lines about a directory or a file that cannot be read
- * go to standard output. A malformed "handle" or "device" number reaches the client as the C++ errors of convention 6;
- * nothing stays open then. A null record is left alone and answered like a failure.
+ * All of these read the bound adapter's debugfs directory afresh. Those that need a snapshot, the list of all live
+ * allocations, walk the directory up to ten times, 5 ms apart, until every file could be read; what an abandoned walk
+ * had read stays in the snapshot, so an allocation may be in it twice. Each failed walk writes
+ * "Error opening directory" or "Fail to read allocation info. skip..." to standard output. A malformed "handle" or
+ * "device" number raises the errors of convention 6.
  */
 
 /*
- * The open devices and their processes into 50 entries, zeroed first, in the order of the driver's listing. Returns 0,
- * also when the fiftieth device ended the reading, or -1 when a file could not be read; entries already filled stay.
+ * The devices and their owners into 50 entries, zeroed first, in the order of the driver's listing. Returns 0; or -1,
+ * at the first failure, with "Error opening directory" or "Fail to read devices info. skip..." on standard output and
+ * the entries before it filled. The fiftieth device ends the reading with 0 and writes
+ * "exceed ALLOCATION_SUMMARY_MAX!!! " to standard output, even when it is the last.
+ *
+ * The number of entries is not returned: entries are filled from index 0 on, and unused ones are zero. A device
+ * without a "pid" and a "handle" line takes a zero entry as well, so look at all 50 and skip those whose pid and
+ * handle are 0.
  */
 KT3_EXPORT int32_t get_device_pid_maps(_GFX_DEVICE_PID_MAP* maps);
 
-/* Bytes per device and segment slot into 50 entries, zeroed first; 49 are used at most. Returns 0, or -1. */
+/*
+ * Bytes per device and segment slot into 50 entries, zeroed first, in the order in which the devices appear in a
+ * snapshot. Returns 0, or -1 with all entries zero when the snapshot failed. To standard output go:
+ *   - "exceed ALLOCATION_SUMMARY_MAX !!! " for each allocation of a fiftieth or later device: 49 entries are used at
+ *     most;
+ *   - "invalid segmentid !!! " for each allocation with a negative segment, which is added to no sum.
+ * The number of entries is not returned: unused ones are zero. Devices that hold nothing have zero sums too, so look
+ * at all 49 and skip those whose sums are 0.
+ */
 KT3_EXPORT int32_t get_device_allocation_summary(_GFX_DEVICE_ALLOCATION_SUMMARY* summary);
 KT3_EXPORT int32_t get_device_allocation_summary_ext1(_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1* summary);
 
 /*
- * One slice of 20 of all allocations, ordered by device. Slice 0 takes the snapshot, with the values of the current
- * slot of `adapters`; later slices come from that snapshot. A slice past the end or with a negative number holds
- * nothing and is answered with 0. Returns -1, with nothing changed, when the snapshot failed.
+ * One slice of 20 of all allocations, ordered by device; the order within a device is not defined. Slice 0 takes the
+ * snapshot of the bound adapter, by the VA flag of the current slot of `adapters`, and holds it for the later slices,
+ * which do not look at `adapters`. Ask for 0, then 1, 2, ... while has_more is 1. Returns 0; or -1, with the record
+ * unchanged, when the snapshot failed, `adapters` names no slot, or there is no memory
+ * ("allocate memory for global_allocation_raw_list fail." on standard output).
+ *
+ * A slice that begins at the end of the list holds nothing, and so does one with a negative number. One that begins
+ * past the end holds nothing either and writes "get_allocation_raw_list_internal, invalid trasfer_cnt !!!" to standard
+ * output. All of them return 0.
  */
 KT3_EXPORT int32_t get_allocation_raw_list(_GFX_ALLOCATION_RAW_LIST* raw_list, find_adapter* adapters);
 
 /*
- * Compares the live allocations with those of the previous call and writes the 15 largest groups of equal shape
- * (width, height, size, hw_format, at_type), zero records behind the last group. `sum_count` is the number of live
- * allocations of the shape; the other fields are those of the oldest one, `seen_count` being the consecutive calls that
- * saw it. Always returns 0; the result is unchanged when no snapshot could be taken.
+ * Compares a snapshot with the allocations tracked by the previous call and writes the 15 largest groups of equal
+ * shape (width, height, size, hw_format, at_type), largest first, zero records after the last group. `sum_count` is
+ * the number of live allocations of the shape; the other fields are those of the one tracked longest, `seen_count`
+ * being the consecutive calls that found it. Groups of equal sum_count come in no defined order. Returns 0 in every
+ * case; the result and what is tracked are unchanged when no snapshot could be taken.
+ *
+ * Two calls see the same allocation when handle, width, height, size, hw_format and at_type agree. Tracking goes on
+ * after gfx_global_exit and when another adapter is bound: an allocation there that agrees raises seen_count.
  */
 KT3_EXPORT int32_t get_memleak_info(_GFX_ALLOCATION_INFO* result);
 
-/* The routines behind these calls, for a chip id (not used) and a VA flag chosen by the caller. */
+/* What these calls forward to, for a chip id (not used) and a VA flag chosen by the caller. */
 KT3_EXPORT int32_t get_device_pid_maps_internal(_GFX_DEVICE_PID_MAP* maps, int chip_id, int is_va_driver);
 KT3_EXPORT int32_t get_device_allocation_summary_internal(_GFX_DEVICE_ALLOCATION_SUMMARY* summary, int chip_id,
                                                           int is_va_driver);
@@ -722,7 +759,10 @@ KT3_EXPORT int32_t get_device_allocation_summary_internal_ext1(_GFX_DEVICE_ALLOC
 KT3_EXPORT int32_t get_allocation_raw_list_internal(_GFX_ALLOCATION_RAW_LIST* raw_list, find_adapter* adapters);
 KT3_EXPORT void get_memleak_information(_GFX_ALLOCATION_INFO* result, int chip_id, int is_va_driver);
 
-/* MiB allocated per segment slot, rounded down; summed in single precision. All 0 when no snapshot could be taken. */
+/*
+ * MiB allocated per segment slot into totals[0] to totals[4], from a snapshot: summed in single precision, rounded
+ * down, allocations with a negative segment left out. Returns 0, or -1 with all totals 0 when the snapshot failed.
+ */
 KT3_EXPORT int32_t get_segment_info_through_allocation(unsigned int* totals, int chip_id, int is_va_driver);
 
 /* ---- calls: segments ------------------------------------------------------------------------------------------ */

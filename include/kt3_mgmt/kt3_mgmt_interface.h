@@ -768,24 +768,36 @@ KT3_EXPORT int32_t get_segment_info_through_allocation(unsigned int* totals, int
 /* ---- calls: segments ------------------------------------------------------------------------------------------ */
 
 /*
- * Chooses where get_segment_info reads from: the "segment_info" node when the chip at the record's current index is of
- * the newer family, else the heap pages; the sums of allocations alone when that source does not answer. Returns the
- * answer of the source, 1 or -1.
+ * Chooses where get_segment_info reads from, once for each adapter: the "segment_info" node of the current adapter
+ * when the chip at the record's current index is of the newer family, else the heap pages of the bound one; the sums
+ * of allocations alone when that source does not answer. Returns the answer of the source, 1 or -1, and writes to
+ * standard output what that does. The choice stays, also after gfx_global_exit and when another adapter is bound;
+ * until the first call it is the sums alone.
  */
 KT3_EXPORT int32_t segment_init(find_adapter* record);
 
-/* Zeroes the record and fills it from the chosen source, heap pages being combined with the sums of allocations. */
+/*
+ * Zeroes the record and fills it from the chosen source:
+ *   - the node: as gpuinfo_get_segment_info. Returns 1 or -1;
+ *   - heap pages: as gpuinfo_get_kmd_segment_info, and to the used sizes 0 to 4 the sums of allocations are added,
+ *     also when a page failed. Returns 0, or -1 when the snapshot failed;
+ *   - the sums of allocations: the used sizes 0 to 4. Returns 0 or -1.
+ * The last two write to standard output what those calls write and raise the errors of convention 6.
+ */
 KT3_EXPORT int32_t get_segment_info(_GFX_SEGMENT_INFO* segments);
 
 /*
- * Reads the "segment_info" node of the current adapter. With 6 segments or more, slot 4 becomes the sum of all from 4
- * on and the later slots keep their own numbers. Returns 1, or -1 when the node names no segment.
+ * Reads the first 512 bytes of the "segment_info" node of the current adapter, up to the first id that is missing.
+ * With 6 segments or more, slot 4 becomes the sum of all from 4 on and the later slots keep their own numbers. Slots
+ * that the node does not name are left alone. Returns 1, or -1 when the node has less than 20 bytes or no segment 0.
  */
 KT3_EXPORT int32_t gpuinfo_get_segment_info(_GFX_SEGMENT_INFO* segments);
 
 /*
- * Reads the heap pages of the bound adapter in MiB; sizes wrap at 4 GiB. The flag is not used. A page that is missing
- * repeats the numbers of the page before it. Returns 1, or -1; the numbers read until then stay.
+ * Reads the heap pages of the bound adapter into slots 0 to 3 (invalid, local, PCIe unsnooped, PCIe snooped) in MiB
+ * and sets slot 4 to 0; sizes wrap at 4 GiB. The flag is not used. A page that does not exist repeats the numbers of
+ * the page before it. Returns 1, or -1 when the directory cannot be opened ("Error opening directory" on standard
+ * output) or a page cannot be read or lacks a key; the numbers read until then stay, and no descriptor stays open.
  */
 KT3_EXPORT int32_t gpuinfo_get_kmd_segment_info(_GFX_SEGMENT_INFO* segments, int32_t flag);
 
@@ -794,11 +806,16 @@ KT3_EXPORT int32_t gpuinfo_get_kmd_segment_info(_GFX_SEGMENT_INFO* segments, int
 /*
  * Three pairs: the first call finds the bound module's entry points, the second samples through them. They stay in use
  * until the first call is made again. Between gfx_global_exit and the next successful gfx_global_init the second call
- * calls no module; then it takes the entry points of the same names from the module that is bound. Binding anew without
- * an exit keeps those of the older module, so make the first calls again. Null records are left alone.
+ * calls no module; then it takes the entry points of the same names from the module that is bound. Binding again
+ * without an exit keeps those of the older module, so make the first calls again.
  */
 
-/* Chooses the busy interface and logs it. Returns 0, or -1 with a log line when the module has none. */
+/*
+ * Chooses the busy interface and logs each that it finds: "gfxbusy_init  use GFXBUSY_VERION_1.\n ", or _0 where that
+ * is missing, then _EXT_1; the last one found is used. Returns 0; or -1 with
+ * "gfx_xxx interface functions init fail. \n " when the module has neither of the first two, and what an earlier call
+ * found stays in use.
+ */
 KT3_EXPORT int32_t gfxbusy_init(void);
 
 /* Fills the record through the interface of gfxbusy_apiversion; leaves it alone when that is missing. Returns 0. */
@@ -806,38 +823,48 @@ KT3_EXPORT int32_t get_gpubusy_info(_GFX_BUSY_INFO* record);
 
 /*
  * Counts frames through the module, or through the nodes "fps_count" and "rxa_blt_scn_cnt" when it does not count
- * them, and takes the first sample. Returns 0.
+ * them, and takes the sample that the first rates start from. Returns 0.
  */
 KT3_EXPORT int32_t fps_init(void);
 
 /*
- * Writes the rates since the previous call in single precision. Returns 0, or -1 with nothing written when the time
- * stamp is that of the previous sample, as it is when nothing can be read.
+ * Takes a sample and writes the rates since the previous one in single precision. Returns 0; or -1 with nothing
+ * written when the time stamp is that of the previous sample, as it is when nothing can be read. Time stamps are
+ * rounded to single precision before they are subtracted: two that round to the same number give a rate that is
+ * infinite or is not a number.
  */
 KT3_EXPORT int32_t get_fps_info(_GFX_FRAME_RATES* rates);
 
-/* Finds the bandwidth interface and prepares it. Returns 0, or -1 with a log line when it is incomplete or refuses. */
+/*
+ * Finds the bandwidth interface and prepares it. Returns 0; or -1 with "gfx_xxx interface functions init fail. \n " in
+ * the log when it is incomplete, with "gfx_init_hwinfo fail. \n " when the module refuses. Without a device object
+ * nothing is prepared and a complete interface returns 0.
+ */
 KT3_EXPORT int32_t bandwidth_init(void);
 
-/* Fills the record; leaves it alone when the interface is missing. Returns 0. */
+/* Fills the record through what bandwidth_init found, also when the module refused; else leaves it alone. Returns 0. */
 KT3_EXPORT int32_t get_bandwidth_info(_GFX_BANDWIDTH_INFO* record);
 
 /* ---- calls: summary -------------------------------------------------------------------------------------------- */
 
 /*
- * The summary of the adapter in the record's current slot: chip id and card number come from the record, nodes from the
- * current adapter. Facts that cannot change are gathered at the first call for a chip id, which runs "dmidecode" three
- * times and logs two lines; later calls read the clocks only. Missing values are 0. May write "Failed to run command",
- * "Error opening drm directory" or "get_line_from_string fail, string too long!!!" to standard output. Nothing is
- * written for a null pointer or when current_index is no slot. Returns 0.
+ * The summary of the adapter in the record's current slot: chip id and card number come from the record, nodes and
+ * sysfs files from the current adapter. Kept facts are gathered when the chip id differs from that of the previous
+ * call, which runs "dmidecode" three times and logs two lines; else only the clocks are read. Missing values are 0,
+ * except memory_type: it is 4 when unknown, and memory_type and memory_bit_width are 1 when no shell can be started.
+ * Nothing is written when current_index is no slot. Returns 0. Gathering may write to standard output:
+ *   - "Failed to run command", once for each of the three runs that cannot be started;
+ *   - "get_line_from_string fail, string too long!!!" when /proc/gpuinfo_N lists display types in 100 bytes or more;
+ *   - "Error opening drm directory" when an adapter of the older family has no displays in that page and its directory
+ *     of connectors cannot be opened.
  */
 KT3_EXPORT int32_t get_adapter_summary(_GPU_ADAPTER_SUMMARY* record, const find_adapter* adapters);
 
 /*
- * The extended summary from /proc/gpuinfo_N. Every field is written: what is missing is 0, or KT3_ABSENT for usages and
- * temperature. The first call for a chip id gathers the kept fields and logs one line; when the page cannot be read
- * then, they stay 0 for this chip id. Nothing is written for a null pointer or when current_index is no slot. Returns
- * 0.
+ * The extended summary from the first 1024 bytes of /proc/gpuinfo_N. Every field is written: what is missing is 0, or
+ * KT3_ABSENT for usages and temperature. Kept fields are gathered, and one line logged, when the chip id differs from
+ * that of the previous call; when the page cannot be read then, they stay 0 for this chip id. Nothing is written when
+ * current_index is no slot. Returns 0.
  */
 KT3_EXPORT int32_t get_adapter_summary_ext2(_GPU_ADAPTER_SUMMARY_EXT2* record, const find_adapter* adapters);
 
@@ -846,33 +873,38 @@ KT3_EXPORT int32_t gpu_info_get_adapter_summary(_GPU_ADAPTER_SUMMARY* record, co
 KT3_EXPORT int32_t gpu_info_get_adapter_summary_ext2(_GPU_ADAPTER_SUMMARY_EXT2* record, const find_adapter* adapters);
 
 /*
- * Runs the command in a shell, zeroes the buffer and fills it with up to size - 1 bytes of its output. Returns the
- * bytes read. A command that cannot be started writes "Failed to run command" to standard output and gives 1; a null
- * buffer or a size of 0 takes nothing and gives 0.
+ * Runs the command in a shell, zeroes the buffer, fills it with up to size - 1 bytes of the output and waits for the
+ * command to end. Returns the bytes read. A shell that cannot be started writes "Failed to run command" to standard
+ * output and gives 1, with the buffer unchanged; a null buffer or a size of 0 takes nothing and gives 0.
  */
 KT3_EXPORT uint32_t runShellCommand(const char* command, char* buffer, uint32_t size);
 
-/* The system's DDR generation (4 or 5, 4 when unknown) and memory width in bits, from "dmidecode -t memory"; 1 with
- * "Failed to run command" on standard output when it cannot be started. */
+/*
+ * The system's DDR generation (4 or 5, 4 when unknown) and memory width in bits (0 when unknown), from
+ * "dmidecode -t memory"; 1, with "Failed to run command" on standard output, when the shell cannot be started.
+ */
 KT3_EXPORT uint32_t runShellCommand_getMemoryTYpe(void);
 KT3_EXPORT uint32_t runShellCommand_getBitWidth(void);
 
 /* ---- calls: power management ----------------------------------------------------------------------------------- */
 
-/* Engine, video and memory clock of the current adapter into clocks[0] to clocks[2]; 0 where a node is absent. Returns
- * 0. */
+/*
+ * Engine, video and memory clock of the current adapter in MHz into clocks[0] to clocks[2]; 0 where a node is absent.
+ * Returns 0.
+ */
 KT3_EXPORT int32_t get_dvfs_info(uint32_t* clocks);
 
 /*
  * Fills the record from the driver and remembers it as last read. A value that is missing leaves its field alone, vclk
- * and mclk become 0. *flushed and dvfs_register_state_data_flushed are set to 1. Returns 0; null pointers are skipped.
+ * and mclk become 0. *flushed and dvfs_register_state_data_flushed are set to 1. Logs nothing, returns 0.
  */
 KT3_EXPORT int32_t get_data_from_dvfs_register(_GPU_DVFS_REGISTER_DATA* record, uint32_t* flushed);
 
 /*
- * Sends one command for each field that differs from the record as last read (all zero before the first read). What was
- * last read stays as it is, so writing the same record again sends the same commands: read in between. Sets
- * dvfs_register_state_data_flushed to 0. Returns 0, also when the driver refuses: read back to see what it took.
+ * Sends one command for each field that differs from the record as last read (all zero before the first read). What
+ * was last read stays as it is, so writing the same record again sends the same commands: read in between. It belongs
+ * to the library: after another adapter was selected, read first. Sets dvfs_register_state_data_flushed to 0. Logs
+ * nothing, returns 0, also when the driver refuses: read back to see what it took.
  */
 KT3_EXPORT int32_t set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DATA* record);
 
@@ -883,17 +915,33 @@ KT3_EXPORT int32_t gpuinfo_set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DA
 /* ---- calls: virtual memory ------------------------------------------------------------------------------------ */
 
 /*
- * Page tables of every client, in two calls, always of the card with DRM number 0. First with null rows: takes a new
- * snapshot (allocation nodes included) and stores the number of rows in *count; when the snapshot fails, *count stays
- * and one line goes to standard output. Then with room for that many rows: fills them; *count is not looked at. The
- * second call may be repeated. A row whose address does not fit into a signed 32-bit number raises the "stoi" errors.
- * An over-long text field in a dump ends the process. Returns 0 in every case.
+ * Page tables of every device below /sys/kernel/debug/dri/0/qn, whatever adapter is bound, in two calls. The driver's
+ * own devices and those of process 0 are left out. Returns 0 in every case, so set *count to 0 before the first call.
+ *
+ * With `rows` null: takes a new snapshot, allocation nodes first, and stores the number of rows in *count. Nodes and
+ * page tables are walked up to ten times each, 1 ms apart; what an abandoned walk had read stays, so a device may come
+ * twice. "ps" is run for each device. To standard output go "Fail to read allocation info.. skip and try it again..."
+ * for each walk that a node file ends and "Fail to read pid info. skip..." for each that the info file of a device
+ * ends; when the snapshot fails, an empty line and "The function is being tested on this Chip......", and *count is
+ * unchanged.
+ *
+ * With an array of at least that many rows: fills it from the last snapshot; *count is not looked at. Rows come device
+ * by device, page-table entries of levels 0 to 2 before sub-table entries of levels 0 to 2. The call may be repeated.
+ * After a failed snapshot it writes the same two lines and no row; before the first snapshot there are no rows.
+ *
+ * Malformed numbers raise the errors of convention 6: levels and indices in the first call, which counts as failed
+ * then; a process id that is not a number, or an address that does not fit into a signed 32-bit number, in the second,
+ * after the rows before it. A node that ends right after the "=" of a key raises std::out_of_range in the first call,
+ * with a text that names basic_string::substr. A process id, process name, address or buffer text of more than 47
+ * characters ends the process with a line on standard error.
  */
 KT3_EXPORT int32_t get_pagetable_data(_PAGETABLE_DATA* rows, uint32_t* count);
 
 /*
- * Allocation nodes of the last page-table snapshot, in two calls of the same kind; takes no snapshot itself. After a
- * failed snapshot nothing is written and one line goes to standard output. Returns 0 in every case.
+ * Allocation nodes of the last page-table snapshot, in two calls: with `entries` null stores their number in *count,
+ * with an array of at least that many entries fills it. Takes no snapshot itself. After a failed one nothing is
+ * written and the two lines above go to standard output. A malformed number raises the errors of convention 6, after
+ * the entries before it. Returns 0 in every case.
  */
 KT3_EXPORT int32_t get_allocation_data(_GFX_VM_ALLOCATION_DATA* entries, uint32_t* count);
 
@@ -909,40 +957,46 @@ extern KT3_EXPORT kt3_print_callback pServerPrintCallback;
 /* What gfx_find_adapter_ext1 copies out. */
 extern KT3_EXPORT find_adapter_ext1 find_adapter_ext1_cache;
 
-/* 1 after an enumeration that found a DRM device, 0 after one that found none. */
+/* 1 after an enumeration that found a DRM device, 0 before the first and after one that found none. */
 extern KT3_EXPORT int32_t gpuinfo_control_enable;
 
 /* The current adapter, inside the client's find_adapter record; null before the first selection. */
 extern KT3_EXPORT gpu_infos* pCurrent_gpu_infos;
 
-/* "/sys/bus/pci/devices/<bus id>" of the current adapter. */
+/* "/sys/bus/pci/devices/<bus id>" of the current adapter; empty before the first selection. */
 extern KT3_EXPORT char sys_bus_pci_devices_BUSID_path[60];
 
-/* The bound adapter's driver directory in debugfs: "/sys/kernel/debug/dri/N/wy" or ".../qn". */
+/*
+ * The bound adapter's driver directory in debugfs, "/sys/kernel/debug/dri/N/wy" or ".../qn"; empty before the first
+ * known chip is bound, kept by gfx_global_exit.
+ */
 extern KT3_EXPORT char sys_kernel_debug_ID_dri_ADAPTER_path[50];
 
-/* The device object: sized by the kernel-interface module, owned by the library; null when none is bound. */
+/* The device object: sized by the kernel-interface module, owned by the library; null when there is none. */
 extern KT3_EXPORT void* pdev;
 
-/* The bound adapter's DRM descriptor, first argument of every module call. */
+/* The bound adapter's DRM descriptor, first argument of every module call; kept by gfx_global_exit. */
 extern KT3_EXPORT int32_t __perf_event_fd;
 
-/* preferences: path of the file, NUL-terminated; empty until it is first needed, and while HOME gives no path. */
+/* Path of the preference file, NUL-terminated; empty until it is first needed, and while HOME gives no path. */
 extern KT3_EXPORT char UTIL_CONFIG_PATH[512];
 
-/* 1 from load time and after get_data_from_dvfs_register, 0 once set_data_to_dvfs_register may have changed the driver.
- */
+/* 1 at load time and after get_data_from_dvfs_register; 0 after set_data_to_dvfs_register: read again. */
 extern KT3_EXPORT int32_t dvfs_register_state_data_flushed;
 
 /* The types of display outputs and their bits in display_types. */
 extern KT3_EXPORT const kt3_connector_type support_CONNECT_type_list[KT3_CONNECTOR_TYPES];
 
-/* The busy interface in use, one of the KT3_BUSY_ values; KT3_BUSY_VERSION_1 until gfxbusy_init finds another. */
+/*
+ * The busy interface in use, one of the KT3_BUSY_ values: KT3_BUSY_VERSION_1 until gfxbusy_init finds another. A
+ * client may choose another of those found; for any other value get_gpubusy_info writes nothing.
+ */
 extern KT3_EXPORT int32_t gfxbusy_apiversion;
 
-/* 1 when frames are counted by the module, 0 when they are read from the driver's nodes. Set by fps_init. */
+/* 1 when the module counts the frames, 0 when they are read from the driver's nodes. Set by fps_init or a client. */
 extern KT3_EXPORT int32_t use_IOCTL_get_fps;
-/* Result of the last page-table snapshot: 0, or -1 when it failed. 0 at load time. */
+
+/* Result of the last page-table snapshot: 0, or -1 when it failed or an error left it. 0 at load time. */
 extern KT3_EXPORT int32_t Get_Local_Data_Status;
 
 #ifdef __cplusplus

@@ -1,7 +1,7 @@
 // kt3 alloc and kt3 process: what they say on machines whose allocations are unusual.
 
-#include "allocations.hpp"
 #include "cli/run_kt3.hpp"
+#include "observe/memory/allocations.hpp"
 
 #include <cstdint>
 #include <nlohmann/json.hpp>

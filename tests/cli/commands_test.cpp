@@ -1,7 +1,7 @@
 // What each command says and how it ends, on whole simulated machines.
 
 #include "cli/run_kt3.hpp"
-#include "exit_status.hpp"
+#include "kt3/exit_status.hpp"
 
 #include <nlohmann/json.hpp>
 

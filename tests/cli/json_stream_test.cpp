@@ -1,4 +1,4 @@
-#include "json_stream.hpp"
+#include "output/json_stream.hpp"
 
 #include <gtest/gtest.h>
 

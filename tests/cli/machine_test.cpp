@@ -1,6 +1,6 @@
-#include "machine.hpp"
+#include "observe/adapter/machine.hpp"
 
-#include "exit_status.hpp"
+#include "kt3/exit_status.hpp"
 
 using namespace kt3::cli;
 using ::testing::ElementsAre;

@@ -1,4 +1,4 @@
-#include "options.hpp"
+#include "kt3/options.hpp"
 
 #include <cstdlib>
 

@@ -1,7 +1,7 @@
-#include "output.hpp"
+#include "kt3/output_target.hpp"
 
 #include "cli/run_kt3.hpp"
-#include "exit_status.hpp"
+#include "kt3/exit_status.hpp"
 
 #include <sys/stat.h>
 

@@ -1,4 +1,4 @@
-#include "preference_text.hpp"
+#include "observe/prefer/preference_text.hpp"
 
 #include <cstring>
 

@@ -1,5 +1,5 @@
-#include "reading.hpp"
-#include "report.hpp"
+#include "kt3/report.hpp"
+#include "observe/reading.hpp"
 
 #include <cerrno>
 

@@ -1,4 +1,4 @@
-#include "screen_text.hpp"
+#include "output/screen_text.hpp"
 
 #include <nlohmann/json.hpp>
 

@@ -1,4 +1,4 @@
-#include "text_table.hpp"
+#include "output/text_table.hpp"
 
 using namespace kt3::cli;
 

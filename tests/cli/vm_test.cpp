@@ -1,11 +1,11 @@
 // kt3 vm: dumps that are broken, huge, changing or never end, and the parts of the commands as functions.
 
 #include "cli/run_kt3.hpp"
-#include "vm_diff.hpp"
-#include "vm_findings.hpp"
-#include "vm_map.hpp"
-#include "vm_picture.hpp"
-#include "vm_tree.hpp"
+#include "output/vm/diff.hpp"
+#include "output/vm/findings.hpp"
+#include "output/vm/map.hpp"
+#include "output/vm/picture.hpp"
+#include "output/vm/tree.hpp"
 
 #include <nlohmann/json.hpp>
 

@@ -1,11 +1,11 @@
-#include "command_table.hpp"
+#include "kt3/command_table.hpp"
 
 #include <utility>
 
 namespace kt3::cli {
 
 #define KT3_COMMAND(name) void add_##name(CLI::App& app, Options& options, Chosen& chosen);
-#include "command_table.def"
+#include "kt3/command_table.def"
 #undef KT3_COMMAND
 
 namespace {
@@ -14,7 +14,7 @@ using AddCommand = void (*)(CLI::App&, Options&, Chosen&);
 
 constexpr AddCommand kCommands[] = {
 #define KT3_COMMAND(name) add_##name,
-#include "command_table.def"
+#include "kt3/command_table.def"
 #undef KT3_COMMAND
 };
 

@@ -1,8 +1,8 @@
 #pragma once
 // The commands of kt3. A new one is a file in commands/ and a line in command_table.def.
 
-#include "options.hpp"
-#include "session.hpp"
+#include "kt3/options.hpp"
+#include "kt3/session.hpp"
 
 #include <functional>
 

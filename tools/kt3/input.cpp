@@ -1,9 +1,9 @@
-#include "input.hpp"
+#include "kt3/input.hpp"
 
-#include "exit_status.hpp"
-#include "interrupt.hpp"
-#include "owned.hpp"
-#include "screen_text.hpp"
+#include "kt3/exit_status.hpp"
+#include "observe/interrupt.hpp"
+#include "observe/owned.hpp"
+#include "output/screen_text.hpp"
 
 #include <cerrno>
 #include <cstring>

@@ -1,7 +1,7 @@
 // kt3: parse the arguments, run one command, send its data to the output and map how it ended to the exit status.
 
-#include "command_table.hpp"
-#include "interrupt.hpp"
+#include "kt3/command_table.hpp"
+#include "observe/interrupt.hpp"
 
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>

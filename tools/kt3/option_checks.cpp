@@ -1,4 +1,4 @@
-#include "option_checks.hpp"
+#include "kt3/option_checks.hpp"
 
 #include <charconv>
 #include <fmt/format.h>

@@ -1,6 +1,6 @@
-#include "options.hpp"
+#include "kt3/options.hpp"
 
-#include "option_checks.hpp"
+#include "kt3/option_checks.hpp"
 
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>

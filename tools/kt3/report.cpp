@@ -1,6 +1,6 @@
-#include "report.hpp"
+#include "kt3/report.hpp"
 
-#include "screen_text.hpp"
+#include "output/screen_text.hpp"
 
 #include <cstdio>
 #include <ctime>

@@ -1,9 +1,9 @@
 #pragma once
 // What a run has to say: the adapters, what the command adds, and the errors met on the way.
 
-#include "exit_status.hpp"
-#include "json_stream.hpp"
-#include "reading.hpp"
+#include "kt3/exit_status.hpp"
+#include "observe/reading.hpp"
+#include "output/json_stream.hpp"
 
 #include <cstdint>
 #include <optional>

@@ -1,7 +1,7 @@
-#include "session.hpp"
+#include "kt3/session.hpp"
 
-#include "interrupt.hpp"
-#include "log_capture.hpp"
+#include "observe/interrupt.hpp"
+#include "observe/library/log_capture.hpp"
 
 #include <fmt/format.h>
 #include <stdexcept>

@@ -1,11 +1,11 @@
 #pragma once
 // What a command works with. The library is opened and the machine enumerated when a command first asks for them.
 
-#include "library.hpp"
-#include "machine.hpp"
-#include "options.hpp"
-#include "output.hpp"
-#include "report.hpp"
+#include "kt3/options.hpp"
+#include "kt3/output_target.hpp"
+#include "kt3/report.hpp"
+#include "observe/adapter/machine.hpp"
+#include "observe/library/library.hpp"
 
 #include <functional>
 #include <memory>

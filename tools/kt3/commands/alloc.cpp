@@ -1,9 +1,9 @@
 // kt3 alloc: every allocation, and what they add up to.
 
-#include "alloc_diff.hpp"
-#include "allocations.hpp"
-#include "command_table.hpp"
-#include "option_checks.hpp"
+#include "kt3/command_table.hpp"
+#include "kt3/commands/alloc_diff.hpp"
+#include "kt3/option_checks.hpp"
+#include "observe/memory/allocations.hpp"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 // kt3 doctor: what stands between the user and full readings, each finding with its fix. Nothing is bound or changed.
 
-#include "command_table.hpp"
-#include "machine_checks.hpp"
-#include "text_table.hpp"
+#include "kt3/command_table.hpp"
+#include "observe/machine_checks.hpp"
+#include "output/text_table.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>

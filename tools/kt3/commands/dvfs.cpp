@@ -1,11 +1,11 @@
 // kt3 dvfs: the driver's power-management registers, read, set, saved to a file and restored from it.
 
-#include "command_table.hpp"
-#include "dvfs_changes.hpp"
-#include "input.hpp"
-#include "option_checks.hpp"
-#include "screen_text.hpp"
-#include "text_table.hpp"
+#include "kt3/command_table.hpp"
+#include "kt3/input.hpp"
+#include "kt3/option_checks.hpp"
+#include "observe/dvfs/changes.hpp"
+#include "output/screen_text.hpp"
+#include "output/text_table.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -1,11 +1,11 @@
 // kt3 info: everything about an adapter. It is bound while it is looked at, so that the state of its kernel-interface
 // module shows.
 
-#include "adapter_facts.hpp"
-#include "command_table.hpp"
-#include "screen_text.hpp"
-#include "summary_facts.hpp"
-#include "text_table.hpp"
+#include "kt3/command_table.hpp"
+#include "observe/adapter/adapter_facts.hpp"
+#include "observe/adapter/summary_facts.hpp"
+#include "output/screen_text.hpp"
+#include "output/text_table.hpp"
 
 #include <algorithm>
 #include <cctype>

@@ -1,12 +1,12 @@
 // kt3 leak: looks at the allocations again and again, and tells which shapes grow and whose they are.
 
-#include "allocations.hpp"
-#include "command_table.hpp"
-#include "interrupt.hpp"
+#include "kt3/command_table.hpp"
+#include "kt3/option_checks.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
-#include "library_lines.hpp"
-#include "option_checks.hpp"
-#include "screen_text.hpp"
+#include "observe/interrupt.hpp"
+#include "observe/library/library_lines.hpp"
+#include "observe/memory/allocations.hpp"
+#include "output/screen_text.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>

@@ -1,7 +1,7 @@
 // kt3 list: one row per adapter.
 
-#include "command_table.hpp"
-#include "text_table.hpp"
+#include "kt3/command_table.hpp"
+#include "output/text_table.hpp"
 
 #include <fmt/format.h>
 

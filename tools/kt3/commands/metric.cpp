@@ -1,13 +1,13 @@
 // kt3 metric: samples of what moves. One adapter stays bound for the whole stream, so that its rates can be formed
 // between samples; of several, each is bound in turn.
 
-#include "command_table.hpp"
-#include "interrupt.hpp"
-#include "nodes.hpp"
-#include "option_checks.hpp"
-#include "samplers.hpp"
-#include "summary_facts.hpp"
-#include "text_table.hpp"
+#include "kt3/command_table.hpp"
+#include "kt3/option_checks.hpp"
+#include "observe/adapter/nodes.hpp"
+#include "observe/adapter/samplers.hpp"
+#include "observe/adapter/summary_facts.hpp"
+#include "observe/interrupt.hpp"
+#include "output/text_table.hpp"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,12 +1,12 @@
 // kt3 prefer: which GPU an application should run on. No adapter is bound: binding forgets the loaded preferences.
 
-#include "command_table.hpp"
-#include "input.hpp"
-#include "log_capture.hpp"
-#include "option_checks.hpp"
-#include "preference_text.hpp"
-#include "screen_text.hpp"
-#include "text_table.hpp"
+#include "kt3/command_table.hpp"
+#include "kt3/input.hpp"
+#include "kt3/option_checks.hpp"
+#include "observe/library/log_capture.hpp"
+#include "observe/prefer/preference_text.hpp"
+#include "output/screen_text.hpp"
+#include "output/text_table.hpp"
 
 #include <algorithm>
 #include <cerrno>

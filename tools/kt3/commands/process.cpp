@@ -1,9 +1,9 @@
 // kt3 process: who holds how much of an adapter's memory. The sums are the library's 64-bit ones.
 
-#include "allocations.hpp"
-#include "command_table.hpp"
-#include "interrupt.hpp"
-#include "library_lines.hpp"
+#include "kt3/command_table.hpp"
+#include "observe/interrupt.hpp"
+#include "observe/library/library_lines.hpp"
+#include "observe/memory/allocations.hpp"
 
 #include <algorithm>
 #include <array>

@@ -1,10 +1,10 @@
 // kt3 segment: size and use of an adapter's memory segments. The library reads them from one of three places, which
 // count in different units; all are shown in bytes, and the place is named.
 
-#include "allocations.hpp"
-#include "command_table.hpp"
-#include "interrupt.hpp"
-#include "library_lines.hpp"
+#include "kt3/command_table.hpp"
+#include "observe/interrupt.hpp"
+#include "observe/library/library_lines.hpp"
+#include "observe/memory/allocations.hpp"
 
 #include <algorithm>
 #include <cmath>

@@ -1,8 +1,8 @@
 // kt3 alone: the machine on one screen.
 
-#include "adapter_facts.hpp"
-#include "command_table.hpp"
-#include "text_table.hpp"
+#include "kt3/command_table.hpp"
+#include "observe/adapter/adapter_facts.hpp"
+#include "output/text_table.hpp"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 // kt3 version: the versions of the tool and of the interface, and whether they fit.
 
-#include "command_table.hpp"
-#include "text_table.hpp"
+#include "kt3/command_table.hpp"
+#include "output/text_table.hpp"
 
 #include <fmt/format.h>
 

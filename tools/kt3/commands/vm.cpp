@@ -1,15 +1,15 @@
 // kt3 vm: GPU virtual memory as the driver's dumps tell it.
 
-#include "command_table.hpp"
-#include "option_checks.hpp"
-#include "vm_diff.hpp"
-#include "vm_findings.hpp"
-#include "vm_map.hpp"
-#include "vm_nodes.hpp"
-#include "vm_picture.hpp"
-#include "vm_reading.hpp"
-#include "vm_rows.hpp"
-#include "vm_tree.hpp"
+#include "kt3/command_table.hpp"
+#include "kt3/option_checks.hpp"
+#include "observe/vm/reading.hpp"
+#include "output/vm/diff.hpp"
+#include "output/vm/findings.hpp"
+#include "output/vm/map.hpp"
+#include "output/vm/nodes.hpp"
+#include "output/vm/picture.hpp"
+#include "output/vm/rows.hpp"
+#include "output/vm/tree.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>

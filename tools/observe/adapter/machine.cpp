@@ -1,0 +1,179 @@
+#include "observe/adapter/machine.hpp"
+
+#include "kt3/exit_status.hpp"
+#include "output/screen_text.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <fmt/format.h>
+
+namespace kt3::cli {
+namespace {
+
+constexpr int kOtherVendorSlot = 2;
+
+// The record is zeroed beforehand, and 0 is never a descriptor of the library: standard input is open.
+int descriptor_or_none(int descriptor) {
+    return descriptor > 0 ? descriptor : -1;
+}
+
+// The flag stays 0 when the driver's page says nothing and also when it cannot be read.
+Reading va_driver_of(const Adapter& adapter, std::int32_t flag) {
+    if (flag != 0) {
+        return {true};
+    }
+    const std::string page = fmt::format("/sys/kernel/debug/dri/{}/{}/info", adapter.card, adapter.family->token);
+    return Fd(::open(page.c_str(), O_RDONLY | O_CLOEXEC)) ? Reading{false} : absent(absence_of(errno));
+}
+
+Adapter adapter_at(const Machine& machine, int slot) {
+    const find_adapter& record = machine.record;
+    const find_adapter_ext1& ext1 = machine.ext1;
+    Adapter adapter;
+    adapter.slot = slot;
+    adapter.name = valid_utf8(field_text(record.name[slot]));
+    adapter.chip_id = record.chip_id[slot];
+    adapter.vendor_id = ext1.vendor_id[slot];
+    adapter.bus = {ext1.bus[slot].domain, ext1.bus[slot].bus, ext1.bus[slot].device, ext1.bus[slot].function};
+    adapter.card = record.drm_card_idx[slot];
+    adapter.luid_high = ext1.luid[slot].high;
+    adapter.luid_low = ext1.luid[slot].low;
+    adapter.family = find_family(adapter.vendor_id);
+    if (adapter.family != nullptr) {
+        adapter.va_driver = va_driver_of(adapter, record.IS_VA_driver[slot]);
+        adapter.info_fd = descriptor_or_none(record.gpu_infos[slot].info_fd);
+        adapter.hwmon_fd = descriptor_or_none(record.gpu_infos[slot].hwmon_fd);
+        adapter.sysfs_fd = descriptor_or_none(record.gpu_infos[slot].sysfs_fd);
+    }
+    return adapter;
+}
+
+bool take_hex(std::string_view& text, std::uint32_t& value, std::uint32_t limit) {
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), value, 16);
+    if (result.ec != std::errc() || value > limit) {
+        return false;
+    }
+    text.remove_prefix(static_cast<std::size_t>(result.ptr - text.data()));
+    return true;
+}
+
+bool take_sign(std::string_view& text, char sign) {
+    const bool there = !text.empty() && text[0] == sign;
+    text.remove_prefix(there ? 1 : 0);
+    return there;
+}
+
+bool fits(const Adapter& adapter, std::string_view gpu) {
+    BusId bus;
+    if (parse_bus_id(gpu, bus)) {
+        return bus == adapter.bus;
+    }
+    return gpu == std::to_string(adapter.slot);
+}
+
+std::string valid_values(const std::vector<Adapter>& adapters) {
+    std::string text;
+    for (const Adapter& adapter : adapters) {
+        text += fmt::format("{} ({}, {}), ", adapter.slot, bus_text(adapter.bus), adapter.name);
+    }
+    return text + "all";
+}
+
+// The first DRM node that exists and may not be opened; empty when there is none.
+std::string refused_node() {
+    const Dir listing(::opendir("/dev/dri"));
+    while (const dirent* entry = listing ? ::readdir(listing.get()) : nullptr) {
+        const std::string name = entry->d_name;
+        if (name.rfind("card", 0) != 0 && name.rfind("renderD", 0) != 0) {
+            continue;
+        }
+        std::string path = "/dev/dri/" + name;
+        const Fd node(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
+        if (!node && absence_of(errno) == Absence::permission) {
+            return path;
+        }
+    }
+    return "";
+}
+
+[[noreturn]] void no_adapter() {
+    const std::string refused = refused_node();
+    if (!refused.empty()) {
+        throw Failure{ExitStatus::permission, "permission", fmt::format("cannot open {}: Permission denied", refused),
+                      "add the user to the groups video and render, or run as root"};
+    }
+    throw Failure{ExitStatus::not_found, "no_adapter", "no adapter found", "`kt3 doctor` looks for the cause"};
+}
+
+} // namespace
+
+void enumerate(const Library& library, Machine& machine) {
+    machine.record.vendor_filter = 0xFFFF; // both families
+    library.calls.gfx_find_adapter(&machine.record);
+    library.calls.gfx_find_adapter_ext1(&machine.ext1);
+    const bool other = machine.ext1.other_vendor_chip_num != 0;
+    machine.third_hidden = other && machine.record.chip_num > kOtherVendorSlot;
+    for (int slot = 0; slot < MAX_CHIP_NUM; ++slot) {
+        if (slot < machine.record.chip_num || (other && slot == kOtherVendorSlot)) {
+            machine.adapters.push_back(adapter_at(machine, slot));
+        }
+    }
+}
+
+std::string bus_text(const BusId& bus) {
+    return fmt::format("{:04x}:{:02x}:{:02x}.{:x}", bus.domain, bus.bus, bus.device, bus.function);
+}
+
+bool parse_bus_id(std::string_view text, BusId& bus) {
+    BusId parsed;
+    if (std::count(text.begin(), text.end(), ':') == 2 &&
+        !(take_hex(text, parsed.domain, 0xFFFF) && take_sign(text, ':'))) {
+        return false;
+    }
+    const bool whole = take_hex(text, parsed.bus, 0xFF) && take_sign(text, ':') &&
+                       take_hex(text, parsed.device, 0x1F) && take_sign(text, '.') &&
+                       take_hex(text, parsed.function, 7) && text.empty();
+    if (whole) {
+        bus = parsed;
+    }
+    return whole;
+}
+
+std::vector<const Adapter*> select_adapters(const std::vector<Adapter>& adapters, const std::string& gpu) {
+    if (adapters.empty()) {
+        no_adapter();
+    }
+    std::vector<const Adapter*> selected;
+    for (const Adapter& adapter : adapters) {
+        if (gpu.empty() || gpu == "all" || fits(adapter, gpu)) {
+            selected.push_back(&adapter);
+        }
+    }
+    if (selected.empty()) {
+        throw Failure{ExitStatus::not_found, "no_such_adapter", fmt::format("no adapter '{}'", gpu),
+                      "valid values of --gpu: " + valid_values(adapters)};
+    }
+    return selected;
+}
+
+Json identity_of(const Adapter& adapter) {
+    Json object = {
+        {"slot", adapter.slot},
+        {"name", adapter.name},
+        {"family", adapter.family == nullptr ? "other" : adapter.family->name},
+        {"chip_id", adapter.chip_id},
+        {"vendor_id", adapter.vendor_id},
+        {"bdf", bus_text(adapter.bus)},
+        {"drm_card", adapter.card},
+    };
+    put(object, "va_driver", adapter.va_driver);
+    object["luid_high"] = adapter.luid_high;
+    object["luid_low"] = adapter.luid_low;
+    return object;
+}
+
+} // namespace kt3::cli

@@ -1,0 +1,61 @@
+#pragma once
+// The adapters of the machine as the library enumerates them.
+
+#include "observe/adapter/chip_facts.hpp"
+#include "observe/library/library.hpp"
+#include "observe/reading.hpp"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kt3::cli {
+
+struct BusId {
+    std::uint32_t domain = 0, bus = 0, device = 0, function = 0;
+    bool operator==(const BusId&) const = default;
+};
+
+struct Adapter {
+    int slot = 0;
+    std::string name;
+    std::int32_t chip_id = 0;
+    std::uint32_t vendor_id = 0;
+    BusId bus;
+    std::int32_t card = 0; // N of /dev/dri/cardN
+    Reading va_driver = absent(Absence::not_on_this_chip);
+    std::uint32_t luid_high = 0, luid_low = 0;
+    const Family* family = nullptr; // null for a GPU of another vendor, of which nothing more is known
+    int info_fd = -1;               // the driver's info directory; negative when absent
+    int hwmon_fd = -1;
+    int sysfs_fd = -1;
+};
+
+// The library keeps pointers into the record of a bound adapter, so a machine stays where it is.
+struct Machine {
+    find_adapter record{};
+    find_adapter_ext1 ext1{};
+    std::vector<Adapter> adapters; // by slot
+    bool third_hidden = false;     // a GPU of another vendor stands in the slot of a third adapter
+
+    Machine() = default;
+    Machine(const Machine&) = delete;
+    Machine& operator=(const Machine&) = delete;
+};
+
+void enumerate(const Library& library, Machine& machine);
+
+[[nodiscard]] std::string bus_text(const BusId& bus); // "0000:03:00.0"
+
+// "0000:03:00.0" or "03:00.0", hexadecimal, any case. False when the text is no bus id.
+[[nodiscard]] bool parse_bus_id(std::string_view text, BusId& bus);
+
+// The adapters that a --gpu value names; all of them for "all" and for an empty value. Throws Failure with the valid
+// values when nothing fits.
+[[nodiscard]] std::vector<const Adapter*> select_adapters(const std::vector<Adapter>& adapters, const std::string& gpu);
+
+// slot, name, family, chip_id, vendor_id, bdf, drm_card, va_driver, luid_high, luid_low: the same keys for every chip.
+[[nodiscard]] Json identity_of(const Adapter& adapter);
+
+} // namespace kt3::cli

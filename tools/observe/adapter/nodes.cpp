@@ -1,0 +1,119 @@
+#include "observe/adapter/nodes.hpp"
+
+#include "observe/interrupt.hpp"
+#include "output/screen_text.hpp"
+
+#include <cctype>
+#include <cerrno>
+#include <fcntl.h>
+#include <string_view>
+
+namespace kt3::cli {
+namespace {
+
+constexpr std::size_t kPageBytes = 4096;
+
+// The directory an adapter's nodes stand in is missing: what to blame.
+Absence without_directory(const Adapter& adapter) {
+    return adapter.family == nullptr ? Absence::not_on_this_chip : Absence::driver;
+}
+
+// An adapter without a hwmon directory publishes no sensors; without a sysfs directory its driver is gone.
+Absence without_hwmon(const Adapter& adapter) {
+    return adapter.family != nullptr && adapter.sysfs_fd >= 0 ? Absence::no_node : without_directory(adapter);
+}
+
+} // namespace
+
+Page read_page(int directory, const char* name) {
+    const Fd node(::openat(directory, name, O_RDONLY | O_CLOEXEC));
+    check_interrupt();
+    if (!node) {
+        return {"", absence_of(errno)};
+    }
+    std::string text(kPageBytes, '\0');
+    const ssize_t got = ::read(node.get(), text.data(), text.size());
+    check_interrupt();
+    if (got < 0) {
+        return {"", absence_of(errno)};
+    }
+    text.resize(static_cast<std::size_t>(got));
+    return {text, Absence::none};
+}
+
+bool holds_number(std::string_view text) {
+    const auto start = text.find_first_not_of(" \t\n\v\f\r");
+    if (start == std::string_view::npos) {
+        return false;
+    }
+    text.remove_prefix(start);
+    if (text.size() > 1 && (text[0] == '-' || text[0] == '+')) {
+        text.remove_prefix(1);
+    }
+    return std::isdigit(static_cast<unsigned char>(text[0])) != 0;
+}
+
+Reading judged(std::int64_t value, int directory, const char* name) {
+    check_interrupt(); // it may be why nothing was read
+    if (value != 0) {
+        return {value};
+    }
+    const Page page = read_page(directory, name);
+    if (page.absence != Absence::none) {
+        return absent(page.absence);
+    }
+    return holds_number(page.text) ? Reading{0} : absent(Absence::parse_error);
+}
+
+void make_current(Session& session, const Adapter& adapter) {
+    if (adapter.family != nullptr) {
+        Machine& machine = machine_of(session);
+        machine.record.current_index = adapter.slot;
+        library_of(session).calls.gpuinfo_select_new_chip(&machine.record);
+    }
+}
+
+Reading read_number(Session& session, const Adapter& adapter, const DriverNode& node) {
+    check_interrupt();
+    if (adapter.info_fd < 0) {
+        return absent(without_directory(adapter));
+    }
+    return judged(library_of(session).calls.gpuinfo_get_wyinfoFD_value_int(node.index), adapter.info_fd, node.name);
+}
+
+Reading read_hwmon_number(Session& session, const Adapter& adapter, const DriverNode& node) {
+    check_interrupt();
+    if (adapter.hwmon_fd < 0) {
+        return absent(without_hwmon(adapter));
+    }
+    std::uint32_t bytes = 0;
+    const std::int32_t value = library_of(session).calls.gpuinfo_get_hwmonFD_value_int(node.index, &bytes);
+    return judged(value, adapter.hwmon_fd, node.name);
+}
+
+Reading read_temperature(Session& session, const Adapter& adapter) {
+    check_interrupt();
+    if (adapter.hwmon_fd < 0) {
+        return absent(without_hwmon(adapter));
+    }
+    std::uint32_t status = 0;
+    const std::uint32_t degrees = library_of(session).calls.gpuinfo_get_temparature_value_int(&status);
+    return status == 1 ? Reading{degrees} : judged(0, adapter.hwmon_fd, "temp1_input");
+}
+
+Reading read_text(const Adapter& adapter, const char* name) {
+    check_interrupt();
+    if (adapter.info_fd < 0) {
+        return absent(without_directory(adapter));
+    }
+    const Page page = read_page(adapter.info_fd, name);
+    if (page.absence != Absence::none) {
+        return absent(page.absence);
+    }
+    std::string line = page.text.substr(0, page.text.find('\n'));
+    line.erase(line.find_last_not_of(" \t\r") + 1);
+    line.erase(0, line.find_first_not_of(" \t"));
+    return line.empty() ? absent(Absence::parse_error) : Reading{valid_utf8(line)};
+}
+
+} // namespace kt3::cli

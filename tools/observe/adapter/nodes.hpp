@@ -1,0 +1,56 @@
+#pragma once
+// Driver nodes of one adapter as readings. Numbers come from the library, which answers 0 for whatever it cannot read;
+// a 0 is looked into to tell a real one from an absent node.
+
+#include "kt3/session.hpp"
+
+#include <string_view>
+
+namespace kt3::cli {
+
+// What a node holds, up to the first 4096 bytes, or why it cannot be read.
+struct Page {
+    std::string text;
+    Absence absence = Absence::none;
+};
+[[nodiscard]] Page read_page(int directory, const char* name);
+
+// Whether the text begins with a decimal number, white space aside.
+[[nodiscard]] bool holds_number(std::string_view text);
+
+// `value` is what the library made of the file; 0 is looked into.
+[[nodiscard]] Reading judged(std::int64_t value, int directory, const char* name);
+
+struct DriverNode {
+    std::int32_t index; // what the library's accessors take
+    const char* name;   // below the info directory, or the hwmon directory
+};
+
+// clang-format off
+inline constexpr DriverNode kUsage3d{0, "engine_3d_usage"};
+inline constexpr DriverNode kUsageVideoCodec{1, "engine_vcp_usage"};
+inline constexpr DriverNode kUsageVideoPost{3, "engine_vpp_usage"};
+inline constexpr DriverNode kFanSpeed{4, "fan_speed"};
+inline constexpr DriverNode kMemoryChannels{9, "miu_channel_num"};
+inline constexpr DriverNode kFrameBuffer{11, "fb_size"};
+inline constexpr DriverNode kFreeFrameBuffer{12, "free_fb_mem"};
+inline constexpr DriverNode kEngineClock{13, "eclk"};
+inline constexpr DriverNode kVideoClock{14, "vclk"};
+inline constexpr DriverNode kMemoryClock{15, "mclk"};
+inline constexpr DriverNode kCoreClock{29, "coreclk"};
+
+inline constexpr DriverNode kHwmonFan0{1, "fan0_input"};
+inline constexpr DriverNode kHwmonFan1{2, "fan1_input"};
+// clang-format on
+
+// Makes the adapter the one that the accessors below read. Binding it is not needed.
+void make_current(Session& session, const Adapter& adapter);
+
+[[nodiscard]] Reading read_number(Session& session, const Adapter& adapter, const DriverNode& node);
+[[nodiscard]] Reading read_hwmon_number(Session& session, const Adapter& adapter, const DriverNode& node);
+[[nodiscard]] Reading read_temperature(Session& session, const Adapter& adapter);
+
+// The first line of a node, without blanks at its ends.
+[[nodiscard]] Reading read_text(const Adapter& adapter, const char* name);
+
+} // namespace kt3::cli

@@ -1,0 +1,59 @@
+#pragma once
+// The fields of the driver's power-management settings: their names, where they stand, how they are told and which
+// command carries them.
+
+#include "observe/adapter/nodes.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kt3::cli {
+
+using DvfsRecord = _GPU_DVFS_REGISTER_DATA;
+
+enum class DvfsForm { hex, gate, decimal, level, reported };
+
+struct DvfsRegister {
+    const char* name; // of the record's field
+    const char* node;
+    const char* command; // what stands before the value in the text that the driver receives
+    DvfsForm form;
+    std::int64_t (*read)(const DvfsRecord&);
+    void (*write)(DvfsRecord&, std::int64_t);
+
+    [[nodiscard]] bool settable() const { return form != DvfsForm::reported; }
+};
+
+// In the order in which the driver receives commands; the two that it only reports come last.
+[[nodiscard]] std::span<const DvfsRegister> dvfs_registers();
+
+// Null when there is no register of this name.
+[[nodiscard]] const DvfsRegister* find_dvfs_register(std::string_view name);
+
+// Decimal or 0x hexadecimal, for levels their names as well. Throws Failure for what the register cannot hold.
+[[nodiscard]] std::int64_t parse_dvfs_value(const DvfsRegister& row, std::string_view text);
+
+// Throws Failure when the register cannot hold the value; a gate's upper half of 16 bits becomes negative.
+[[nodiscard]] std::int64_t checked_dvfs_value(const DvfsRegister& row, std::int64_t value);
+
+// "0x10", "900", "lowpower".
+[[nodiscard]] std::string dvfs_text(const DvfsRegister& row, std::int64_t value);
+
+// The command line that the driver receives for the value, without its line end.
+[[nodiscard]] std::string dvfs_command(const DvfsRegister& row, std::int64_t value);
+
+// The record as the driver publishes it, with one reading per register: absent where the driver told nothing. The
+// library compares later writes with this record.
+struct DvfsState {
+    DvfsRecord record{};
+    std::vector<Reading> readings; // as dvfs_registers()
+
+    [[nodiscard]] const Reading& reading(const DvfsRegister& row) const;
+};
+[[nodiscard]] DvfsState read_dvfs(Session& session, const Adapter& adapter);
+
+} // namespace kt3::cli

@@ -1,0 +1,321 @@
+#include "observe/machine_checks.hpp"
+
+#include "observe/adapter/nodes.hpp"
+#include "observe/interrupt.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <functional>
+
+namespace kt3::cli {
+namespace {
+
+constexpr const char* kDebugfs = "/sys/kernel/debug";
+constexpr const char* kDriFolder = "/dev/dri";
+constexpr const char* kPciDevices = "/sys/bus/pci/devices";
+constexpr const char* kUseGroups = "add the user to the groups video and render, or run as root";
+constexpr const char* kLoadDriver = "install and load the adapter's kernel driver";
+
+using Findings = std::vector<Finding>;
+
+void add_ok(Findings& findings, const char* check, std::string message, std::optional<int> slot = {}) {
+    findings.push_back({Level::ok, check, std::move(message), "", slot});
+}
+
+void add_note(Findings& findings, const char* check, std::string message, std::string fix,
+              std::optional<int> slot = {}) {
+    findings.push_back({Level::note, check, std::move(message), std::move(fix), slot});
+}
+
+void add_problem(Findings& findings, ExitStatus status, const char* check, std::string message, std::string fix,
+                 std::optional<int> slot = {}) {
+    findings.push_back({Level::problem, check, std::move(message), std::move(fix), slot, status});
+}
+
+// A node that exists but may not be used is a matter of rights; any other error is the driver's.
+void add_refusal(Findings& findings, const char* check, const std::string& path, int error, std::string fix_rights,
+                 std::string fix_driver, std::optional<int> slot = {}) {
+    const bool rights = absence_of(error) == Absence::permission;
+    add_problem(findings, rights ? ExitStatus::permission : ExitStatus::driver, check,
+                fmt::format("{}: {}", path, std::strerror(error)), rights ? fix_rights : fix_driver, slot);
+}
+
+std::vector<std::string> names_in(const char* folder, int& error) {
+    std::vector<std::string> names;
+    const Dir listing(::opendir(folder));
+    error = listing ? 0 : errno;
+    while (const dirent* entry = listing ? ::readdir(listing.get()) : nullptr) {
+        if (entry->d_name[0] != '.') {
+            names.emplace_back(entry->d_name);
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// ---- what every adapter needs ---------------------------------------------------------------------------------------
+
+bool check_library(Session& session, Findings& findings) {
+    try {
+        const Library& library = library_of(session);
+        add_ok(findings, "library", library.path);
+        if (library.calls.gpuinfo_vorla_init() == 0) {
+            add_problem(findings, ExitStatus::driver, "libdrm", "libdrm cannot be opened or lacks entry points",
+                        "install libdrm (Debian: apt-get install libdrm2)");
+        } else {
+            add_ok(findings, "libdrm", "found");
+        }
+        return true;
+    } catch (const Failure& failure) {
+        const char* check = failure.code == "libdrm_missing" ? "libdrm" : "library";
+        add_problem(findings, failure.status, check, failure.message, failure.fix);
+        return false;
+    }
+}
+
+bool is_drm_node(const std::string& name) {
+    return name.rfind("card", 0) == 0 || name.rfind("renderD", 0) == 0;
+}
+
+void check_drm_nodes(Findings& findings) {
+    int error = 0;
+    auto names = names_in(kDriFolder, error);
+    std::erase_if(names, [](const std::string& name) { return !is_drm_node(name); });
+    if (error != 0 && error != ENOENT) {
+        add_refusal(findings, "nodes", kDriFolder, error, kUseGroups, kLoadDriver);
+        return;
+    }
+    if (names.empty()) {
+        add_problem(findings, ExitStatus::not_found, "nodes", "no DRM node in /dev/dri: no graphics driver is loaded",
+                    kLoadDriver);
+        return;
+    }
+    std::size_t usable = 0;
+    for (const std::string& name : names) {
+        const std::string path = fmt::format("{}/{}", kDriFolder, name);
+        if (::access(path.c_str(), R_OK | W_OK) == 0) {
+            ++usable;
+        } else {
+            add_refusal(findings, "nodes", path, errno, kUseGroups, kLoadDriver);
+        }
+    }
+    if (usable == names.size()) {
+        add_ok(findings, "nodes", fmt::format("{} in {}, all usable", usable, kDriFolder));
+    }
+    const auto cards =
+        std::count_if(names.begin(), names.end(), [](const std::string& name) { return name[0] == 'c'; });
+    if (cards > MAX_CHIP_NUM) {
+        add_note(findings, "nodes", fmt::format("{} DRM devices; the library looks at the first three only", cards),
+                 "");
+    }
+}
+
+void check_debugfs(Findings& findings) {
+    int error = 0;
+    const auto names = names_in(kDebugfs, error);
+    if (error == ENOENT) {
+        add_problem(findings, ExitStatus::failure, "debugfs", "not known to this kernel",
+                    "use a kernel built with debugfs");
+    } else if (error != 0) {
+        add_refusal(findings, "debugfs", kDebugfs, error, "run as root", "see the kernel log");
+    } else if (names.empty()) {
+        add_problem(findings, ExitStatus::failure, "debugfs", "not mounted", "mount -t debugfs none /sys/kernel/debug");
+    } else {
+        add_ok(findings, "debugfs", "mounted and readable");
+    }
+}
+
+// ---- adapters that the library does not show ------------------------------------------------------------------------
+
+std::uint32_t hex_in(const std::string& path) {
+    const Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    char text[32] = {};
+    if (file && ::read(file.get(), text, sizeof text - 1) > 0) {
+        return static_cast<std::uint32_t>(std::strtoul(text, nullptr, 16));
+    }
+    return 0;
+}
+
+void check_unserved(const Machine& machine, Findings& findings) {
+    int error = 0;
+    for (const std::string& name : names_in(kPciDevices, error)) {
+        BusId bus;
+        const std::string folder = fmt::format("{}/{}", kPciDevices, name);
+        const Family* family = find_family(hex_in(folder + "/vendor"));
+        const bool shown = std::any_of(machine.adapters.begin(), machine.adapters.end(), [&](const Adapter& adapter) {
+            return parse_bus_id(name, bus) && adapter.bus == bus;
+        });
+        if (family == nullptr || shown) {
+            continue;
+        }
+        const auto chip = static_cast<std::int32_t>(hex_in(folder + "/device"));
+        const bool in_place = ::access(fmt::format("{}/drm", folder).c_str(), F_OK) == 0;
+        if (find_module_files(chip) == nullptr) {
+            add_note(findings, "adapters", fmt::format("{}: chip {:#06x} is not known to the library", name, chip), "");
+        } else if (!in_place) {
+            add_problem(findings, ExitStatus::driver, "adapters", fmt::format("{}: no driver serves it", name),
+                        kLoadDriver);
+        } else {
+            add_note(findings, "adapters", fmt::format("{}: has a driver, but the library does not list it", name), "");
+        }
+    }
+}
+
+void check_adapters(const Machine& machine, Findings& findings) {
+    for (const Adapter& adapter : machine.adapters) {
+        add_ok(findings, "adapters", fmt::format("{} at {}", adapter.name, bus_text(adapter.bus)), adapter.slot);
+    }
+    check_unserved(machine, findings);
+    const bool known_cause = std::any_of(findings.begin(), findings.end(),
+                                         [](const Finding& finding) { return finding.level == Level::problem; });
+    if (machine.adapters.empty() && !known_cause) {
+        add_problem(findings, ExitStatus::not_found, "adapters", "none found",
+                    "see whether lspci shows one, and load its driver");
+    }
+    if (machine.third_hidden) {
+        add_note(findings, "adapters", "a third adapter is hidden: the GPU of another vendor stands in its slot", "",
+                 2);
+    }
+}
+
+// ---- one adapter ----------------------------------------------------------------------------------------------------
+
+void check_info_nodes(const Adapter& adapter, Findings& findings) {
+    const std::string folder =
+        fmt::format("{}/{}/{}", kPciDevices, bus_text(adapter.bus), adapter.family->info_directory);
+    int error = 0;
+    const auto names = names_in(folder.c_str(), error);
+    if (error != 0) {
+        add_refusal(findings, "driver", folder, error, "run as root", kLoadDriver, adapter.slot);
+        return;
+    }
+    const auto refused = std::find_if(names.begin(), names.end(), [&](const std::string& name) {
+        return ::access((folder + "/" + name).c_str(), R_OK) != 0 && errno == EACCES;
+    });
+    if (refused != names.end()) {
+        add_refusal(findings, "driver", folder + "/" + *refused, EACCES, "run as root", "", adapter.slot);
+    } else {
+        add_ok(
+            findings, "driver",
+            fmt::format("{} node{} in {}", names.size(), names.size() == 1 ? "" : "s", adapter.family->info_directory),
+            adapter.slot);
+    }
+    if (::access((folder + "/enable_usage").c_str(), W_OK) != 0) {
+        const bool absent_node = errno == ENOENT;
+        if (absent_node) {
+            add_note(findings, "usage", "the driver has no switch for usage accounting", "", adapter.slot);
+        } else {
+            add_refusal(findings, "usage", folder + "/enable_usage", errno, "run as root to see usage", kLoadDriver,
+                        adapter.slot);
+        }
+    }
+    if (adapter.hwmon_fd < 0) {
+        add_note(findings, "sensors", "the driver publishes no hwmon sensors", "", adapter.slot);
+    }
+}
+
+void check_driver_debugfs(const Adapter& adapter, Findings& findings) {
+    const std::string folder = fmt::format("{}/dri/{}/{}", kDebugfs, adapter.card, adapter.family->token);
+    int error = 0;
+    (void)names_in(folder.c_str(), error);
+    if (error != 0) {
+        add_refusal(findings, "debugfs", folder, error, "run as root", "mount debugfs and load the adapter's driver",
+                    adapter.slot);
+        return;
+    }
+    for (const char* name : {"allocations", "devices"}) {
+        const std::string path = folder + "/" + name;
+        (void)names_in(path.c_str(), error);
+        if (error == ENOENT) {
+            add_note(findings, "memory", fmt::format("no {}, which kt3 alloc, process and leak read", path), "",
+                     adapter.slot);
+        } else if (error != 0) {
+            add_refusal(findings, "memory", path, error, "run as root", kLoadDriver, adapter.slot);
+        }
+        if (error != 0) {
+            return;
+        }
+    }
+}
+
+// A module counts when it opens and has one of the size queries, as binding demands.
+std::string why_unusable(const char* file) {
+    const SharedObject module(::dlopen(file, RTLD_LAZY | RTLD_LOCAL));
+    if (!module) {
+        return ::dlerror();
+    }
+    const bool sized = ::dlsym(module.get(), "gfx_get_struct_size") != nullptr ||
+                       ::dlsym(module.get(), "qn_get_struct_size") != nullptr;
+    return sized ? "" : fmt::format("{}: offers no size query", file);
+}
+
+void check_module(const Adapter& adapter, Findings& findings) {
+    const ModuleFiles* files = find_module_files(adapter.chip_id);
+    if (files == nullptr) {
+        return;
+    }
+    std::string reasons;
+    for (const char* file : {files->first, files->second}) {
+        const std::string why = file == nullptr ? "-" : why_unusable(file);
+        if (why.empty()) {
+            add_ok(findings, "module", file, adapter.slot);
+            return;
+        }
+        reasons += file == nullptr ? "" : (reasons.empty() ? "" : "; ") + why;
+    }
+    add_problem(findings, ExitStatus::driver, "module", reasons,
+                "install the driver package's libraries, or name their folder in LD_LIBRARY_PATH", adapter.slot);
+}
+
+bool in_search_path(const std::string& program) {
+    const char* path = std::getenv("PATH");
+    std::string_view rest = path == nullptr ? "" : path;
+    while (!rest.empty()) {
+        const auto end = std::min(rest.find(':'), rest.size());
+        if (::access((std::string(rest.substr(0, end)) + "/" + program).c_str(), X_OK) == 0) {
+            return true;
+        }
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    return false;
+}
+
+void check_programs(Findings& findings) {
+    for (const char* program : {"dmidecode", "ps"}) {
+        if (!in_search_path(program)) {
+            add_note(findings, "programs", fmt::format("{} is not in PATH; some facts stay unknown", program),
+                     fmt::format("apt-get install {}", program == std::string_view("ps") ? "procps" : program));
+        }
+    }
+}
+
+} // namespace
+
+std::vector<Finding> examine_machine(Session& session) {
+    Findings findings;
+    const bool usable = check_library(session, findings);
+    check_drm_nodes(findings);
+    check_debugfs(findings);
+    check_interrupt();
+    if (usable) {
+        const Machine& machine = machine_of(session);
+        check_adapters(machine, findings);
+        for (const Adapter& adapter : machine.adapters) {
+            check_interrupt();
+            if (adapter.family != nullptr) {
+                check_info_nodes(adapter, findings);
+                check_driver_debugfs(adapter, findings);
+                check_module(adapter, findings);
+            }
+        }
+    }
+    check_programs(findings);
+    return findings;
+}
+
+} // namespace kt3::cli

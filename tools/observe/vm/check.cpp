@@ -1,0 +1,194 @@
+#include "observe/vm/check.hpp"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <functional>
+#include <limits>
+#include <stdexcept>
+
+namespace kt3::cli {
+namespace {
+
+bool contains(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
+// Gathers what is wrong with the lines of one file.
+struct Checked {
+    std::string entry;
+    std::string file;
+    std::vector<DumpFault> findings{};
+    int line = 0; // the current one
+
+    void add(const char* code, std::string message) {
+        findings.push_back({entry, file, line, code, std::move(message)});
+    }
+};
+
+// Calls take(piece) for each line; a line ends at its first zero byte as far as its text is concerned.
+void for_each_line(std::string_view text, Checked& checked, const std::function<void(const std::string&)>& take) {
+    int line = 1;
+    while (!text.empty()) {
+        const std::size_t newline = text.find('\n');
+        const std::size_t length = std::min(newline == text.npos ? text.size() : newline + 1, kPieceSize);
+        checked.line = line;
+        const std::string_view piece = text.substr(0, length);
+        take(std::string(piece.substr(0, piece.find('\0'))));
+        line += piece.back() == '\n' ? 1 : 0;
+        text.remove_prefix(length);
+    }
+}
+
+void check_number(Checked& checked, const char* what, const std::function<void()>& read) {
+    try {
+        read();
+    } catch (const std::invalid_argument&) {
+        checked.add("bad_number", fmt::format("{} is no number", what));
+    } catch (const std::out_of_range&) {
+        checked.add("bad_number", fmt::format("{} does not fit 32 bits", what));
+    }
+}
+
+void check_length(Checked& checked, const char* what, const std::string& text) {
+    if (text.size() > kFieldSize) {
+        checked.add("over_long_field",
+                    fmt::format("{} has {} characters, its field holds {}", what, text.size(), kFieldSize));
+    }
+}
+
+// Addresses that cannot be read fail when clients fetch their rows, not before.
+void check_address(Checked& checked, const DumpCalls& calls, const std::string& line, const char* key) {
+    const std::string address = calls.find_Addr_in_Table(line, key);
+    check_length(checked, "the address", address);
+    if (address.size() > kFieldSize) {
+        return;
+    }
+    const auto number = leading_number(address, 16);
+    if (!contains(line, key)) {
+        checked.add("missing_key", fmt::format("'{}' is missing", key));
+    } else if (!number) {
+        checked.add("bad_number", "the address is no hexadecimal number");
+    } else if (*number > std::numeric_limits<std::int32_t>::max() ||
+               *number < std::numeric_limits<std::int32_t>::min()) {
+        checked.add("big_address", "the address does not fit the 32 bits of exported rows");
+    }
+}
+
+void check_line(Checked& checked, const DumpCalls& calls, const std::string& line) {
+    const bool entry = contains(line, "entry");
+    if (!entry && !contains(line, "Snoop")) {
+        return;
+    }
+    int level = 0;
+    check_number(checked, "the level", [&] { level = calls.find_Level_in_Table(line); });
+    check_number(checked, "the index", [&] { (void)calls.find_Index_in_Table(line); });
+    if (entry) {
+        check_length(checked, "the buffer text", calls.find_Buffer_in_Table(line, "buffer:"));
+    } else {
+        for (const char* key : {"Snoop:", "Segment:", "LargePage:"}) {
+            check_number(checked, key, [&] { (void)calls.find_value_in_subTable(line, key); });
+        }
+    }
+    if (level >= 0 && level < kLevels) {
+        check_address(checked, calls, line, entry ? "addr:" : "Addr:");
+    } else {
+        check_length(checked, "the address", calls.find_Addr_in_Table(line, entry ? "addr:" : "Addr:"));
+    }
+}
+
+} // namespace
+
+std::optional<std::int64_t> leading_number(const std::string& text, int base) {
+    try {
+        return std::stoll(text, nullptr, base);
+    } catch (const std::logic_error&) {
+        return std::nullopt;
+    }
+}
+
+std::vector<DumpFault> check_owner(const DumpCalls& calls, const std::string& client, std::string_view text) {
+    Checked checked{client, dump_path("devices", client, "info")};
+    bool found = false;
+    for_each_line(text, checked, [&](const std::string& line) {
+        if (found || !contains(line, "pid")) {
+            return;
+        }
+        found = true;
+        const std::string pid = calls.find_Pid_number(line);
+        check_length(checked, "the process id", pid);
+        if (pid.empty()) {
+            checked.add("missing_key", "'pid = ' is missing");
+        } else if (pid.size() <= kFieldSize) {
+            check_number(checked, "the process id", [&] { (void)std::stoi(pid); });
+        }
+    });
+    if (!found) {
+        checked.line = 0;
+        checked.add("missing_key", "no line tells the process id");
+    }
+    return checked.findings;
+}
+
+std::vector<DumpFault> check_page_tables(const DumpCalls& calls, const std::string& client, std::string_view text) {
+    Checked checked{client, dump_path("devices", client, "vm_info")};
+    for_each_line(text, checked, [&](const std::string& line) { check_line(checked, calls, line); });
+    return checked.findings;
+}
+
+// ---- allocation nodes -----------------------------------------------------------------------------------------------
+
+namespace {
+
+int line_of(std::string_view text, std::size_t at) {
+    return 1 + static_cast<int>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n'));
+}
+
+// The number of one key of a node; nothing, and a finding, when there is none.
+std::optional<std::int64_t> node_number(const DumpCalls& calls, const std::string& node, const char* key, int base,
+                                        Checked& checked) {
+    const int first_line = checked.line;
+    const std::size_t at = node.find(key);
+    std::optional<std::int64_t> number;
+    if (at == node.npos) {
+        checked.add("missing_key", fmt::format("the node has no '{}'", key));
+        return number;
+    }
+    checked.line += line_of(node, at) - 1;
+    try {
+        number = leading_number(calls.extractValue(node, key), base);
+        const bool fits = number && *number >= 0 && (base == 16 || *number <= std::numeric_limits<std::int32_t>::max());
+        if (!fits) {
+            checked.add("bad_number", fmt::format("'{}' is no number in its range", key));
+            number.reset();
+        }
+    } catch (const std::out_of_range&) { // "=" is the last character
+        checked.add("bad_number", fmt::format("'{}' has no value", key));
+    }
+    checked.line = first_line;
+    return number;
+}
+
+} // namespace
+
+std::vector<VmNode> read_nodes(const DumpCalls& calls, const std::string& allocation, std::string_view text,
+                               std::vector<DumpFault>& findings) {
+    Checked checked{allocation, dump_path("allocations", allocation, "vm_info")};
+    std::vector<VmNode> nodes;
+    std::size_t at = 0;
+    for (const std::string& node : calls.split_VmNode_Info(std::string(text))) {
+        at = text.find(node, at);
+        checked.line = line_of(text, at);
+        at += node.size();
+        const auto pid = node_number(calls, node, "device_pid", 10, checked);
+        const auto gpu_va = node_number(calls, node, "gpu_va", 16, checked);
+        const auto size = node_number(calls, node, "size", 16, checked);
+        if (pid && gpu_va && size) {
+            nodes.push_back({*pid, calls.extractValue(node, "device_pname"), allocation,
+                             static_cast<std::uint64_t>(*gpu_va), static_cast<std::uint64_t>(*size)});
+        }
+    }
+    findings.insert(findings.end(), checked.findings.begin(), checked.findings.end());
+    return nodes;
+}
+
+} // namespace kt3::cli

@@ -1,0 +1,31 @@
+#pragma once
+// Finds the lines of dumps that the library cannot read, with its own line parsers.
+
+#include "observe/vm/dump_calls.hpp"
+#include "observe/vm/dumps.hpp"
+
+#include <string_view>
+
+namespace kt3::cli {
+
+// Texts are read in pieces of at most this many characters, each of which counts as a line.
+constexpr std::size_t kPieceSize = 511;
+constexpr std::size_t kFieldSize = 47; // of the library's text fields
+
+// A number as the library reads it: white space and a sign in front, anything behind. Nothing when there is none or it
+// does not fit 64 bits.
+[[nodiscard]] std::optional<std::int64_t> leading_number(const std::string& text, int base);
+
+// What is wrong with the process id in a client's info file.
+[[nodiscard]] std::vector<DumpFault> check_owner(const DumpCalls& calls, const std::string& client,
+                                                 std::string_view text);
+
+// What is wrong with the lines of a client's page-table dump.
+[[nodiscard]] std::vector<DumpFault> check_page_tables(const DumpCalls& calls, const std::string& client,
+                                                       std::string_view text);
+
+// The nodes of an allocation's dump; those that are malformed become findings.
+[[nodiscard]] std::vector<VmNode> read_nodes(const DumpCalls& calls, const std::string& allocation,
+                                             std::string_view text, std::vector<DumpFault>& findings);
+
+} // namespace kt3::cli

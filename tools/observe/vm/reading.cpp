@@ -1,0 +1,301 @@
+#include "observe/vm/reading.hpp"
+
+#include "observe/vm/check.hpp"
+#include "observe/vm/dump_calls.hpp"
+#include "observe/vm/walk.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+
+namespace kt3::cli {
+namespace {
+
+// What the child sends about a client, in this order.
+constexpr MessageKind kPid = data_kind(0);
+constexpr MessageKind kName = data_kind(1);
+constexpr MessageKind kTables[] = {data_kind(2), data_kind(3), data_kind(4)};
+constexpr MessageKind kPages[] = {data_kind(5), data_kind(6), data_kind(7)};
+constexpr MessageKind kEnd = data_kind(8);
+constexpr MessageKind kDropped = data_kind(9); // no client after all
+
+// And about an allocation.
+constexpr MessageKind kNodes = data_kind(0);
+
+std::optional<std::string> file_text(const std::string& path) {
+    const Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file) {
+        return std::nullopt;
+    }
+    std::string text;
+    std::vector<char> piece(256 * 1024);
+    for (ssize_t got = 0; (got = ::read(file.get(), piece.data(), piece.size())) > 0;) {
+        text.append(piece.data(), static_cast<std::size_t>(got));
+    }
+    return text;
+}
+
+template<std::size_t N>
+std::string text_of(const char (&field)[N]) {
+    return {field, ::strnlen(field, N)};
+}
+
+// ---- in the child: one client
+// -----------------------------------------------------------------------------------------
+
+template<typename Entry>
+std::int32_t position(const Entry* entry, const std::vector<Entry>& entries) {
+    return entry == nullptr ? -1 : static_cast<std::int32_t>(entry - entries.data());
+}
+
+void take_address(const char (&text)[48], std::int64_t& address, std::int32_t& known) {
+    const auto number = leading_number(text_of(text), 16);
+    address = number.value_or(0);
+    known = number ? 1 : 0;
+}
+
+// Only the first of a row of siblings knows the parent.
+std::vector<TableEntry> tables_of(const std::vector<vidmm_vm_pt>& entries, const std::vector<vidmm_vm_pt>* above) {
+    std::vector<TableEntry> tables(entries.size());
+    for (std::size_t at = 0; at < entries.size(); ++at) {
+        const vidmm_vm_pt& entry = entries[at];
+        TableEntry& table = tables[at];
+        take_address(entry.Addr, table.address, table.address_known);
+        table.level = entry.PT_Level;
+        table.index = entry.PT_index;
+        if (entry.pre != nullptr) {
+            table.parent = tables[at - 1].parent;
+        } else if (above != nullptr) {
+            table.parent = position(entry.parent, *above);
+        }
+        std::memcpy(table.buffer, entry.Buffer, sizeof table.buffer);
+    }
+    return tables;
+}
+
+std::vector<PageEntry> pages_of(const std::vector<vidmm_vm_pte_elt3k>& entries,
+                                const std::vector<vidmm_vm_pt>& owners) {
+    std::vector<PageEntry> pages(entries.size());
+    for (std::size_t at = 0; at < entries.size(); ++at) {
+        const vidmm_vm_pte_elt3k& entry = entries[at];
+        PageEntry& page = pages[at];
+        take_address(entry.Addr, page.address, page.address_known);
+        page.level = entry.ST_Level;
+        page.index = entry.Index;
+        page.owner = entry.pre != nullptr ? pages[at - 1].owner : position(entry.parent, owners);
+        page.parent_level = entry.DigitalIndex.parent_level;
+        page.parent_index = entry.DigitalIndex.parent_index;
+        page.snoop = entry.Snoop;
+        page.segment = entry.Segment;
+        page.large_page = entry.LargePage;
+    }
+    return pages;
+}
+
+template<typename Entry>
+bool exportable(const std::vector<Entry>& entries) {
+    return std::all_of(entries.begin(), entries.end(), [](const Entry& entry) {
+        return entry.address_known != 0 && entry.address == static_cast<std::int32_t>(entry.address);
+    });
+}
+
+// Reads one client over and over; in the child.
+class ClientReader {
+public:
+    explicit ClientReader(const DumpCalls& calls) : calls_(calls) {}
+
+    void read(const std::string& client, bool check, Sender& sender) {
+        std::string info = dump_path("devices", client, "info");
+        std::string dump = dump_path("devices", client, "vm_info");
+        if (check) {
+            stage(sender, "info");
+            send_all(check_owner(calls_, client, file_text(info).value_or("")), sender);
+            stage(sender, "vm_info");
+            send_all(check_page_tables(calls_, client, file_text(dump).value_or("")), sender);
+            return;
+        }
+        data_vectors record;
+        if (read_owner(client, info, record, sender) && read_name(client, record, sender)) {
+            read_dump(client, dump, record, sender);
+        }
+    }
+
+private:
+    static void stage(Sender& sender, const char* name) { sender.send(MessageKind::stage, name); }
+
+    static void send_all(const std::vector<DumpFault>& findings, Sender& sender) {
+        for (const DumpFault& finding : findings) {
+            sender.send(finding);
+        }
+    }
+
+    // A client that ends between the listing and the reading is no fault.
+    static bool unreadable(const std::string& client, const std::string& path, Sender& sender) {
+        const int error = errno;
+        if (error == ENOENT && ::access((std::string(kDumpDirectory) + "/devices/" + client).c_str(), F_OK) != 0) {
+            sender.send(kDropped, "");
+        } else {
+            const char* code = error == EACCES || error == EPERM ? "permission" : "unreadable";
+            sender.send({client, path, 0, code, std::strerror(error)});
+        }
+        return false;
+    }
+
+    bool read_owner(const std::string& client, std::string& info, data_vectors& record, Sender& sender) {
+        stage(sender, "info");
+        if (!Fd(::open(info.c_str(), O_RDONLY | O_CLOEXEC)) || calls_.get_Pid_info(&record, info.data()) != 0) {
+            return unreadable(client, info, sender);
+        }
+        const std::string pid = text_of(record.pid);
+        sender.send(kPid, pid);
+        const auto number = leading_number(pid, 10);
+        if (!number || *number != static_cast<std::int32_t>(*number)) {
+            send_all(check_owner(calls_, client, file_text(info).value_or("")), sender);
+        }
+        return true;
+    }
+
+    bool read_name(const std::string& client, data_vectors& record, Sender& sender) {
+        stage(sender, kNameStage);
+        if (calls_.get_AppName_info(&record) != 0) {
+            sender.send({client, "ps", 0, "unreadable", "ps cannot be started"});
+            return false;
+        }
+        const std::string name = text_of(record.app_name);
+        if (name == "0") { // the driver's own; snapshots leave it out
+            sender.send(kDropped, "");
+            return false;
+        }
+        sender.send(kName, name);
+        return true;
+    }
+
+    void read_dump(const std::string& client, std::string& dump, data_vectors& record, Sender& sender) {
+        stage(sender, "vm_info");
+        try {
+            if (!Fd(::open(dump.c_str(), O_RDONLY | O_CLOEXEC)) ||
+                calls_.get_pagetable_info(&record, dump.data()) != 0) {
+                unreadable(client, dump, sender);
+                return;
+            }
+        } catch (const std::logic_error&) { // a malformed number
+            send_all(check_page_tables(calls_, client, file_text(dump).value_or("")), sender);
+            return;
+        }
+        calls_.generate_DigitalIndex(record);
+        send_entries(client, dump, record, sender);
+    }
+
+    void send_entries(const std::string& client, const std::string& dump, const data_vectors& record, Sender& sender) {
+        const std::vector<vidmm_vm_pt>* const tables[] = {&record.pt_level0, &record.pt_level1, &record.pt_level2};
+        const std::vector<vidmm_vm_pte_elt3k>* const pages[] = {&record.st_level0, &record.st_level1,
+                                                                &record.st_level2};
+        bool all_exportable = true;
+        for (int level = 0; level < kLevels; ++level) {
+            const auto made_tables = tables_of(*tables[level], level == 0 ? nullptr : tables[level - 1]);
+            const auto made_pages = pages_of(*pages[level], *tables[level]);
+            all_exportable = all_exportable && exportable(made_tables) && exportable(made_pages);
+            sender.send_all(kTables[level], made_tables);
+            sender.send_all(kPages[level], made_pages);
+        }
+        if (!all_exportable) {
+            send_all(check_page_tables(calls_, client, file_text(dump).value_or("")), sender);
+        }
+        sender.send(kEnd, "");
+    }
+
+    const DumpCalls& calls_;
+};
+
+// ---- in the parent --------------------------------------------------------------------------------------------------
+
+void take_client(std::vector<VmClient>& clients, const Message& message) {
+    VmClient& client = clients.back();
+    if (message.kind == kPid) {
+        client.pid = message.bytes;
+    } else if (message.kind == kName) {
+        client.name = message.bytes;
+    } else if (message.kind == kEnd) {
+        client.read = true;
+    } else if (message.kind == kDropped) {
+        clients.pop_back();
+    }
+    for (int level = 0; level < kLevels; ++level) {
+        if (message.kind == kTables[level]) {
+            take_all(message, client.tables[level]);
+        } else if (message.kind == kPages[level]) {
+            take_all(message, client.pages[level]);
+        }
+    }
+}
+
+void take_nodes(std::vector<VmNode>& nodes, const Message& message) {
+    for (const Json& node : Json::from_cbor(message.bytes)) {
+        nodes.push_back({node[0], node[1], node[2], node[3], node[4]});
+    }
+}
+
+void send_nodes(const DumpCalls& calls, const std::string& allocation, Sender& sender) {
+    sender.send(MessageKind::stage, "vm_info");
+    const std::string path = dump_path("allocations", allocation, "vm_info");
+    const auto text = file_text(path);
+    if (!text) {
+        const int error = errno;
+        if (error != ENOENT ||
+            ::access((std::string(kDumpDirectory) + "/allocations/" + allocation).c_str(), F_OK) == 0) {
+            sender.send({allocation, path, 0, error == EACCES ? "permission" : "unreadable", std::strerror(error)});
+        }
+        return;
+    }
+    std::vector<DumpFault> findings;
+    Json nodes = Json::array();
+    for (const VmNode& node : read_nodes(calls, allocation, *text, findings)) {
+        nodes.push_back(Json::array({node.pid, node.name, node.handle, node.gpu_va, node.size}));
+    }
+    const auto bytes = Json::to_cbor(nodes);
+    sender.send(kNodes, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    for (const DumpFault& finding : findings) {
+        sender.send(finding);
+    }
+}
+
+} // namespace
+
+PageTables read_page_tables(Session& session, double timeout) {
+    const DumpCalls calls = dump_calls(library_of(session));
+    PageTables read;
+    ClientReader reader(calls);
+    const EntryWork work{
+        "devices",
+        {"00000000", "02000000"}, // the driver's own contexts
+        [&](const std::string& entry, bool check, Sender& sender) { reader.read(entry, check, sender); },
+        [&](const std::string& entry) { read.clients.emplace_back().folder = entry; },
+        [&](const Message& message) { take_client(read.clients, message); },
+    };
+    walk_entries(session, work, timeout, read.findings);
+    for (VmClient& client : read.clients) {
+        if (!client.read) { // what arrived before its reader was ended is no whole
+            std::for_each(std::begin(client.tables), std::end(client.tables), [](auto& all) { all.clear(); });
+            std::for_each(std::begin(client.pages), std::end(client.pages), [](auto& all) { all.clear(); });
+        }
+    }
+    return read;
+}
+
+AllocationNodes read_allocation_nodes(Session& session, double timeout) {
+    const DumpCalls calls = dump_calls(library_of(session));
+    AllocationNodes read;
+    const EntryWork work{
+        "allocations",
+        {},
+        [&](const std::string& entry, bool, Sender& sender) { send_nodes(calls, entry, sender); },
+        [](const std::string&) {},
+        [&](const Message& message) { take_nodes(read.nodes, message); },
+    };
+    walk_entries(session, work, timeout, read.findings);
+    return read;
+}
+
+} // namespace kt3::cli

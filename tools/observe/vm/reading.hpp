@@ -1,0 +1,23 @@
+#pragma once
+// GPU virtual memory as the driver's dumps tell it.
+
+#include "kt3/session.hpp"
+#include "observe/vm/dumps.hpp"
+
+namespace kt3::cli {
+
+struct PageTables {
+    std::vector<VmClient> clients; // in the order of the driver's listing
+    std::vector<DumpFault> findings;
+};
+
+struct AllocationNodes {
+    std::vector<VmNode> nodes; // in the order of the driver's listing
+    std::vector<DumpFault> findings;
+};
+
+// `timeout` is how long one client or one allocation may take, in seconds.
+[[nodiscard]] PageTables read_page_tables(Session& session, double timeout);
+[[nodiscard]] AllocationNodes read_allocation_nodes(Session& session, double timeout);
+
+} // namespace kt3::cli

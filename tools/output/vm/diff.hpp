@@ -1,0 +1,28 @@
+#pragma once
+// What changed between two saved documents of `kt3 vm pagetable --json` or `kt3 vm nodes --json`.
+
+#include "observe/reading.hpp"
+#include "output/text_table.hpp"
+
+namespace kt3::cli {
+
+struct Difference {
+    const char* change; // "added", "removed" or "changed"
+    std::string what;   // "client", "table", "sub_table" or "node"
+    std::string where;  // words that name it
+    Json before;        // null when added
+    Json after;         // null when removed
+};
+
+// Throws Failure when the file is none of the two documents or tells of errors of its own.
+[[nodiscard]] Json read_dump(const std::string& path);
+
+// Rows are the same when kind, place in the tree, level and index are; nodes when process, handle and address are. What
+// occurs several times is matched in order. A client that came or went is one difference.
+[[nodiscard]] std::vector<Difference> compare_dumps(const Json& before, const Json& after);
+
+[[nodiscard]] std::string differences_text(const std::vector<Difference>& differences, bool color);
+[[nodiscard]] Table difference_rows(const std::vector<Difference>& differences);
+[[nodiscard]] Json differences_json(const std::vector<Difference>& differences);
+
+} // namespace kt3::cli

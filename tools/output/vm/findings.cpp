@@ -1,0 +1,55 @@
+#include "output/vm/findings.hpp"
+
+#include "output/screen_text.hpp"
+#include "output/text_table.hpp"
+
+#include <fmt/format.h>
+#include <map>
+
+namespace kt3::cli {
+namespace {
+
+constexpr std::size_t kMostShown = 20; // of one kind
+
+} // namespace
+
+std::string finding_line(const DumpFault& finding) {
+    const bool allocation = finding.file.find("/allocations/") != std::string::npos;
+    const std::string file = finding.file.substr(finding.file.rfind('/') + 1);
+    return fmt::format("{} {}{}{}: {}", allocation ? "allocation" : "client", finding.entry,
+                       file == finding.entry ? "" : ", " + file,
+                       finding.line == 0 ? "" : fmt::format(" line {}", finding.line), finding.message);
+}
+
+std::string findings_text(const std::vector<DumpFault>& findings, bool color) {
+    if (findings.empty()) {
+        return "";
+    }
+    std::string text = painted("Findings", Paint::bad, color) + '\n';
+    std::map<std::string, std::size_t> seen; // by code
+    for (const DumpFault& finding : findings) {
+        if (seen[finding.code]++ < kMostShown) {
+            text += "  " + screen_safe(finding_line(finding)) + '\n';
+        }
+    }
+    for (const auto& [code, count] : seen) {
+        if (count > kMostShown) {
+            text += fmt::format("  and {} more of the kind {}; --json has all\n", count - kMostShown, code);
+        }
+    }
+    return text;
+}
+
+Json findings_json(const std::vector<DumpFault>& findings) {
+    Json all = Json::array();
+    for (const DumpFault& finding : findings) {
+        all.push_back({{"entry", valid_utf8(finding.entry)},
+                       {"file", valid_utf8(finding.file)},
+                       {"line", finding.line == 0 ? Json(nullptr) : Json(finding.line)},
+                       {"code", finding.code},
+                       {"message", valid_utf8(finding.message)}});
+    }
+    return all;
+}
+
+} // namespace kt3::cli

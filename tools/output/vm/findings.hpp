@@ -1,0 +1,15 @@
+#pragma once
+// What is wrong with dumps, as text and JSON.
+
+#include "observe/reading.hpp"
+#include "observe/vm/dumps.hpp"
+
+namespace kt3::cli {
+
+// The findings of a report, as its last section; nothing without findings. Of many of one kind the first ones are
+// shown and the others counted.
+[[nodiscard]] std::string findings_text(const std::vector<DumpFault>& findings, bool color);
+[[nodiscard]] std::string finding_line(const DumpFault& finding);
+[[nodiscard]] Json findings_json(const std::vector<DumpFault>& findings);
+
+} // namespace kt3::cli

@@ -1,0 +1,21 @@
+#pragma once
+// Page tables as flat rows and JSON.
+
+#include "observe/reading.hpp"
+#include "observe/vm/dumps.hpp"
+#include "output/json_stream.hpp"
+#include "output/text_table.hpp"
+
+namespace kt3::cli {
+
+// Flat rows, in the order of the library: tables of level 0, 1 and 2, then sub-table entries of level 0, 1 and 2.
+[[nodiscard]] Table flat_rows(const std::vector<VmClient>& clients);
+
+// The client with its rows as one JSON object.
+void write_client(JsonStream& json, const VmClient& client);
+
+// One row per client.
+[[nodiscard]] Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFault>& findings);
+[[nodiscard]] Json client_json(const VmClient& client);
+
+} // namespace kt3::cli

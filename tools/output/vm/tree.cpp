@@ -1,0 +1,143 @@
+#include "output/vm/tree.hpp"
+
+#include "output/screen_text.hpp"
+#include "output/text_table.hpp"
+#include "output/units.hpp"
+
+#include <fmt/format.h>
+#include <map>
+
+namespace kt3::cli {
+namespace {
+
+std::string address_text(std::int64_t address, std::int32_t known) {
+    if (known == 0) {
+        return "-";
+    }
+    return address < 0 ? "-" + hexadecimal(0 - static_cast<std::uint64_t>(address))
+                       : hexadecimal(static_cast<std::uint64_t>(address));
+}
+
+bool follows(const PageEntry& page, const PageEntry& before) {
+    return page.owner == before.owner && page.index == before.index + 1 && page.snoop == before.snoop &&
+           page.segment == before.segment && page.large_page == before.large_page &&
+           page.address_known == before.address_known;
+}
+
+std::string run_line(const PageRun& run) {
+    const PageEntry& first = *run.first;
+    const PageEntry& last = run.first[run.count - 1];
+    std::string line = fmt::format("sub {}:{}", first.level, first.index);
+    if (run.count > 1) {
+        line += fmt::format("..{}", last.index);
+    }
+    line += "  " + address_text(first.address, first.address_known);
+    if (run.count > 1) {
+        line += ".." + address_text(last.address, last.address_known);
+        line += run.step == 1 || run.step == 0 ? "" : fmt::format(" step {:#x}", run.step);
+    }
+    return line + fmt::format("  snoop {}  segment {}{}", first.snoop, first.segment,
+                              first.large_page != 0 ? fmt::format("  large page {}", first.large_page) : "");
+}
+
+// Positions of children and runs by the position of what they hang under; -1 for what hangs nowhere.
+struct Branches {
+    std::multimap<std::int32_t, std::size_t> tables[kLevels];
+    std::multimap<std::int32_t, PageRun> runs[kLevels];
+};
+
+Branches branches_of(const VmClient& client) {
+    Branches branches;
+    for (int level = 0; level < kLevels; ++level) {
+        for (std::size_t at = 0; at < client.tables[level].size(); ++at) {
+            branches.tables[level].emplace(client.tables[level][at].parent, at);
+        }
+        for (const PageRun& run : fold_runs(client.pages[level])) {
+            branches.runs[level].emplace(run.first->owner, run);
+        }
+    }
+    return branches;
+}
+
+class TreeText {
+public:
+    explicit TreeText(const VmClient& client) : client_(client), branches_(branches_of(client)) {}
+
+    std::string text() {
+        for (int level = 0; level < kLevels; ++level) {
+            add_runs(level, -1, 1);
+            add_tables(level, -1, 1);
+        }
+        return std::move(text_);
+    }
+
+private:
+    void add_line(std::size_t depth, const std::string& line) {
+        text_.append(depth * 2, ' ') += line;
+        text_.erase(text_.find_last_not_of(' ') + 1);
+        text_ += '\n';
+    }
+    void add_runs(int level, std::int32_t owner, std::size_t depth) {
+        const auto [first, last] = branches_.runs[level].equal_range(owner);
+        for (auto run = first; run != last; ++run) {
+            add_line(depth, run_line(run->second) + (owner < 0 ? "  (under no table)" : ""));
+        }
+    }
+    void add_tables(int level, std::int32_t parent, std::size_t depth) {
+        const auto [first, last] = branches_.tables[level].equal_range(parent);
+        for (auto branch = first; branch != last; ++branch) {
+            const TableEntry& table = client_.tables[level][branch->second];
+            const bool lost = parent < 0 && level > 0;
+            add_line(depth, fmt::format("{}:{}  {}  {}{}", level, table.index,
+                                        address_text(table.address, table.address_known),
+                                        screen_safe(field_text(table.buffer)), lost ? "  (under no table)" : ""));
+            const auto position = static_cast<std::int32_t>(branch->second);
+            add_runs(level, position, depth + 1);
+            if (level + 1 < kLevels) {
+                add_tables(level + 1, position, depth + 1);
+            }
+        }
+    }
+
+    const VmClient& client_;
+    Branches branches_;
+    std::string text_;
+};
+
+std::string client_heading(const VmClient& client) {
+    return fmt::format("{}  pid {}  {}", screen_safe(client.folder), client.pid.empty() ? "-" : screen_safe(client.pid),
+                       client.name.empty() ? "-" : screen_safe(client.name));
+}
+
+} // namespace
+
+std::vector<PageRun> fold_runs(const std::vector<PageEntry>& pages) {
+    std::vector<PageRun> runs;
+    for (const PageEntry& page : pages) {
+        if (!runs.empty()) {
+            PageRun& run = runs.back();
+            const PageEntry& before = run.first[run.count - 1];
+            const auto step = static_cast<std::int64_t>(static_cast<std::uint64_t>(page.address) -
+                                                        static_cast<std::uint64_t>(before.address));
+            if (follows(page, before) && (run.count == 1 || step == run.step)) {
+                run.step = step;
+                ++run.count;
+                continue;
+            }
+        }
+        runs.push_back({&page, 1, 0});
+    }
+    return runs;
+}
+
+std::string tree_text(const VmClient& client, bool color) {
+    std::string text = painted(client_heading(client), Paint::bold, color);
+    if (!client.read) {
+        return text + "  not read\n";
+    }
+    text += fmt::format("  {}, {}\n", counted(table_count(client), "table entry", "table entries"),
+                        counted(page_count(client), "sub-table entry", "sub-table entries"));
+    return text + TreeText(client).text();
+}
+
+} // namespace kt3::cli

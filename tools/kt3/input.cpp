@@ -1,6 +1,6 @@
 #include "kt3/input.hpp"
 
-#include "kt3/exit_status.hpp"
+#include "observe/failure.hpp"
 #include "observe/interrupt.hpp"
 #include "observe/owned.hpp"
 #include "output/screen_text.hpp"
@@ -11,6 +11,8 @@
 #include <fmt/format.h>
 
 namespace kt3::cli {
+
+using namespace observe;
 
 FileText read_whole_file(const std::string& path) {
     FileText file;
@@ -35,7 +37,7 @@ std::string text_of_file(const std::string& path) {
     if (file.error != 0) {
         const bool denied = file.error == EACCES || file.error == EPERM;
         throw Failure{denied ? ExitStatus::permission : ExitStatus::failure, "input",
-                      fmt::format("cannot read {}: {}", screen_safe(path), std::strerror(file.error))};
+                      fmt::format("cannot read {}: {}", output::screen_safe(path), std::strerror(file.error))};
     }
     return std::move(file.text);
 }

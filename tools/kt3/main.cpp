@@ -1,6 +1,7 @@
 // kt3: parse the arguments, run one command, send its data to the output and map how it ended to the exit status.
 
 #include "kt3/command_table.hpp"
+#include "kt3/exit_status.hpp"
 #include "observe/interrupt.hpp"
 
 #include <CLI/Config.hpp>

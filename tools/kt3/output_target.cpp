@@ -1,6 +1,6 @@
 #include "kt3/output_target.hpp"
 
-#include "kt3/exit_status.hpp"
+#include "observe/failure.hpp"
 #include "observe/interrupt.hpp"
 
 #include <cerrno>
@@ -15,6 +15,9 @@
 #include <sys/stat.h>
 
 namespace kt3::cli {
+
+using namespace observe;
+
 namespace {
 
 [[noreturn]] void cannot_write(const std::string& what, int error) {

@@ -8,6 +8,8 @@
 
 namespace kt3::cli {
 
+using observe::Fd;
+
 // Keeps a private duplicate of descriptor 1 and points descriptor 1 at standard error, so that lines which the library
 // and its modules print do not mix with data. Call it before the library is opened.
 [[nodiscard]] Fd set_standard_output_aside();

@@ -29,9 +29,9 @@ Json error_object(const Failure& error) {
 } // namespace
 
 void note_error(Report& report, const Failure& failure) {
-    std::fprintf(stderr, "kt3: %s\n", screen_safe(failure.message).c_str());
+    std::fprintf(stderr, "kt3: %s\n", output::screen_safe(failure.message).c_str());
     if (!failure.fix.empty()) {
-        std::fprintf(stderr, "     %s\n", screen_safe(failure.fix).c_str());
+        std::fprintf(stderr, "     %s\n", output::screen_safe(failure.fix).c_str());
     }
     report.errors.push_back(failure);
 }

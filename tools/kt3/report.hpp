@@ -1,15 +1,20 @@
 #pragma once
 // What a run has to say: the adapters, what the command adds, and the errors met on the way.
 
-#include "kt3/exit_status.hpp"
+#include "observe/failure.hpp"
 #include "observe/reading.hpp"
 #include "output/json_stream.hpp"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
 namespace kt3::cli {
+
+using observe::Failure;
+using observe::Json;
+using output::JsonStream;
 
 struct Report {
     std::string command;                           // "list", "prefer set"

@@ -2,16 +2,25 @@
 
 #include "observe/interrupt.hpp"
 #include "observe/library/log_capture.hpp"
+#include "output/screen_text.hpp"
 
-#include <fmt/format.h>
+#include <cstdio>
 #include <stdexcept>
 
 namespace kt3::cli {
+namespace {
+
+void show_words(const std::string& line) {
+    std::fprintf(stderr, "%s\n", screen_safe(line).c_str());
+}
+
+} // namespace
 
 const Library& library_of(Session& session) {
     if (!session.opened) {
-        session.opened = std::make_unique<Library>(open_library(session.options.library, session.options.verbose));
-        capture_log(*session.opened, session.options.verbose);
+        const Words words{session.options.verbose, show_words};
+        session.opened = std::make_unique<Library>(open_library(session.options.library, words));
+        capture_log(*session.opened);
         session.report.interface_version = session.opened->calls.get_interface_version();
     }
     return *session.opened;
@@ -24,10 +33,6 @@ Machine& machine_of(Session& session) {
         check_interrupt();
     }
     return *session.machine;
-}
-
-std::vector<const Adapter*> selected_adapters(Session& session) {
-    return select_adapters(machine_of(session).adapters, session.options.gpu);
 }
 
 bool color_of(const Session& session) {
@@ -67,27 +72,12 @@ void finish_output(Session& session) {
     session.output.finish();
 }
 
-bool guarded(Session& session, const std::string& what, const std::function<void()>& calls) {
+void guarded(Session& session, const std::string& what, const std::function<void()>& calls) {
     try {
         calls();
-        return true;
     } catch (const std::logic_error& error) { // invalid_argument and out_of_range
-        note_error(session.report,
-                   {ExitStatus::failure, "parse_error",
-                    fmt::format("the driver published a malformed number in {} ({})", what, error.what()), ""});
-        return false;
+        note_error(session.report, malformed_number(what, error));
     }
-}
-
-Binding::Binding(Session& session, const Adapter& adapter) : library_(library_of(session)), slot_(adapter.slot) {
-    Machine& machine = machine_of(session);
-    check_interrupt();
-    machine.record.current_index = adapter.slot;
-    complete_ = library_.calls.gfx_global_init(&machine.record) != -1;
-}
-
-Binding::~Binding() {
-    library_.calls.gfx_global_exit(slot_);
 }
 
 } // namespace kt3::cli

@@ -14,6 +14,10 @@
 
 namespace kt3::cli {
 
+// The frame and its commands speak of what was observed and of how it is shown in the same sentence.
+using namespace observe;
+using namespace output;
+
 struct Session {
     const Options& options;
     Output& output;
@@ -28,9 +32,6 @@ struct Session {
 [[nodiscard]] const Library& library_of(Session& session);
 [[nodiscard]] Machine& machine_of(Session& session);
 
-// The adapters of --gpu. Throws Failure when there is none.
-[[nodiscard]] std::vector<const Adapter*> selected_adapters(Session& session);
-
 [[nodiscard]] inline Format format_of(const Session& session) {
     return format_of(session.options);
 }
@@ -43,26 +44,7 @@ void flush_sample(Session& session);
 // Sends out the rest: in JSON one document, also after a failure, or after samples one more line when something failed.
 void finish_output(Session& session);
 
-// A malformed number in what the driver publishes reaches us as an exception of the library. It becomes an error of the
-// report; returns false then. `what` says what was being read.
-bool guarded(Session& session, const std::string& what, const std::function<void()>& calls);
-
-// Binds an adapter for the life of the object. Usage accounting is switched on with it and off again at its end, also
-// after a failed initialisation, which may have come as far as switching it on.
-class Binding {
-public:
-    Binding(Session& session, const Adapter& adapter);
-    ~Binding();
-    Binding(const Binding&) = delete;
-    Binding& operator=(const Binding&) = delete;
-
-    // False when the kernel-interface module is missing or unusable; nodes can be read nevertheless.
-    [[nodiscard]] bool complete() const { return complete_; }
-
-private:
-    const Library& library_;
-    int slot_;
-    bool complete_ = false;
-};
+// A malformed number becomes an error of the report. `what` says what was being read.
+void guarded(Session& session, const std::string& what, const std::function<void()>& calls);
 
 } // namespace kt3::cli

@@ -1,6 +1,6 @@
 #include "observe/interrupt.hpp"
 
-#include "kt3/exit_status.hpp"
+#include "observe/failure.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,7 +10,7 @@
 #include <poll.h>
 #include <unistd.h>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 struct Mark {
@@ -76,4 +76,4 @@ void sleep_or_interrupt(double seconds) {
     (void)wait_readable(-1, seconds);
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

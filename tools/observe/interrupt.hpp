@@ -1,7 +1,7 @@
 #pragma once
 // SIGINT, SIGTERM and SIGHUP only leave a mark; the main path finds it, undoes what it did and ends with status 130.
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 void watch_for_interrupts();
 
@@ -17,4 +17,4 @@ void sleep_or_interrupt(double seconds);
 // Interrupted as soon as a signal comes.
 [[nodiscard]] bool wait_readable(int descriptor, double seconds);
 
-} // namespace kt3::cli
+} // namespace kt3::observe

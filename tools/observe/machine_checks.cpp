@@ -1,7 +1,7 @@
 #include "observe/machine_checks.hpp"
 
-#include "observe/adapter/nodes.hpp"
 #include "observe/interrupt.hpp"
+#include "observe/owned.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -12,7 +12,7 @@
 #include <fmt/format.h>
 #include <functional>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 constexpr const char* kDebugfs = "/sys/kernel/debug";
@@ -20,8 +20,6 @@ constexpr const char* kDriFolder = "/dev/dri";
 constexpr const char* kPciDevices = "/sys/bus/pci/devices";
 constexpr const char* kUseGroups = "add the user to the groups video and render, or run as root";
 constexpr const char* kLoadDriver = "install and load the adapter's kernel driver";
-
-using Findings = std::vector<Finding>;
 
 void add_ok(Findings& findings, const char* check, std::string message, std::optional<int> slot = {}) {
     findings.push_back({Level::ok, check, std::move(message), "", slot});
@@ -59,24 +57,6 @@ std::vector<std::string> names_in(const char* folder, int& error) {
 }
 
 // ---- what every adapter needs ---------------------------------------------------------------------------------------
-
-bool check_library(Session& session, Findings& findings) {
-    try {
-        const Library& library = library_of(session);
-        add_ok(findings, "library", library.path);
-        if (library.calls.gpuinfo_vorla_init() == 0) {
-            add_problem(findings, ExitStatus::driver, "libdrm", "libdrm cannot be opened or lacks entry points",
-                        "install libdrm (Debian: apt-get install libdrm2)");
-        } else {
-            add_ok(findings, "libdrm", "found");
-        }
-        return true;
-    } catch (const Failure& failure) {
-        const char* check = failure.code == "libdrm_missing" ? "libdrm" : "library";
-        add_problem(findings, failure.status, check, failure.message, failure.fix);
-        return false;
-    }
-}
 
 bool is_drm_node(const std::string& name) {
     return name.rfind("card", 0) == 0 || name.rfind("renderD", 0) == 0;
@@ -166,7 +146,7 @@ void check_unserved(const Machine& machine, Findings& findings) {
     }
 }
 
-void check_adapters(const Machine& machine, Findings& findings) {
+void check_served(const Machine& machine, Findings& findings) {
     for (const Adapter& adapter : machine.adapters) {
         add_ok(findings, "adapters", fmt::format("{} at {}", adapter.name, bus_text(adapter.bus)), adapter.slot);
     }
@@ -285,6 +265,41 @@ bool in_search_path(const std::string& program) {
     return false;
 }
 
+} // namespace
+
+void check_library(const Library& library, Findings& findings) {
+    add_ok(findings, "library", library.path);
+    if (library.calls.gpuinfo_vorla_init() == 0) {
+        add_problem(findings, ExitStatus::driver, "libdrm", "libdrm cannot be opened or lacks entry points",
+                    "install libdrm (Debian: apt-get install libdrm2)");
+    } else {
+        add_ok(findings, "libdrm", "found");
+    }
+}
+
+void note_missing_library(const Failure& failure, Findings& findings) {
+    const char* check = failure.code == "libdrm_missing" ? "libdrm" : "library";
+    add_problem(findings, failure.status, check, failure.message, failure.fix);
+}
+
+void check_driver_places(Findings& findings) {
+    check_drm_nodes(findings);
+    check_debugfs(findings);
+    check_interrupt();
+}
+
+void check_adapters(const Machine& machine, Findings& findings) {
+    check_served(machine, findings);
+    for (const Adapter& adapter : machine.adapters) {
+        check_interrupt();
+        if (adapter.family != nullptr) {
+            check_info_nodes(adapter, findings);
+            check_driver_debugfs(adapter, findings);
+            check_module(adapter, findings);
+        }
+    }
+}
+
 void check_programs(Findings& findings) {
     for (const char* program : {"dmidecode", "ps"}) {
         if (!in_search_path(program)) {
@@ -294,28 +309,4 @@ void check_programs(Findings& findings) {
     }
 }
 
-} // namespace
-
-std::vector<Finding> examine_machine(Session& session) {
-    Findings findings;
-    const bool usable = check_library(session, findings);
-    check_drm_nodes(findings);
-    check_debugfs(findings);
-    check_interrupt();
-    if (usable) {
-        const Machine& machine = machine_of(session);
-        check_adapters(machine, findings);
-        for (const Adapter& adapter : machine.adapters) {
-            check_interrupt();
-            if (adapter.family != nullptr) {
-                check_info_nodes(adapter, findings);
-                check_driver_debugfs(adapter, findings);
-                check_module(adapter, findings);
-            }
-        }
-    }
-    check_programs(findings);
-    return findings;
-}
-
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -1,13 +1,14 @@
 #pragma once
-// The checks behind kt3 doctor.
+// What stands between the user and full readings. Nothing is bound or changed.
 
-#include "kt3/session.hpp"
+#include "observe/adapter/machine.hpp"
+#include "observe/failure.hpp"
 
 #include <optional>
 #include <string>
 #include <vector>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 enum class Level { ok, note, problem };
 
@@ -20,7 +21,14 @@ struct Finding {
     ExitStatus status = ExitStatus::ok; // of a problem
 };
 
-// In the order in which things depend on each other. Fills session.machine when the library can be opened.
-[[nodiscard]] std::vector<Finding> examine_machine(Session& session);
+using Findings = std::vector<Finding>;
 
-} // namespace kt3::cli
+// What each looks at goes to the end of the findings. They are called in the order in which things depend on each
+// other.
+void check_library(const Library& library, Findings& findings);
+void note_missing_library(const Failure& failure, Findings& findings);
+void check_driver_places(Findings& findings); // DRM nodes and debugfs
+void check_adapters(const Machine& machine, Findings& findings);
+void check_programs(Findings& findings);
+
+} // namespace kt3::observe

@@ -7,7 +7,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 class Fd {
 public:
@@ -43,4 +43,4 @@ struct CloseObject {
 };
 using SharedObject = std::unique_ptr<void, CloseObject>;
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 using Json = nlohmann::ordered_json;
 
@@ -37,16 +37,4 @@ struct Reading {
 // What errno says about a node that could not be opened or read.
 [[nodiscard]] Absence absence_of(int error);
 
-// "key": the value or null, and "key_reason": null or the code. Both keys are always there.
-void put(Json& object, const std::string& key, const Reading& reading);
-
-// For the screen: "45 C", "2048 MiB", "-  (no such node)".
-[[nodiscard]] std::string shown(const Reading& reading, const char* unit = "");
-
-// For a table cell: the same without the reason.
-[[nodiscard]] std::string shown_briefly(const Reading& reading, const char* unit = "");
-
-// For CSV: the bare value, empty when absent.
-[[nodiscard]] std::string bare(const Reading& reading);
-
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -1,6 +1,6 @@
 #include "output/json_stream.hpp"
 
-namespace kt3::cli {
+namespace kt3::output {
 namespace {
 
 constexpr std::size_t kPieceSize = std::size_t{64} * 1024;
@@ -71,4 +71,4 @@ void JsonStream::finish() {
     text_.clear();
 }
 
-} // namespace kt3::cli
+} // namespace kt3::output

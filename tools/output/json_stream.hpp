@@ -7,7 +7,9 @@
 #include <string>
 #include <string_view>
 
-namespace kt3::cli {
+namespace kt3::output {
+
+using observe::Json;
 
 class JsonStream {
 public:
@@ -42,4 +44,4 @@ private:
     bool behind_key_ = false;
 };
 
-} // namespace kt3::cli
+} // namespace kt3::output

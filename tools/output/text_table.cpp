@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <fmt/format.h>
 
-namespace kt3::cli {
+namespace kt3::output {
 namespace {
 
 const char* escape_sequence(Paint paint) {
@@ -105,4 +105,4 @@ std::string fact_list(const std::vector<Fact>& facts, std::size_t indent, std::s
     return text;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::output

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace kt3::cli {
+namespace kt3::output {
 
 enum class Align { left, right };
 
@@ -37,4 +37,4 @@ struct Fact {
 };
 [[nodiscard]] std::string fact_list(const std::vector<Fact>& facts, std::size_t indent, std::size_t label_width);
 
-} // namespace kt3::cli
+} // namespace kt3::output

@@ -1,9 +1,13 @@
 // kt3 alloc: every allocation, and what they add up to.
 
+#include "kt3/adapter_choice.hpp"
+#include "kt3/adapter_table.hpp"
 #include "kt3/command_table.hpp"
 #include "kt3/commands/alloc_diff.hpp"
 #include "kt3/option_checks.hpp"
 #include "observe/memory/allocations.hpp"
+#include "output/memory.hpp"
+#include "output/units.hpp"
 
 #include <algorithm>
 #include <array>
@@ -78,8 +82,8 @@ std::vector<std::string> list_row(int slot, const Record& record, const Owner& o
 
 void list_adapter(Session& session, const Adapter& adapter) {
     const bool csv = format_of(session) == Format::csv;
-    const OpenDevices devices = read_open_devices(session, adapter);
-    Allocations allocations = read_allocations(session, adapter);
+    const OpenDevices devices = open_devices(session, adapter);
+    Allocations allocations = read_allocations(library_of(session), machine_of(session), adapter);
     // The library leaves open in which order the allocations of one device come.
     std::sort(allocations.begin(), allocations.end(), [](const Record& a, const Record& b) {
         return a.device != b.device ? a.device < b.device : a.handle < b.handle;
@@ -163,8 +167,8 @@ Json summary_object(int slot, const Summary& summary) {
 }
 
 void summarise_adapter(Session& session, const Adapter& adapter, std::size_t top) {
-    const OpenDevices devices = read_open_devices(session, adapter);
-    const Summary summary = summarise(read_allocations(session, adapter), devices);
+    const OpenDevices devices = open_devices(session, adapter);
+    const Summary summary = summarise(read_allocations(library_of(session), machine_of(session), adapter), devices);
     session.report.members["allocation_summaries"].push_back(summary_object(adapter.slot, summary));
     const bool csv = format_of(session) == Format::csv;
     Table table{{{"GPU", "slot", Align::right},

@@ -1,9 +1,13 @@
 #include "kt3/commands/alloc_diff.hpp"
 
+#include "kt3/adapter_choice.hpp"
+#include "kt3/adapter_table.hpp"
 #include "kt3/input.hpp"
 #include "kt3/option_checks.hpp"
 #include "observe/interrupt.hpp"
+#include "output/memory.hpp"
 #include "output/screen_text.hpp"
+#include "output/units.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -50,9 +54,9 @@ struct Difference {
 // ---- the two snapshots ----------------------------------------------------------------------------------------------
 
 Snapshot read_snapshot(Session& session, const Adapter& adapter) {
-    const OpenDevices devices = read_open_devices(session, adapter);
+    const OpenDevices devices = open_devices(session, adapter);
     Snapshot snapshot;
-    for (const _GFX_ALLOCATION_INFO& record : read_allocations(session, adapter)) {
+    for (const _GFX_ALLOCATION_INFO& record : read_allocations(library_of(session), machine_of(session), adapter)) {
         snapshot.push_back({adapter.slot, record.handle, owner_of(record.device, devices), shape_of(record)});
     }
     return snapshot;

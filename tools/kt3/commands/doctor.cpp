@@ -2,6 +2,7 @@
 
 #include "kt3/command_table.hpp"
 #include "observe/machine_checks.hpp"
+#include "output/adapter.hpp"
 #include "output/text_table.hpp"
 
 #include <algorithm>
@@ -39,7 +40,7 @@ std::string finding_lines(const Finding& finding, bool color) {
 }
 
 // A missing driver part explains missing rights and readings, so it decides.
-ExitStatus status_of(const std::vector<Finding>& findings) {
+ExitStatus status_of(const Findings& findings) {
     for (const ExitStatus status :
          {ExitStatus::driver, ExitStatus::permission, ExitStatus::not_found, ExitStatus::failure}) {
         const bool met = std::any_of(findings.begin(), findings.end(), [&](const Finding& finding) {
@@ -52,8 +53,29 @@ ExitStatus status_of(const std::vector<Finding>& findings) {
     return ExitStatus::ok;
 }
 
+const Library* opened_library(Session& session, Findings& findings) {
+    try {
+        check_library(library_of(session), findings);
+        return session.opened.get();
+    } catch (const Failure& failure) {
+        note_missing_library(failure, findings);
+        return nullptr;
+    }
+}
+
+Findings examine_machine(Session& session) {
+    Findings findings;
+    const Library* library = opened_library(session, findings);
+    check_driver_places(findings);
+    if (library != nullptr) {
+        check_adapters(machine_of(session), findings);
+    }
+    check_programs(findings);
+    return findings;
+}
+
 ExitStatus run_doctor(Session& session) {
-    const auto findings = examine_machine(session);
+    const Findings findings = examine_machine(session);
     const bool color = color_of(session);
     Json& array = session.report.members["findings"] = Json::array();
     for (const Finding& finding : findings) {

@@ -1,9 +1,12 @@
 // kt3 dvfs: the driver's power-management registers, read, set, saved to a file and restored from it.
 
+#include "kt3/adapter_choice.hpp"
 #include "kt3/command_table.hpp"
+#include "kt3/commands/dvfs_change.hpp"
 #include "kt3/input.hpp"
 #include "kt3/option_checks.hpp"
-#include "observe/dvfs/changes.hpp"
+#include "output/adapter.hpp"
+#include "output/reading_text.hpp"
 #include "output/screen_text.hpp"
 #include "output/text_table.hpp"
 
@@ -58,7 +61,7 @@ std::string page_of(const Adapter& adapter, const DvfsState& state, bool color) 
 
 ExitStatus run_get(Session& session) {
     for (const Adapter* adapter : selected_adapters(session)) {
-        const DvfsState state = read_dvfs(session, *adapter);
+        const DvfsState state = read_dvfs(library_of(session), machine_of(session), *adapter);
         Json object = identity_of(*adapter);
         for (const DvfsRegister& row : dvfs_registers()) {
             put(object["registers"], row.name, state.reading(row));
@@ -110,7 +113,7 @@ ExitStatus run_set(Session& session, const Wish& wish) {
 // Registers that cannot be read are not in the file, and restoring it leaves them alone.
 ExitStatus run_save(Session& session, const Wish& wish) {
     const Adapter& adapter = only_adapter(session);
-    const DvfsState state = read_dvfs(session, adapter);
+    const DvfsState state = read_dvfs(library_of(session), machine_of(session), adapter);
     Json registers = Json::object();
     Absence why = Absence::driver;
     for (const DvfsRegister& row : dvfs_registers()) {

@@ -1,9 +1,14 @@
 // kt3 info: everything about an adapter. It is bound while it is looked at, so that the state of its kernel-interface
 // module shows.
 
+#include "kt3/adapter_choice.hpp"
 #include "kt3/command_table.hpp"
 #include "observe/adapter/adapter_facts.hpp"
+#include "observe/adapter/binding.hpp"
 #include "observe/adapter/summary_facts.hpp"
+#include "observe/owned.hpp"
+#include "output/adapter.hpp"
+#include "output/reading_text.hpp"
 #include "output/screen_text.hpp"
 #include "output/text_table.hpp"
 
@@ -58,8 +63,10 @@ std::vector<NamedFact> read_driver_state(const Adapter& adapter, bool complete) 
 
 std::vector<NamedFact> read_facts(Session& session, const Adapter& adapter, bool bound) {
     auto facts = read_driver_state(adapter, bound);
-    for (const auto& group : {read_versions(adapter), read_live_facts(session, adapter), read_summary(session, adapter),
-                              read_extended_summary(session, adapter)}) {
+    for (const auto& group :
+         {read_versions(adapter), read_live_facts(library_of(session), machine_of(session), adapter),
+          read_summary(library_of(session), machine_of(session), adapter),
+          read_extended_summary(library_of(session), machine_of(session), adapter)}) {
         facts.insert(facts.end(), group.begin(), group.end());
     }
     // Groups stand together; their order is that of their first facts, the link's last.
@@ -72,7 +79,7 @@ std::vector<NamedFact> read_bound_facts(Session& session, const Adapter& adapter
     if (adapter.family == nullptr) { // a GPU of another vendor cannot be bound
         return read_facts(session, adapter, false);
     }
-    const Binding binding(session, adapter);
+    const Binding binding(library_of(session), machine_of(session), adapter);
     return read_facts(session, adapter, binding.complete());
 }
 

@@ -1,12 +1,18 @@
 // kt3 leak: looks at the allocations again and again, and tells which shapes grow and whose they are.
 
+#include "kt3/adapter_choice.hpp"
+#include "kt3/adapter_table.hpp"
 #include "kt3/command_table.hpp"
 #include "kt3/option_checks.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
+#include "observe/adapter/binding.hpp"
 #include "observe/interrupt.hpp"
 #include "observe/library/library_lines.hpp"
 #include "observe/memory/allocations.hpp"
+#include "output/adapter.hpp"
+#include "output/memory.hpp"
 #include "output/screen_text.hpp"
+#include "output/units.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -73,7 +79,7 @@ void look_once(Session& session, const Adapter& adapter) {
     _GFX_ALLOCATION_INFO largest[KT3_MEMLEAK_GROUPS] = {};
     constexpr std::int32_t kUntouched = -1;
     largest[0].sum_count = kUntouched;
-    lines_during(session.options.verbose, [&] { get(largest); });
+    lines_during(library_of(session), [&] { get(largest); });
     check_interrupt();
     if (largest[0].sum_count == kUntouched) {
         throw unreadable(adapter, "allocations", "the allocations");
@@ -230,9 +236,9 @@ ExitStatus run_leak(Session& session, const Arguments& arguments) {
     session.report.members["groups"] = Json::array();
     const Adapter& adapter = only_adapter(session);
     session.report.adapters.push_back(identity_of(adapter));
-    const Binding binding(session, adapter);
+    const Binding binding(library_of(session), machine_of(session), adapter);
     const Groups groups = watch(session, adapter, arguments);
-    return show(session, adapter, groups, read_open_devices(session, adapter), arguments);
+    return show(session, adapter, groups, open_devices(session, adapter), arguments);
 }
 
 } // namespace

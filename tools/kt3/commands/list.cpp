@@ -1,6 +1,9 @@
 // kt3 list: one row per adapter.
 
+#include "kt3/adapter_choice.hpp"
 #include "kt3/command_table.hpp"
+#include "output/adapter.hpp"
+#include "output/reading_text.hpp"
 #include "output/text_table.hpp"
 
 #include <fmt/format.h>

@@ -1,12 +1,16 @@
 // kt3 metric: samples of what moves. One adapter stays bound for the whole stream, so that its rates can be formed
 // between samples; of several, each is bound in turn.
 
+#include "kt3/adapter_choice.hpp"
 #include "kt3/command_table.hpp"
 #include "kt3/option_checks.hpp"
+#include "observe/adapter/binding.hpp"
 #include "observe/adapter/nodes.hpp"
 #include "observe/adapter/samplers.hpp"
 #include "observe/adapter/summary_facts.hpp"
 #include "observe/interrupt.hpp"
+#include "output/adapter.hpp"
+#include "output/reading_text.hpp"
 #include "output/text_table.hpp"
 
 #include <algorithm>
@@ -76,15 +80,15 @@ Reading link_width(const Adapter& adapter) {
 }
 
 std::vector<NamedFact> read_moving_facts(Session& session, const Adapter& adapter) {
-    std::vector<NamedFact> facts = read_live_facts(session, adapter);
+    std::vector<NamedFact> facts = read_live_facts(library_of(session), machine_of(session), adapter);
     facts.push_back({"memory", "fb_used_mib", "Used frame buffer", "MiB",
                      used_memory(fact_named(facts, "fb_size_mib").reading, fact_named(facts, "fb_free_mib").reading)});
-    facts.push_back({"usage", "engine_3d_percent", "3D", "%", read_number(session, adapter, kUsage3d)});
-    facts.push_back(
-        {"usage", "video_codec_percent", "Video codec", "%", read_number(session, adapter, kUsageVideoCodec)});
-    facts.push_back(
-        {"usage", "video_post_percent", "Post-processing", "%", read_number(session, adapter, kUsageVideoPost)});
-    for (NamedFact& fact : read_extended_summary(session, adapter)) {
+    facts.push_back({"usage", "engine_3d_percent", "3D", "%", read_number(library_of(session), adapter, kUsage3d)});
+    facts.push_back({"usage", "video_codec_percent", "Video codec", "%",
+                     read_number(library_of(session), adapter, kUsageVideoCodec)});
+    facts.push_back({"usage", "video_post_percent", "Post-processing", "%",
+                     read_number(library_of(session), adapter, kUsageVideoPost)});
+    for (NamedFact& fact : read_extended_summary(library_of(session), machine_of(session), adapter)) {
         if (holds(kPageKeys, fact.key)) {
             fact.group = std::string_view(fact.group) == "page" ? "memory" : fact.group;
             facts.push_back(fact);
@@ -102,8 +106,8 @@ struct Source {
 
     void bind(Session& session) {
         if (adapter->family != nullptr && !binding) {
-            binding = std::make_unique<Binding>(session, *adapter);
-            sampler = std::make_unique<ModuleSampler>(session, *adapter);
+            binding = std::make_unique<Binding>(library_of(session), machine_of(session), *adapter);
+            sampler = std::make_unique<ModuleSampler>(library_of(session), *adapter);
         }
     }
     void release() {

@@ -1,5 +1,6 @@
 // kt3 prefer: which GPU an application should run on. No adapter is bound: binding forgets the loaded preferences.
 
+#include "kt3/adapter_choice.hpp"
 #include "kt3/command_table.hpp"
 #include "kt3/input.hpp"
 #include "kt3/option_checks.hpp"

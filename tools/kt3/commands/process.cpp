@@ -1,9 +1,13 @@
 // kt3 process: who holds how much of an adapter's memory. The sums are the library's 64-bit ones.
 
+#include "kt3/adapter_choice.hpp"
+#include "kt3/adapter_table.hpp"
 #include "kt3/command_table.hpp"
 #include "observe/interrupt.hpp"
 #include "observe/library/library_lines.hpp"
 #include "observe/memory/allocations.hpp"
+#include "output/memory.hpp"
+#include "output/units.hpp"
 
 #include <algorithm>
 #include <array>
@@ -43,13 +47,13 @@ SumsByDevice read_sums(Session& session, const Adapter& adapter) {
     const auto get = KT3_ENTRY(library_of(session), get_device_allocation_summary_ext1);
     _GFX_DEVICE_ALLOCATION_SUMMARY_EXT1 entries[ALLOCATION_SUMMARY_MAX] = {};
     int result = 0;
-    const LibraryLines lines = lines_during(session.options.verbose, [&] { result = get(entries); });
+    const LibraryLines lines = lines_during(library_of(session), [&] { result = get(entries); });
     check_interrupt();
     if (result < 0) {
         throw unreadable(adapter, "allocations", "the allocations");
     }
     if (lines.reread || lines.overflow) {
-        return add_up(read_allocations(session, adapter));
+        return add_up(read_allocations(library_of(session), machine_of(session), adapter));
     }
     SumsByDevice sums;
     for (const _GFX_DEVICE_ALLOCATION_SUMMARY_EXT1& entry : entries) {
@@ -65,7 +69,7 @@ SumsByDevice read_sums(Session& session, const Adapter& adapter) {
 
 // The devices of the map in its order, then those that only the allocations name.
 std::vector<Holder> read_holders(Session& session, const Adapter& adapter) {
-    const OpenDevices devices = read_open_devices(session, adapter);
+    const OpenDevices devices = open_devices(session, adapter);
     std::vector<Holder> holders;
     for (const OpenDevice& open : devices) {
         holders.push_back({{open.device, open.pid, open.name}});

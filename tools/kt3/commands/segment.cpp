@@ -1,10 +1,13 @@
 // kt3 segment: size and use of an adapter's memory segments. The library reads them from one of three places, which
 // count in different units; all are shown in bytes, and the place is named.
 
+#include "kt3/adapter_choice.hpp"
+#include "kt3/adapter_table.hpp"
 #include "kt3/command_table.hpp"
 #include "observe/interrupt.hpp"
 #include "observe/library/library_lines.hpp"
 #include "observe/memory/allocations.hpp"
+#include "output/units.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -44,7 +47,7 @@ const Source& choose_source(Session& session, const Adapter& adapter) {
     machine.record.current_index = adapter.slot;
     const auto init = KT3_ENTRY(library_of(session), segment_init);
     std::int32_t answer = 0;
-    lines_during(session.options.verbose, [&] { answer = init(&machine.record); });
+    lines_during(library_of(session), [&] { answer = init(&machine.record); });
     check_interrupt();
     if (answer <= 0) {
         return kAllocationSums;
@@ -150,7 +153,7 @@ void look_at(Session& session, const Adapter& adapter) {
     const auto get = KT3_ENTRY(library_of(session), get_segment_info);
     _GFX_SEGMENT_INFO words{};
     std::int32_t answer = 0;
-    const LibraryLines lines = lines_during(session.options.verbose, [&] { answer = get(&words); });
+    const LibraryLines lines = lines_during(library_of(session), [&] { answer = get(&words); });
     check_interrupt();
     if (answer < 0) {
         if (&source == &kAllocationSums) {

@@ -1,7 +1,10 @@
 // kt3 alone: the machine on one screen.
 
+#include "kt3/adapter_choice.hpp"
 #include "kt3/command_table.hpp"
 #include "observe/adapter/adapter_facts.hpp"
+#include "output/adapter.hpp"
+#include "output/reading_text.hpp"
 #include "output/text_table.hpp"
 
 #include <fmt/format.h>
@@ -52,7 +55,7 @@ ExitStatus run_summary(Session& session) {
     const bool on_screen = format_of(session) == Format::text;
     Table table = empty_table();
     for (const Adapter* adapter : adapters) {
-        const auto facts = read_live_facts(session, *adapter);
+        const auto facts = read_live_facts(library_of(session), machine_of(session), *adapter);
         Json object = identity_of(*adapter);
         put_facts(object, facts);
         session.report.adapters.push_back(std::move(object));

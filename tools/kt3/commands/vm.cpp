@@ -1,6 +1,7 @@
 // kt3 vm: GPU virtual memory as the driver's dumps tell it.
 
 #include "kt3/command_table.hpp"
+#include "kt3/input.hpp"
 #include "kt3/option_checks.hpp"
 #include "observe/vm/reading.hpp"
 #include "output/vm/diff.hpp"
@@ -57,7 +58,7 @@ ExitStatus report_findings(Session& session, const std::vector<DumpFault>& findi
 }
 
 PageTables wanted_clients(Session& session, const Wish& wish) {
-    PageTables read = read_page_tables(session, wish.timeout);
+    PageTables read = read_page_tables(library_of(session), wish.timeout);
     std::vector<VmClient> all = std::move(read.clients);
     read.clients.clear();
     for (VmClient& client : all) {
@@ -116,7 +117,7 @@ ExitStatus run_pagetable(Session& session, const Wish& wish) {
 }
 
 AllocationNodes wanted_nodes(Session& session, const Wish& wish) {
-    AllocationNodes read = read_allocation_nodes(session, wish.timeout);
+    AllocationNodes read = read_allocation_nodes(library_of(session), wish.timeout);
     if (!wish.client.empty()) {
         std::erase_if(read.nodes, [&](const VmNode& node) { return std::to_string(node.pid) != wish.client; });
         if (read.nodes.empty()) {
@@ -161,6 +162,24 @@ ExitStatus run_map(Session& session, const Wish& wish) {
         write_picture(session, wish.svg, spaces);
     }
     return report_findings(session, read.findings);
+}
+
+[[noreturn]] void no_dump(const std::string& path, const std::string& why) {
+    throw Failure{ExitStatus::failure, "no_dump", fmt::format("{}: {}", path, why),
+                  "save one with: kt3 vm pagetable --json -o FILE, or kt3 vm nodes --json -o FILE"};
+}
+
+// Throws Failure when the file is none of the two documents or tells of errors of its own.
+Json read_dump(const std::string& path) {
+    Json document = Json::parse(text_of_file(path), nullptr, false);
+    const std::string command = document.is_object() ? document.value("command", Json("")).dump() : "";
+    if (command != "\"vm pagetable\"" && command != "\"vm nodes\"") {
+        no_dump(path, "not written by kt3 vm pagetable --json or kt3 vm nodes --json");
+    }
+    if (!document.contains(command == "\"vm nodes\"" ? "nodes" : "clients")) {
+        no_dump(path, "the command that wrote it failed");
+    }
+    return document;
 }
 
 ExitStatus run_diff(Session& session, const Wish& wish) {

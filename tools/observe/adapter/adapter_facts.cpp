@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 enum class Source { driver_node, hwmon, temperature };
@@ -47,25 +47,25 @@ constexpr VersionFact kVersions[] = {
 };
 // clang-format on
 
-Reading read_live(Session& session, const Adapter& adapter, const LiveFact& row) {
+Reading read_live(const Library& library, const Adapter& adapter, const LiveFact& row) {
     switch (row.source) {
     case Source::hwmon:
-        return read_hwmon_number(session, adapter, row.node);
+        return read_hwmon_number(library, adapter, row.node);
     case Source::temperature:
-        return read_temperature(session, adapter);
+        return read_temperature(library, adapter);
     case Source::driver_node:
         break;
     }
-    return read_number(session, adapter, row.node);
+    return read_number(library, adapter, row.node);
 }
 
 } // namespace
 
-std::vector<NamedFact> read_live_facts(Session& session, const Adapter& adapter) {
-    make_current(session, adapter);
+std::vector<NamedFact> read_live_facts(const Library& library, Machine& machine, const Adapter& adapter) {
+    make_current(library, machine, adapter);
     std::vector<NamedFact> facts;
     for (const LiveFact& row : kLiveFacts) {
-        facts.push_back({row.group, row.key, row.label, row.unit, read_live(session, adapter, row)});
+        facts.push_back({row.group, row.key, row.label, row.unit, read_live(library, adapter, row)});
     }
     return facts;
 }
@@ -78,14 +78,8 @@ std::vector<NamedFact> read_versions(const Adapter& adapter) {
     return facts;
 }
 
-void put_facts(Json& object, const std::vector<NamedFact>& facts) {
-    for (const NamedFact& fact : facts) {
-        put(object[fact.group], fact.key, fact.reading);
-    }
-}
-
 const NamedFact& fact_named(const std::vector<NamedFact>& facts, std::string_view key) {
     return *std::find_if(facts.begin(), facts.end(), [&](const NamedFact& fact) { return fact.key == key; });
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 struct Family {
     std::uint32_t vendor;
@@ -58,4 +58,4 @@ constexpr const ModuleFiles* find_module_files(std::int32_t chip_id) {
     return nullptr;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -1,17 +1,15 @@
 #include "observe/adapter/machine.hpp"
 
-#include "kt3/exit_status.hpp"
-#include "output/screen_text.hpp"
+#include "observe/owned.hpp"
+#include "observe/text.hpp"
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <fmt/format.h>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 constexpr int kOtherVendorSlot = 2;
@@ -67,48 +65,6 @@ bool take_sign(std::string_view& text, char sign) {
     return there;
 }
 
-bool fits(const Adapter& adapter, std::string_view gpu) {
-    BusId bus;
-    if (parse_bus_id(gpu, bus)) {
-        return bus == adapter.bus;
-    }
-    return gpu == std::to_string(adapter.slot);
-}
-
-std::string valid_values(const std::vector<Adapter>& adapters) {
-    std::string text;
-    for (const Adapter& adapter : adapters) {
-        text += fmt::format("{} ({}, {}), ", adapter.slot, bus_text(adapter.bus), adapter.name);
-    }
-    return text + "all";
-}
-
-// The first DRM node that exists and may not be opened; empty when there is none.
-std::string refused_node() {
-    const Dir listing(::opendir("/dev/dri"));
-    while (const dirent* entry = listing ? ::readdir(listing.get()) : nullptr) {
-        const std::string name = entry->d_name;
-        if (name.rfind("card", 0) != 0 && name.rfind("renderD", 0) != 0) {
-            continue;
-        }
-        std::string path = "/dev/dri/" + name;
-        const Fd node(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
-        if (!node && absence_of(errno) == Absence::permission) {
-            return path;
-        }
-    }
-    return "";
-}
-
-[[noreturn]] void no_adapter() {
-    const std::string refused = refused_node();
-    if (!refused.empty()) {
-        throw Failure{ExitStatus::permission, "permission", fmt::format("cannot open {}: Permission denied", refused),
-                      "add the user to the groups video and render, or run as root"};
-    }
-    throw Failure{ExitStatus::not_found, "no_adapter", "no adapter found", "`kt3 doctor` looks for the cause"};
-}
-
 } // namespace
 
 void enumerate(const Library& library, Machine& machine) {
@@ -143,37 +99,4 @@ bool parse_bus_id(std::string_view text, BusId& bus) {
     return whole;
 }
 
-std::vector<const Adapter*> select_adapters(const std::vector<Adapter>& adapters, const std::string& gpu) {
-    if (adapters.empty()) {
-        no_adapter();
-    }
-    std::vector<const Adapter*> selected;
-    for (const Adapter& adapter : adapters) {
-        if (gpu.empty() || gpu == "all" || fits(adapter, gpu)) {
-            selected.push_back(&adapter);
-        }
-    }
-    if (selected.empty()) {
-        throw Failure{ExitStatus::not_found, "no_such_adapter", fmt::format("no adapter '{}'", gpu),
-                      "valid values of --gpu: " + valid_values(adapters)};
-    }
-    return selected;
-}
-
-Json identity_of(const Adapter& adapter) {
-    Json object = {
-        {"slot", adapter.slot},
-        {"name", adapter.name},
-        {"family", adapter.family == nullptr ? "other" : adapter.family->name},
-        {"chip_id", adapter.chip_id},
-        {"vendor_id", adapter.vendor_id},
-        {"bdf", bus_text(adapter.bus)},
-        {"drm_card", adapter.card},
-    };
-    put(object, "va_driver", adapter.va_driver);
-    object["luid_high"] = adapter.luid_high;
-    object["luid_low"] = adapter.luid_low;
-    return object;
-}
-
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 struct BusId {
     std::uint32_t domain = 0, bus = 0, device = 0, function = 0;
@@ -51,11 +51,4 @@ void enumerate(const Library& library, Machine& machine);
 // "0000:03:00.0" or "03:00.0", hexadecimal, any case. False when the text is no bus id.
 [[nodiscard]] bool parse_bus_id(std::string_view text, BusId& bus);
 
-// The adapters that a --gpu value names; all of them for "all" and for an empty value. Throws Failure with the valid
-// values when nothing fits.
-[[nodiscard]] std::vector<const Adapter*> select_adapters(const std::vector<Adapter>& adapters, const std::string& gpu);
-
-// slot, name, family, chip_id, vendor_id, bdf, drm_card, va_driver, luid_high, luid_low: the same keys for every chip.
-[[nodiscard]] Json identity_of(const Adapter& adapter);
-
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -1,14 +1,15 @@
 #include "observe/adapter/nodes.hpp"
 
 #include "observe/interrupt.hpp"
-#include "output/screen_text.hpp"
+#include "observe/owned.hpp"
+#include "observe/text.hpp"
 
 #include <cctype>
 #include <cerrno>
 #include <fcntl.h>
 #include <string_view>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 constexpr std::size_t kPageBytes = 4096;
@@ -65,39 +66,38 @@ Reading judged(std::int64_t value, int directory, const char* name) {
     return holds_number(page.text) ? Reading{0} : absent(Absence::parse_error);
 }
 
-void make_current(Session& session, const Adapter& adapter) {
+void make_current(const Library& library, Machine& machine, const Adapter& adapter) {
     if (adapter.family != nullptr) {
-        Machine& machine = machine_of(session);
         machine.record.current_index = adapter.slot;
-        library_of(session).calls.gpuinfo_select_new_chip(&machine.record);
+        library.calls.gpuinfo_select_new_chip(&machine.record);
     }
 }
 
-Reading read_number(Session& session, const Adapter& adapter, const DriverNode& node) {
+Reading read_number(const Library& library, const Adapter& adapter, const DriverNode& node) {
     check_interrupt();
     if (adapter.info_fd < 0) {
         return absent(without_directory(adapter));
     }
-    return judged(library_of(session).calls.gpuinfo_get_wyinfoFD_value_int(node.index), adapter.info_fd, node.name);
+    return judged(library.calls.gpuinfo_get_wyinfoFD_value_int(node.index), adapter.info_fd, node.name);
 }
 
-Reading read_hwmon_number(Session& session, const Adapter& adapter, const DriverNode& node) {
+Reading read_hwmon_number(const Library& library, const Adapter& adapter, const DriverNode& node) {
     check_interrupt();
     if (adapter.hwmon_fd < 0) {
         return absent(without_hwmon(adapter));
     }
     std::uint32_t bytes = 0;
-    const std::int32_t value = library_of(session).calls.gpuinfo_get_hwmonFD_value_int(node.index, &bytes);
+    const std::int32_t value = library.calls.gpuinfo_get_hwmonFD_value_int(node.index, &bytes);
     return judged(value, adapter.hwmon_fd, node.name);
 }
 
-Reading read_temperature(Session& session, const Adapter& adapter) {
+Reading read_temperature(const Library& library, const Adapter& adapter) {
     check_interrupt();
     if (adapter.hwmon_fd < 0) {
         return absent(without_hwmon(adapter));
     }
     std::uint32_t status = 0;
-    const std::uint32_t degrees = library_of(session).calls.gpuinfo_get_temparature_value_int(&status);
+    const std::uint32_t degrees = library.calls.gpuinfo_get_temparature_value_int(&status);
     return status == 1 ? Reading{degrees} : judged(0, adapter.hwmon_fd, "temp1_input");
 }
 
@@ -116,4 +116,4 @@ Reading read_text(const Adapter& adapter, const char* name) {
     return line.empty() ? absent(Absence::parse_error) : Reading{valid_utf8(line)};
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

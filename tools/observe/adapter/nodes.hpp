@@ -2,11 +2,11 @@
 // Driver nodes of one adapter as readings. Numbers come from the library, which answers 0 for whatever it cannot read;
 // a 0 is looked into to tell a real one from an absent node.
 
-#include "kt3/session.hpp"
+#include "observe/adapter/machine.hpp"
 
 #include <string_view>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 // What a node holds, up to the first 4096 bytes, or why it cannot be read.
 struct Page {
@@ -44,13 +44,13 @@ inline constexpr DriverNode kHwmonFan1{2, "fan1_input"};
 // clang-format on
 
 // Makes the adapter the one that the accessors below read. Binding it is not needed.
-void make_current(Session& session, const Adapter& adapter);
+void make_current(const Library& library, Machine& machine, const Adapter& adapter);
 
-[[nodiscard]] Reading read_number(Session& session, const Adapter& adapter, const DriverNode& node);
-[[nodiscard]] Reading read_hwmon_number(Session& session, const Adapter& adapter, const DriverNode& node);
-[[nodiscard]] Reading read_temperature(Session& session, const Adapter& adapter);
+[[nodiscard]] Reading read_number(const Library& library, const Adapter& adapter, const DriverNode& node);
+[[nodiscard]] Reading read_hwmon_number(const Library& library, const Adapter& adapter, const DriverNode& node);
+[[nodiscard]] Reading read_temperature(const Library& library, const Adapter& adapter);
 
 // The first line of a node, without blanks at its ends.
 [[nodiscard]] Reading read_text(const Adapter& adapter, const char* name);
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -8,7 +8,7 @@
 #include <cmath>
 #include <limits>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 // Words of a record that nobody wrote still hold this.
@@ -87,9 +87,9 @@ void mark_unwritten(Record& record) {
 
 } // namespace
 
-ModuleSampler::ModuleSampler(Session& session, const Adapter& adapter)
-    : session_(session), adapter_(adapter), busy_(KT3_ENTRY(library_of(session), gfxbusy_init)() == 0),
-      bandwidth_(KT3_ENTRY(library_of(session), bandwidth_init)() == 0) {
+ModuleSampler::ModuleSampler(const Library& library, const Adapter& adapter)
+    : library_(library), adapter_(adapter), busy_(KT3_ENTRY(library, gfxbusy_init)() == 0),
+      bandwidth_(KT3_ENTRY(library, bandwidth_init)() == 0) {
     check_interrupt();
 }
 
@@ -97,9 +97,9 @@ void ModuleSampler::add_busy(std::vector<NamedFact>& facts) const {
     Roomy<_GFX_BUSY_INFO> busy;
     mark_unwritten(busy.record);
     if (busy_) {
-        KT3_ENTRY(library_of(session_), get_gpubusy_info)(&busy.record);
+        KT3_ENTRY(library_, get_gpubusy_info)(&busy.record);
     }
-    const std::int32_t version = *KT3_OBJECT(library_of(session_), gfxbusy_apiversion);
+    const std::int32_t version = *KT3_OBJECT(library_, gfxbusy_apiversion);
     facts.push_back(
         {"busy", "interface", "Interface", "", busy_ ? Reading{interface_name(version)} : absent(Absence::driver)});
     add_words(facts, "busy", kBusyWords, busy_ ? busy.record.word : nullptr);
@@ -107,10 +107,10 @@ void ModuleSampler::add_busy(std::vector<NamedFact>& facts) const {
 
 // Frames come from the module or from a node. A node that cannot be read looks like one that stands still.
 Absence ModuleSampler::why_no_rates() const {
-    if (*KT3_OBJECT(library_of(session_), use_IOCTL_get_fps) == 1) {
+    if (*KT3_OBJECT(library_, use_IOCTL_get_fps) == 1) {
         return Absence::unchanged;
     }
-    const Reading node = read_number(session_, adapter_, kFrameCount);
+    const Reading node = read_number(library_, adapter_, kFrameCount);
     return node.present() ? Absence::unchanged : node.absence;
 }
 
@@ -121,17 +121,17 @@ void ModuleSampler::add_frames(std::vector<NamedFact>& facts) {
     Reading interval = absent(Absence::first_sample);
     const auto now = std::chrono::steady_clock::now();
     if (!last_frame_sample_) {
-        KT3_ENTRY(library_of(session_), fps_init)();
+        KT3_ENTRY(library_, fps_init)();
         why = why_no_rates() == Absence::unchanged ? why : why_no_rates();
         last_frame_sample_ = now;
-    } else if (KT3_ENTRY(library_of(session_), get_fps_info)(&rates) == 0) {
+    } else if (KT3_ENTRY(library_, get_fps_info)(&rates) == 0) {
         why = Absence::driver;
         interval = {rounded(std::chrono::duration<double>(now - *last_frame_sample_).count())};
         last_frame_sample_ = now;
     } else {
         why = why_no_rates();
     }
-    const bool by_module = *KT3_OBJECT(library_of(session_), use_IOCTL_get_fps) == 1;
+    const bool by_module = *KT3_OBJECT(library_, use_IOCTL_get_fps) == 1;
     facts.push_back({"frames", "source", "Counted by", "", {by_module ? "module" : "nodes"}});
     for (const RateRow& row : kRates) {
         const float rate = rates.*row.member;
@@ -148,7 +148,7 @@ void ModuleSampler::add_bandwidth(std::vector<NamedFact>& facts) const {
     Roomy<_GFX_BANDWIDTH_INFO> bandwidth;
     mark_unwritten(bandwidth.record);
     if (bandwidth_) {
-        KT3_ENTRY(library_of(session_), get_bandwidth_info)(&bandwidth.record);
+        KT3_ENTRY(library_, get_bandwidth_info)(&bandwidth.record);
     }
     add_words(facts, "bandwidth", kBandwidthWords, bandwidth_ ? bandwidth.record.word : nullptr);
 }
@@ -177,4 +177,4 @@ std::vector<NamedFact> no_module_facts(Absence why) {
     return facts;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

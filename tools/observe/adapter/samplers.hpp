@@ -7,12 +7,12 @@
 #include <optional>
 #include <vector>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 // Prepared once per binding; each sample then costs one call per kind. Frames are counted from the first sample on.
 class ModuleSampler {
 public:
-    ModuleSampler(Session& session, const Adapter& adapter);
+    ModuleSampler(const Library& library, const Adapter& adapter);
 
     // Groups "busy", "frames" and "bandwidth". Rates hold for the time since the sample before, which is given with
     // them.
@@ -24,7 +24,7 @@ private:
     void add_bandwidth(std::vector<NamedFact>& facts) const;
     [[nodiscard]] Absence why_no_rates() const;
 
-    Session& session_;
+    const Library& library_;
     const Adapter& adapter_;
     bool busy_ = false;      // the module has a busy interface
     bool bandwidth_ = false; // the module has a bandwidth interface and prepared it
@@ -34,4 +34,4 @@ private:
 // The same facts without values, for an adapter that cannot be bound.
 [[nodiscard]] std::vector<NamedFact> no_module_facts(Absence why);
 
-} // namespace kt3::cli
+} // namespace kt3::observe

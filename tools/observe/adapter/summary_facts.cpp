@@ -2,14 +2,14 @@
 
 #include "observe/adapter/nodes.hpp"
 #include "observe/interrupt.hpp"
-#include "output/screen_text.hpp"
+#include "observe/text.hpp"
 
 #include <algorithm>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 using Short = _GPU_ADAPTER_SUMMARY;
@@ -124,8 +124,8 @@ std::vector<NamedFact> without_driver(std::vector<NamedFact> facts) {
     return facts;
 }
 
-Json connector_names(Session& session, std::uint32_t types) {
-    const auto* list = *KT3_OBJECT(library_of(session), support_CONNECT_type_list);
+Json connector_names(const Library& library, std::uint32_t types) {
+    const auto* list = *KT3_OBJECT(library, support_CONNECT_type_list);
     Json names = Json::array();
     for (int row = 0; row < KT3_CONNECTOR_TYPES; ++row) {
         if ((types & static_cast<std::uint32_t>(list[row].value)) != 0) {
@@ -143,12 +143,12 @@ Reading told_by_tool(std::uint32_t value) {
     return value == 0 || value == kToolNotStarted ? absent(Absence::no_tool) : Reading{value};
 }
 
-Reading memory_speed(Session& session, const Adapter& adapter, const Short& record) {
+Reading memory_speed(const Library& library, const Adapter& adapter, const Short& record) {
     if (record.memory_speed != 0) {
         return {record.memory_speed};
     }
     const bool from_node = record.memory_type == kNotWritten; // memory on the adapter: twice its clock
-    return from_node ? read_number(session, adapter, kMemoryClock) : absent(Absence::no_tool);
+    return from_node ? read_number(library, adapter, kMemoryClock) : absent(Absence::no_tool);
 }
 
 Reading counted_in_page(std::uint32_t value, const Page& page, const char* key) {
@@ -159,9 +159,9 @@ Reading counted_in_page(std::uint32_t value, const Page& page, const char* key) 
     return why == Absence::none ? Reading{0} : absent(why);
 }
 
-Reading display_types(Session& session, std::uint32_t types, const Page& page) {
+Reading display_types(const Library& library, std::uint32_t types, const Page& page) {
     if (types != 0) {
-        return {connector_names(session, types)};
+        return {connector_names(library, types)};
     }
     const bool there = page.absence == Absence::none && page.text.find("Support Display Type :") != std::string::npos;
     return there ? Reading{Json::array()} : absent(page.absence != Absence::none ? page.absence : Absence::no_node);
@@ -169,7 +169,7 @@ Reading display_types(Session& session, std::uint32_t types, const Page& page) {
 
 } // namespace
 
-std::vector<NamedFact> read_summary(Session& session, const Adapter& adapter) {
+std::vector<NamedFact> read_summary(const Library& library, Machine& machine, const Adapter& adapter) {
     std::vector<NamedFact> facts = {
         {"summary", "memory_speed", "Memory speed", "MT/s", {}},
         {"summary", "memory_type", "Memory type", "", {}},
@@ -181,29 +181,29 @@ std::vector<NamedFact> read_summary(Session& session, const Adapter& adapter) {
     if (adapter.family == nullptr) {
         return without_driver(std::move(facts));
     }
-    make_current(session, adapter);
+    make_current(library, machine, adapter);
     Short record{};
     record.memory_type = record.memory_bit_width = kNotWritten;
-    KT3_ENTRY(library_of(session), get_adapter_summary)(&record, &machine_of(session).record);
+    KT3_ENTRY(library, get_adapter_summary)(&record, &machine.record);
     check_interrupt();
     const Page page = driver_page(adapter);
     const Reading type = told_by_tool(record.memory_type);
-    facts[0].reading = memory_speed(session, adapter, record);
+    facts[0].reading = memory_speed(library, adapter, record);
     facts[1].reading = type.present() ? Reading{fmt::format("DDR{}", record.memory_type)} : type;
     facts[2].reading = told_by_tool(record.memory_bit_width);
     facts[3].reading = counted_in_page(record.display_port_number, page, "Max Display Port : ");
-    facts[4].reading = display_types(session, record.display_types, page);
+    facts[4].reading = display_types(library, record.display_types, page);
     facts[5].reading = adapter.sysfs_fd < 0 ? absent(Absence::driver)
                                             : judged(record.current_link_width, adapter.sysfs_fd, "current_link_width");
     return facts;
 }
 
-std::vector<NamedFact> read_extended_summary(Session& session, const Adapter& adapter) {
+std::vector<NamedFact> read_extended_summary(const Library& library, Machine& machine, const Adapter& adapter) {
     Extended record{};
     Page page;
     if (adapter.family != nullptr) {
-        make_current(session, adapter);
-        KT3_ENTRY(library_of(session), get_adapter_summary_ext2)(&record, &machine_of(session).record);
+        make_current(library, machine, adapter);
+        KT3_ENTRY(library, get_adapter_summary_ext2)(&record, &machine.record);
         check_interrupt();
         page = driver_page(adapter);
     }
@@ -215,4 +215,4 @@ std::vector<NamedFact> read_extended_summary(Session& session, const Adapter& ad
     return adapter.family == nullptr ? without_driver(std::move(facts)) : facts;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -6,12 +6,13 @@
 
 #include <vector>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 // What the summary knows beyond the driver's nodes: memory, display outputs and link. Runs the system's memory tool.
-[[nodiscard]] std::vector<NamedFact> read_summary(Session& session, const Adapter& adapter);
+[[nodiscard]] std::vector<NamedFact> read_summary(const Library& library, Machine& machine, const Adapter& adapter);
 
 // The driver's page of the adapter: versions unpacked, fill rates, resolutions as 3840x2160@60, usages, temperature.
-[[nodiscard]] std::vector<NamedFact> read_extended_summary(Session& session, const Adapter& adapter);
+[[nodiscard]] std::vector<NamedFact> read_extended_summary(const Library& library, Machine& machine,
+                                                           const Adapter& adapter);
 
-} // namespace kt3::cli
+} // namespace kt3::observe

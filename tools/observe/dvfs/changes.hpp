@@ -1,23 +1,38 @@
 #pragma once
-// Changing registers: wishes are checked against what the driver tells, confirmed, sent and read back. Nothing is sent
-// to a register that could not be read.
+// Changing registers: wishes are checked against what the driver tells, sent and read back. Nothing is sent to a
+// register that could not be read.
 
 #include "observe/dvfs/registers.hpp"
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 struct DvfsWish {
     const DvfsRegister* row;
     std::int64_t value;
 };
 
-struct DvfsConsent {
-    bool yes = false;     // do not ask
-    bool dry_run = false; // show what would be sent and send nothing
+struct DvfsChange {
+    const DvfsRegister* row;
+    std::int64_t before;
+    std::int64_t wanted;
+    std::optional<std::int64_t> after{}; // as read back
 };
 
-// Throws Failure when a wished register cannot be read, nobody agrees, or the driver did not take a value.
-ExitStatus change_dvfs(Session& session, const Adapter& adapter, const std::vector<DvfsWish>& wishes,
-                       const DvfsConsent& consent);
+// What the wishes change, in the order in which the driver receives it. Of two wishes for one register the later holds.
+// Throws Failure when a wished register cannot be read.
+[[nodiscard]] std::vector<DvfsChange> plan_changes(const DvfsState& state, const std::vector<DvfsWish>& wishes);
 
-} // namespace kt3::cli
+// Sends what the wishes change by now and reads it back.
+[[nodiscard]] std::vector<DvfsChange> send_changes(const Library& library, Machine& machine, const Adapter& adapter,
+                                                   const std::vector<DvfsWish>& wishes);
+
+// Throws Failure for the first change that the driver did not take.
+void check_taken(const Adapter& adapter, const std::vector<DvfsChange>& changes);
+
+// Where the register stands.
+[[nodiscard]] std::string node_path(const Adapter& adapter, const DvfsRegister& row);
+
+// What the register held when it was read back.
+[[nodiscard]] std::string kept_text(const DvfsChange& change);
+
+} // namespace kt3::observe

@@ -1,5 +1,6 @@
 #include "observe/dvfs/registers.hpp"
 
+#include "observe/failure.hpp"
 #include "observe/interrupt.hpp"
 
 #include <array>
@@ -8,7 +9,7 @@
 #include <fmt/format.h>
 #include <limits>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 template<auto Member>
@@ -171,18 +172,18 @@ const Reading& DvfsState::reading(const DvfsRegister& row) const {
 }
 
 // What the driver does not tell stays in the record as it was: it differs when two records begin differently.
-DvfsState read_dvfs(Session& session, const Adapter& adapter) {
+DvfsState read_dvfs(const Library& library, Machine& machine, const Adapter& adapter) {
     DvfsState state;
     if (adapter.info_fd < 0) {
         const Absence why = adapter.family == nullptr ? Absence::not_on_this_chip : Absence::driver;
         state.readings.assign(std::size(kRegisters), absent(why));
         return state;
     }
-    make_current(session, adapter);
+    make_current(library, machine, adapter);
     std::uint32_t flushed = 0;
     DvfsRecord other = filled_with(0xFF);
     state.record = filled_with(0);
-    const auto read = KT3_ENTRY(library_of(session), get_data_from_dvfs_register);
+    const auto read = KT3_ENTRY(library, get_data_from_dvfs_register);
     read(&other, &flushed);
     read(&state.record, &flushed);
     check_interrupt();
@@ -200,4 +201,4 @@ DvfsState read_dvfs(Session& session, const Adapter& adapter) {
     return state;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

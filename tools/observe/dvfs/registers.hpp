@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 using DvfsRecord = _GPU_DVFS_REGISTER_DATA;
 
@@ -54,6 +54,6 @@ struct DvfsState {
 
     [[nodiscard]] const Reading& reading(const DvfsRegister& row) const;
 };
-[[nodiscard]] DvfsState read_dvfs(Session& session, const Adapter& adapter);
+[[nodiscard]] DvfsState read_dvfs(const Library& library, Machine& machine, const Adapter& adapter);
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -1,13 +1,13 @@
 #include "observe/library/library.hpp"
 
-#include "kt3/exit_status.hpp"
+#include "observe/failure.hpp"
 
 #include <cstdio>
 #include <cstdlib>
 #include <fmt/format.h>
 #include <stdio_ext.h>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 constexpr const char* kFileName = "libkt3_mgmt_interface.so";
@@ -70,15 +70,16 @@ void resolve_base_calls(Library& library) {
 
 } // namespace
 
-Library open_library(const std::string& file, bool verbose) {
+Library open_library(const std::string& file, const Words& words) {
     Library library;
+    library.words = words;
     std::string reason;
     for (const std::string& place : places(file)) {
         const bool present = place.find('/') == std::string::npos || ::access(place.c_str(), F_OK) == 0;
         if (!present && file.empty()) {
             continue;
         }
-        library.object = SharedObject(open_silently(place, verbose));
+        library.object = SharedObject(open_silently(place, words.verbose));
         if (library.object) {
             library.path = place;
             break;
@@ -102,4 +103,4 @@ void* required_symbol(const Library& library, const char* name) {
     return address;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

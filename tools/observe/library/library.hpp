@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 // The entry points that every command may count on; all must be there.
 #define KT3_BASE_CALLS(row)                                                                                            \
@@ -31,23 +31,31 @@ struct BaseCalls {
 #undef KT3_MEMBER
 };
 
+// The library's own words: what it prints and logs.
+struct Words {
+    bool verbose = false;                                              // all of them are wanted
+    void (*show)(const std::string& line) = [](const std::string&) {}; // where those that are wanted go
+};
+
 struct Library {
     SharedObject object;
     std::string path; // of the file that was opened
     BaseCalls calls;
+    Words words;
 };
 
 // Opens `file`, or with an empty name the library beside the executable, in the folders an installation uses, or
 // wherever the loader finds it. Throws Failure when there is none or an entry point of BaseCalls is missing. The line
-// that the library prints when it is loaded is dropped unless `verbose`.
-[[nodiscard]] Library open_library(const std::string& file, bool verbose);
+// that the library prints when it is loaded is dropped unless `words.verbose`.
+[[nodiscard]] Library open_library(const std::string& file, const Words& words);
 
 // The address of a symbol; throws Failure, with the name, when the library has none.
 [[nodiscard]] void* required_symbol(const Library& library, const char* name);
 
 // KT3_ENTRY(library, name): an entry point that only some commands need, with its type from the public header.
 // KT3_OBJECT(library, name): the address of an exported object.
-#define KT3_ENTRY(library, name) (reinterpret_cast<decltype(&::name)>(::kt3::cli::required_symbol((library), #name)))
-#define KT3_OBJECT(library, name) (static_cast<decltype(&::name)>(::kt3::cli::required_symbol((library), #name)))
+#define KT3_ENTRY(library, name)                                                                                       \
+    (reinterpret_cast<decltype(&::name)>(::kt3::observe::required_symbol((library), #name)))
+#define KT3_OBJECT(library, name) (static_cast<decltype(&::name)>(::kt3::observe::required_symbol((library), #name)))
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -1,12 +1,11 @@
 #include "observe/library/library_lines.hpp"
 
 #include "observe/owned.hpp"
-#include "output/screen_text.hpp"
 
 #include <cstdio>
 #include <sys/mman.h>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 struct KnownLine {
@@ -62,7 +61,7 @@ bool note(LibraryLines& lines, const std::string& line) {
 
 } // namespace
 
-LibraryLines lines_during(bool verbose, const std::function<void()>& calls) {
+LibraryLines lines_during(const Library& library, const std::function<void()>& calls) {
     Diversion diversion;
     calls();
     diversion.end();
@@ -71,12 +70,12 @@ LibraryLines lines_during(bool verbose, const std::function<void()>& calls) {
     for (std::size_t at = 0; at < text.size();) {
         const std::size_t end = std::min(text.find('\n', at), text.size());
         const std::string line = text.substr(at, end - at);
-        if (!note(lines, line) || verbose) {
-            std::fprintf(stderr, "%s\n", screen_safe(line).c_str());
+        if (!note(lines, line) || library.words.verbose) {
+            library.words.show(line);
         }
         at = end + 1;
     }
     return lines;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -1,10 +1,11 @@
 #pragma once
 // Lines that the library prints to standard output. Some are the only sign that an answer is not what it seems.
 
-#include <functional>
-#include <string>
+#include "observe/library/library.hpp"
 
-namespace kt3::cli {
+#include <functional>
+
+namespace kt3::observe {
 
 struct LibraryLines {
     bool reread = false;     // an allocation vanished while it was read: the answer holds a part of them twice
@@ -14,8 +15,8 @@ struct LibraryLines {
     bool unreadable = false; // a device vanished while it was read, or may not be read
 };
 
-// What the library printed during the calls. Lines that stand for none of these go to standard error, with `verbose`
+// What the library printed during the calls. Lines that stand for none of these are shown, when its words are wanted
 // all of them. Exceptions of the calls pass through.
-LibraryLines lines_during(bool verbose, const std::function<void()>& calls);
+LibraryLines lines_during(const Library& library, const std::function<void()>& calls);
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -1,19 +1,16 @@
 #include "observe/library/log_capture.hpp"
 
-#include "output/screen_text.hpp"
-
-#include <cstdio>
 #include <exception>
 #include <utility>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 constexpr std::size_t kKept = 1000;
 
 struct LogState {
     std::vector<std::string> lines; // grows with each callback; emptied by take_log_lines
-    bool verbose = false;           // set once, before the callback is installed
+    Words words;                    // set once, before the callback is installed
 };
 
 LogState& log_state() {
@@ -32,15 +29,15 @@ extern "C" void kt3_keep_log_line(const char* line) {
         state.lines.erase(state.lines.begin());
     }
     state.lines.push_back(without_line_end(line));
-    if (state.verbose && !state.lines.back().empty()) {
-        std::fprintf(stderr, "log: %s\n", screen_safe(state.lines.back()).c_str());
+    if (state.words.verbose && !state.lines.back().empty()) {
+        state.words.show("log: " + state.lines.back());
     }
 }
 
 } // namespace
 
-void capture_log(const Library& library, bool verbose) {
-    log_state().verbose = verbose;
+void capture_log(const Library& library) {
+    log_state().words = library.words;
     library.calls.set_print_callback(kt3_keep_log_line);
 }
 
@@ -48,4 +45,4 @@ std::vector<std::string> take_log_lines() {
     return std::exchange(log_state().lines, {});
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

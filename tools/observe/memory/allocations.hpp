@@ -1,18 +1,16 @@
 #pragma once
 // Allocations of a bound adapter and the processes that own them.
 
-#include "kt3/session.hpp"
-#include "output/text_table.hpp"
+#include "observe/adapter/machine.hpp"
+#include "observe/failure.hpp"
 
 #include <compare>
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 // One device that a process has open; allocations name it.
 struct OpenDevice {
@@ -48,19 +46,15 @@ struct Tally {
 
 using Allocations = std::vector<_GFX_ALLOCATION_INFO>;
 
-// Binds each adapter of --gpu that can hold allocations and calls `look` for it. A Failure of one adapter becomes an
-// error of the report and the others follow. Returns the status of the first failure. Throws Failure when no adapter
-// fits.
-ExitStatus for_each_bound(Session& session, const std::function<void(const Adapter&)>& look);
-
-// The adapters of --gpu that can hold allocations; throws Failure when there is none.
-[[nodiscard]] std::vector<const Adapter*> memory_adapters(Session& session);
-
-// The open devices. When they cannot be read the report says so, and what could be read stays.
-[[nodiscard]] OpenDevices read_open_devices(Session& session, const Adapter& adapter);
+// The open devices as far as they could be read, and what went wrong.
+struct OpenDevicesRead {
+    OpenDevices devices;
+    std::vector<Failure> failures;
+};
+[[nodiscard]] OpenDevicesRead read_open_devices(const Library& library, const Adapter& adapter);
 
 // All allocations in the library's order, by device. Throws Failure when none can be read.
-[[nodiscard]] Allocations read_allocations(Session& session, const Adapter& adapter);
+[[nodiscard]] Allocations read_allocations(const Library& library, Machine& machine, const Adapter& adapter);
 
 // Drops records that repeat another one in every field: a reading that had to begin anew holds its first part twice.
 void drop_repeated(Allocations& allocations);
@@ -79,19 +73,4 @@ void drop_repeated(Allocations& allocations);
 // The end of a command that could not read a directory of the driver; errno tells why.
 [[nodiscard]] Failure unreadable(const Adapter& adapter, const char* directory, const char* what);
 
-// ---- showing ----
-
-[[nodiscard]] std::string bytes_text(std::int64_t bytes);   // "7.9 MiB"
-[[nodiscard]] std::string process_text(const Owner& owner); // the name, "(gone)" or "(unknown)"
-[[nodiscard]] std::string owner_text(const Owner& owner);   // "player (41006)", "(unknown, device 127)"
-[[nodiscard]] std::string pid_text(const Owner& owner);     // empty when unknown
-[[nodiscard]] std::string shape_text(const Shape& shape);   // "1920x1080, 8294400 B, format 11, type 1"
-void put_owner(Json& object, const Owner& owner);           // "device", "pid", "process", "owner"
-void put_shape(Json& object, const Shape& shape);           // "width" to "at_type"
-void put_tally(Json& object, const Tally& tally);           // "allocations", "bytes"
-[[nodiscard]] std::string adapter_heading(const Session& session, const Adapter& adapter);
-
-// One table on screen under its adapter's heading, or as CSV with the heading line once.
-void show_table(Session& session, const Table& table, const std::string& heading);
-
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -1,13 +1,13 @@
 #include "observe/prefer/preference_text.hpp"
 
-#include "output/screen_text.hpp"
+#include "observe/text.hpp"
 
 #include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <fmt/format.h>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 bool is_blank(char c) {
@@ -103,4 +103,4 @@ int headings_in(std::string_view file, std::string_view name) {
     return count;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 // The name an application is known by: what follows the last slash or backslash of its path.
 [[nodiscard]] std::string application_name(std::string_view path);
@@ -40,4 +40,4 @@ struct Preference {
 // How many headings of this name a file has.
 [[nodiscard]] int headings_in(std::string_view file, std::string_view name);
 
-} // namespace kt3::cli
+} // namespace kt3::observe

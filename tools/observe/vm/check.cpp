@@ -6,7 +6,7 @@
 #include <limits>
 #include <stdexcept>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 bool contains(std::string_view text, std::string_view part) {
@@ -191,4 +191,4 @@ std::vector<VmNode> read_nodes(const DumpCalls& calls, const std::string& alloca
     return nodes;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

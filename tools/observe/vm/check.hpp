@@ -6,7 +6,7 @@
 
 #include <string_view>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 // Texts are read in pieces of at most this many characters, each of which counts as a line.
 constexpr std::size_t kPieceSize = 511;
@@ -28,4 +28,4 @@ constexpr std::size_t kFieldSize = 47; // of the library's text fields
 [[nodiscard]] std::vector<VmNode> read_nodes(const DumpCalls& calls, const std::string& allocation,
                                              std::string_view text, std::vector<DumpFault>& findings);
 
-} // namespace kt3::cli
+} // namespace kt3::observe

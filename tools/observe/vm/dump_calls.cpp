@@ -1,6 +1,6 @@
 #include "observe/vm/dump_calls.hpp"
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 DumpCalls dump_calls(const Library& library) {
     DumpCalls calls;
@@ -10,4 +10,4 @@ DumpCalls dump_calls(const Library& library) {
     return calls;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

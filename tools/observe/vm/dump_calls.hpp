@@ -4,7 +4,7 @@
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 #include "observe/library/library.hpp"
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 #define KT3_DUMP_CALLS(row)                                                                                            \
     row(get_Pid_info, "_Z12get_Pid_infoP12data_vectorsPc");                                                            \
@@ -32,4 +32,4 @@ struct DumpCalls {
 // Throws Failure, with the symbol's name, when the library lacks one.
 [[nodiscard]] DumpCalls dump_calls(const Library& library);
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -2,14 +2,12 @@
 // What the driver's dumps say about GPU virtual memory, as kt3 keeps it. TableEntry and PageEntry are plain data: they
 // travel through a pipe as they are.
 
-#include "observe/reading.hpp"
-
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 constexpr int kLevels = 3;
 
@@ -77,4 +75,4 @@ inline constexpr const char* kDumpDirectory = "/sys/kernel/debug/dri/0/qn";
     return std::string(kDumpDirectory) + '/' + folder + '/' + entry + '/' + file;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -1,5 +1,6 @@
 #include "observe/vm/reading.hpp"
 
+#include "observe/reading.hpp" // for Json
 #include "observe/vm/check.hpp"
 #include "observe/vm/dump_calls.hpp"
 #include "observe/vm/walk.hpp"
@@ -10,7 +11,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 // What the child sends about a client, in this order.
@@ -263,8 +264,8 @@ void send_nodes(const DumpCalls& calls, const std::string& allocation, Sender& s
 
 } // namespace
 
-PageTables read_page_tables(Session& session, double timeout) {
-    const DumpCalls calls = dump_calls(library_of(session));
+PageTables read_page_tables(const Library& library, double timeout) {
+    const DumpCalls calls = dump_calls(library);
     PageTables read;
     ClientReader reader(calls);
     const EntryWork work{
@@ -274,7 +275,7 @@ PageTables read_page_tables(Session& session, double timeout) {
         [&](const std::string& entry) { read.clients.emplace_back().folder = entry; },
         [&](const Message& message) { take_client(read.clients, message); },
     };
-    walk_entries(session, work, timeout, read.findings);
+    walk_entries(library, work, timeout, read.findings);
     for (VmClient& client : read.clients) {
         if (!client.read) { // what arrived before its reader was ended is no whole
             std::for_each(std::begin(client.tables), std::end(client.tables), [](auto& all) { all.clear(); });
@@ -284,8 +285,8 @@ PageTables read_page_tables(Session& session, double timeout) {
     return read;
 }
 
-AllocationNodes read_allocation_nodes(Session& session, double timeout) {
-    const DumpCalls calls = dump_calls(library_of(session));
+AllocationNodes read_allocation_nodes(const Library& library, double timeout) {
+    const DumpCalls calls = dump_calls(library);
     AllocationNodes read;
     const EntryWork work{
         "allocations",
@@ -294,8 +295,8 @@ AllocationNodes read_allocation_nodes(Session& session, double timeout) {
         [](const std::string&) {},
         [&](const Message& message) { take_nodes(read.nodes, message); },
     };
-    walk_entries(session, work, timeout, read.findings);
+    walk_entries(library, work, timeout, read.findings);
     return read;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

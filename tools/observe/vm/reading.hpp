@@ -1,10 +1,10 @@
 #pragma once
 // GPU virtual memory as the driver's dumps tell it.
 
-#include "kt3/session.hpp"
+#include "observe/library/library.hpp"
 #include "observe/vm/dumps.hpp"
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 struct PageTables {
     std::vector<VmClient> clients; // in the order of the driver's listing
@@ -17,7 +17,7 @@ struct AllocationNodes {
 };
 
 // `timeout` is how long one client or one allocation may take, in seconds.
-[[nodiscard]] PageTables read_page_tables(Session& session, double timeout);
-[[nodiscard]] AllocationNodes read_allocation_nodes(Session& session, double timeout);
+[[nodiscard]] PageTables read_page_tables(const Library& library, double timeout);
+[[nodiscard]] AllocationNodes read_allocation_nodes(const Library& library, double timeout);
 
-} // namespace kt3::cli
+} // namespace kt3::observe

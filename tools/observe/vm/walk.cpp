@@ -1,6 +1,7 @@
 #include "observe/vm/walk.hpp"
 
 #include "observe/interrupt.hpp"
+#include "observe/reading.hpp" // for Json
 
 #include <algorithm>
 #include <cerrno>
@@ -13,7 +14,7 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 
-namespace kt3::cli {
+namespace kt3::observe {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -171,8 +172,8 @@ DumpFault finding_of(const std::string& bytes) {
 
 class Walk {
 public:
-    Walk(Session& session, const EntryWork& work, double timeout, std::vector<DumpFault>& findings)
-        : session_(session), work_(work), timeout_(timeout), findings_(findings) {}
+    Walk(const Library& library, const EntryWork& work, double timeout, std::vector<DumpFault>& findings)
+        : library_(library), work_(work), timeout_(timeout), findings_(findings) {}
 
     void run() {
         while (job_.list || !job_.names.empty()) {
@@ -183,7 +184,7 @@ public:
 private:
     // Until the child is done, or until it ended or was ended within an entry; the next job goes on behind that.
     void run_job() {
-        Reader reader(work_, job_, session_.options.verbose, timeout_);
+        Reader reader(work_, job_, library_.words.verbose, timeout_);
         at_ = 0;
         current_.clear();
         for (Message message;;) {
@@ -270,7 +271,7 @@ private:
         job_.check_first = check_first;
     }
 
-    Session& session_;
+    const Library& library_;
     const EntryWork& work_;
     double timeout_;
     std::vector<DumpFault>& findings_;
@@ -302,8 +303,8 @@ void Sender::send(const DumpFault& finding) {
     send(MessageKind::finding, json.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
-void walk_entries(Session& session, const EntryWork& work, double timeout, std::vector<DumpFault>& findings) {
-    Walk(session, work, timeout, findings).run();
+void walk_entries(const Library& library, const EntryWork& work, double timeout, std::vector<DumpFault>& findings) {
+    Walk(library, work, timeout, findings).run();
 }
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -2,13 +2,14 @@
 // Dumps are read in a child process with a deadline: a stuck process can block ps for ever, and the library ends the
 // process that meets an over-long field. The child sends what it read through a pipe, entry by entry.
 
-#include "kt3/session.hpp"
+#include "observe/failure.hpp"
+#include "observe/library/library.hpp"
 #include "observe/vm/dumps.hpp"
 
 #include <functional>
 #include <string_view>
 
-namespace kt3::cli {
+namespace kt3::observe {
 
 enum class MessageKind : std::uint32_t {
     names,   // of all entries, each ended by a zero byte
@@ -66,6 +67,6 @@ inline constexpr const char* kNameStage = "ps";
 
 // Every entry of the folder, in the order of its listing. What went wrong is added to `findings`. Throws Failure when
 // the folder cannot be listed.
-void walk_entries(Session& session, const EntryWork& work, double timeout, std::vector<DumpFault>& findings);
+void walk_entries(const Library& library, const EntryWork& work, double timeout, std::vector<DumpFault>& findings);
 
-} // namespace kt3::cli
+} // namespace kt3::observe

@@ -1,7 +1,7 @@
 #include "output/vm/diff.hpp"
 
-#include "kt3/exit_status.hpp"
-#include "kt3/input.hpp"
+#include "observe/failure.hpp"
+#include "observe/text.hpp"
 #include "output/screen_text.hpp"
 #include "output/units.hpp"
 
@@ -10,13 +10,8 @@
 #include <functional>
 #include <unordered_map>
 
-namespace kt3::cli {
+namespace kt3::output {
 namespace {
-
-[[noreturn]] void no_dump(const std::string& path, const std::string& why) {
-    throw Failure{ExitStatus::failure, "no_dump", fmt::format("{}: {}", path, why),
-                  "save one with: kt3 vm pagetable --json -o FILE, or kt3 vm nodes --json -o FILE"};
-}
 
 struct Name {
     std::string what;
@@ -195,22 +190,11 @@ Paint paint_of(const Difference& difference) {
 
 } // namespace
 
-Json read_dump(const std::string& path) {
-    Json document = Json::parse(text_of_file(path), nullptr, false);
-    const std::string command = document.is_object() ? document.value("command", Json("")).dump() : "";
-    if (command != "\"vm pagetable\"" && command != "\"vm nodes\"") {
-        no_dump(path, "not written by kt3 vm pagetable --json or kt3 vm nodes --json");
-    }
-    if (!document.contains(command == "\"vm nodes\"" ? "nodes" : "clients")) {
-        no_dump(path, "the command that wrote it failed");
-    }
-    return document;
-}
-
 std::vector<Difference> compare_dumps(const Json& before, const Json& after) {
     if (before.at("command") != after.at("command")) {
-        throw Failure{ExitStatus::failure, "no_dump", "one file holds page tables, the other allocation nodes",
-                      "compare two files of the same kind"};
+        throw observe::Failure{observe::ExitStatus::failure, "no_dump",
+                               "one file holds page tables, the other allocation nodes",
+                               "compare two files of the same kind"};
     }
     std::vector<Difference> differences;
     try {
@@ -221,7 +205,8 @@ std::vector<Difference> compare_dumps(const Json& before, const Json& after) {
             compare_clients(before.at("clients"), after.at("clients"), differences);
         }
     } catch (const Json::exception& error) {
-        throw Failure{ExitStatus::failure, "no_dump", fmt::format("a file is damaged: {}", error.what())};
+        throw observe::Failure{observe::ExitStatus::failure, "no_dump",
+                               fmt::format("a file is damaged: {}", error.what())};
     }
     return differences;
 }
@@ -256,11 +241,11 @@ Json differences_json(const std::vector<Difference>& differences) {
     for (const Difference& one : differences) {
         all.push_back({{"change", one.change},
                        {"what", one.what},
-                       {"where", valid_utf8(one.where)},
+                       {"where", observe::valid_utf8(one.where)},
                        {"before", one.before},
                        {"after", one.after}});
     }
     return all;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::output

@@ -4,7 +4,9 @@
 #include "observe/reading.hpp"
 #include "output/text_table.hpp"
 
-namespace kt3::cli {
+namespace kt3::output {
+
+using observe::Json;
 
 struct Difference {
     const char* change; // "added", "removed" or "changed"
@@ -14,9 +16,6 @@ struct Difference {
     Json after;         // null when removed
 };
 
-// Throws Failure when the file is none of the two documents or tells of errors of its own.
-[[nodiscard]] Json read_dump(const std::string& path);
-
 // Rows are the same when kind, place in the tree, level and index are; nodes when process, handle and address are. What
 // occurs several times is matched in order. A client that came or went is one difference.
 [[nodiscard]] std::vector<Difference> compare_dumps(const Json& before, const Json& after);
@@ -25,4 +24,4 @@ struct Difference {
 [[nodiscard]] Table difference_rows(const std::vector<Difference>& differences);
 [[nodiscard]] Json differences_json(const std::vector<Difference>& differences);
 
-} // namespace kt3::cli
+} // namespace kt3::output

@@ -1,12 +1,13 @@
 #include "output/vm/findings.hpp"
 
+#include "observe/text.hpp"
 #include "output/screen_text.hpp"
 #include "output/text_table.hpp"
 
 #include <fmt/format.h>
 #include <map>
 
-namespace kt3::cli {
+namespace kt3::output {
 namespace {
 
 constexpr std::size_t kMostShown = 20; // of one kind
@@ -43,13 +44,13 @@ std::string findings_text(const std::vector<DumpFault>& findings, bool color) {
 Json findings_json(const std::vector<DumpFault>& findings) {
     Json all = Json::array();
     for (const DumpFault& finding : findings) {
-        all.push_back({{"entry", valid_utf8(finding.entry)},
-                       {"file", valid_utf8(finding.file)},
+        all.push_back({{"entry", observe::valid_utf8(finding.entry)},
+                       {"file", observe::valid_utf8(finding.file)},
                        {"line", finding.line == 0 ? Json(nullptr) : Json(finding.line)},
                        {"code", finding.code},
-                       {"message", valid_utf8(finding.message)}});
+                       {"message", observe::valid_utf8(finding.message)}});
     }
     return all;
 }
 
-} // namespace kt3::cli
+} // namespace kt3::output

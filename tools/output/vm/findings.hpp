@@ -4,7 +4,10 @@
 #include "observe/reading.hpp"
 #include "observe/vm/dumps.hpp"
 
-namespace kt3::cli {
+namespace kt3::output {
+
+using observe::DumpFault;
+using observe::Json;
 
 // The findings of a report, as its last section; nothing without findings. Of many of one kind the first ones are
 // shown and the others counted.
@@ -12,4 +15,4 @@ namespace kt3::cli {
 [[nodiscard]] std::string finding_line(const DumpFault& finding);
 [[nodiscard]] Json findings_json(const std::vector<DumpFault>& findings);
 
-} // namespace kt3::cli
+} // namespace kt3::output

@@ -1,85 +1,17 @@
 #include "output/vm/map.hpp"
 
+#include "observe/text.hpp"
 #include "output/screen_text.hpp"
 #include "output/units.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <map>
 
-namespace kt3::cli {
+namespace kt3::output {
 namespace {
 
 constexpr std::size_t kCells = 64;
 constexpr std::size_t kShown = 10; // spans of a kind on screen
-
-// Overlapping and touching spans become one. Sorted by start.
-std::vector<Span> merged(const std::vector<Span>& spans) {
-    std::vector<Span> all;
-    for (const Span& span : spans) {
-        if (!all.empty() && span.start <= all.back().end) {
-            all.back().end = std::max(all.back().end, span.end);
-        } else {
-            all.push_back(span);
-        }
-    }
-    return all;
-}
-
-std::vector<Span> spans_of(const std::vector<VmNode>& nodes) {
-    std::vector<Span> spans;
-    spans.reserve(nodes.size());
-    for (const VmNode& node : nodes) {
-        spans.push_back({node.gpu_va, node.gpu_va + node.size});
-    }
-    return spans;
-}
-
-// What a node shares with any of those before it.
-std::vector<Span> overlaps_of(const std::vector<Span>& spans) {
-    std::vector<Span> shared;
-    std::uint64_t end = 0;
-    for (const Span& span : spans) {
-        if (span.start < end) {
-            shared.push_back({span.start, std::min(span.end, end)});
-        }
-        end = std::max(end, span.end);
-    }
-    return merged(shared);
-}
-
-void add_holes_and_regions(AddressSpace& space) {
-    for (const Span& range : space.ranges) {
-        const bool first = space.regions.empty();
-        const Span hole{first ? range.start : space.regions.back().end, range.start};
-        if (!first) {
-            space.holes.push_back(hole);
-        }
-        if (first || hole.size() > space.used) {
-            space.regions.push_back(range);
-        } else {
-            space.regions.back().end = range.end;
-        }
-    }
-}
-
-AddressSpace space_of(std::vector<VmNode> nodes) {
-    AddressSpace space;
-    space.pid = nodes.front().pid;
-    space.name = nodes.front().name;
-    std::erase_if(nodes, [](const VmNode& node) { return node.size == 0; });
-    std::stable_sort(nodes.begin(), nodes.end(),
-                     [](const VmNode& left, const VmNode& right) { return left.gpu_va < right.gpu_va; });
-    space.nodes = std::move(nodes);
-    const std::vector<Span> spans = spans_of(space.nodes);
-    space.ranges = merged(spans);
-    space.overlaps = overlaps_of(spans);
-    for (const Span& range : space.ranges) {
-        space.used += range.size();
-    }
-    add_holes_and_regions(space);
-    return space;
-}
 
 // Bytes of the part that the spans cover.
 std::uint64_t covered(const std::vector<Span>& spans, const Span& part) {
@@ -125,19 +57,6 @@ Json spans_json(const std::vector<Span>& spans) {
 }
 
 } // namespace
-
-std::vector<AddressSpace> address_spaces(const std::vector<VmNode>& nodes) {
-    std::map<std::int64_t, std::vector<VmNode>> by_process;
-    for (const VmNode& node : nodes) {
-        by_process[node.pid].push_back(node);
-    }
-    std::vector<AddressSpace> spaces;
-    spaces.reserve(by_process.size());
-    for (auto& [pid, own] : by_process) {
-        spaces.push_back(space_of(std::move(own)));
-    }
-    return spaces;
-}
 
 std::string region_bar(const AddressSpace& space, const Span& region, std::size_t cells) {
     std::string bar;
@@ -187,7 +106,7 @@ Json space_json(const AddressSpace& space) {
         std::max_element(space.ranges.begin(), space.ranges.end(),
                          [](const Span& left, const Span& right) { return left.size() < right.size(); });
     return {{"pid", space.pid},
-            {"name", valid_utf8(space.name)},
+            {"name", observe::valid_utf8(space.name)},
             {"used_bytes", space.used},
             {"node_count", space.nodes.size()},
             {"ranges", spans_json(space.ranges)},
@@ -196,4 +115,4 @@ Json space_json(const AddressSpace& space) {
             {"largest_range", largest == space.ranges.end() ? Json(nullptr) : span_json(*largest)}};
 }
 
-} // namespace kt3::cli
+} // namespace kt3::output

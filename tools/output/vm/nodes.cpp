@@ -1,12 +1,13 @@
 #include "output/vm/nodes.hpp"
 
+#include "observe/text.hpp"
 #include "output/screen_text.hpp"
 #include "output/units.hpp"
 
 #include <fmt/format.h>
 #include <map>
 
-namespace kt3::cli {
+namespace kt3::output {
 
 std::string nodes_text(const std::vector<VmNode>& nodes, bool color) {
     std::map<std::int64_t, std::vector<const VmNode*>> by_process;
@@ -40,10 +41,10 @@ Table node_rows(const std::vector<VmNode>& nodes) {
 
 Json node_json(const VmNode& node) {
     return {{"pid", node.pid},
-            {"name", valid_utf8(node.name)},
-            {"handle", valid_utf8(node.handle)},
+            {"name", observe::valid_utf8(node.name)},
+            {"handle", observe::valid_utf8(node.handle)},
             {"gpu_va", node.gpu_va},
             {"size_bytes", node.size}};
 }
 
-} // namespace kt3::cli
+} // namespace kt3::output

@@ -5,11 +5,14 @@
 #include "observe/vm/dumps.hpp"
 #include "output/text_table.hpp"
 
-namespace kt3::cli {
+namespace kt3::output {
+
+using observe::Json;
+using observe::VmNode;
 
 // Nodes by process: a heading with the sum, then the nodes.
 [[nodiscard]] std::string nodes_text(const std::vector<VmNode>& nodes, bool color);
 [[nodiscard]] Table node_rows(const std::vector<VmNode>& nodes);
 [[nodiscard]] Json node_json(const VmNode& node);
 
-} // namespace kt3::cli
+} // namespace kt3::output

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <fmt/format.h>
 
-namespace kt3::cli {
+namespace kt3::output {
 namespace {
 
 constexpr double kMargin = 20;
@@ -88,4 +88,4 @@ std::string svg_picture(const std::vector<AddressSpace>& spaces) {
            body + "</svg>\n";
 }
 
-} // namespace kt3::cli
+} // namespace kt3::output

@@ -3,9 +3,9 @@
 
 #include "output/vm/map.hpp"
 
-namespace kt3::cli {
+namespace kt3::output {
 
 // An SVG document: a strip for each region, used ranges in blue, overlaps in red, with tooltips.
 [[nodiscard]] std::string svg_picture(const std::vector<AddressSpace>& spaces);
 
-} // namespace kt3::cli
+} // namespace kt3::output

@@ -1,11 +1,12 @@
 #include "output/vm/rows.hpp"
 
+#include "observe/text.hpp"
 #include "output/screen_text.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
 
-namespace kt3::cli {
+namespace kt3::output {
 namespace {
 
 Json address_json(std::int64_t address, std::int32_t known) {
@@ -14,11 +15,11 @@ Json address_json(std::int64_t address, std::int32_t known) {
 
 // Where every table stands: "0:0/1:3/2:17", with "?" for a parent that is not there.
 struct Paths {
-    std::vector<std::string> of[kLevels];
+    std::vector<std::string> of[observe::kLevels];
 
     explicit Paths(const VmClient& client) {
-        for (int level = 0; level < kLevels; ++level) {
-            for (const TableEntry& table : client.tables[level]) {
+        for (int level = 0; level < observe::kLevels; ++level) {
+            for (const observe::TableEntry& table : client.tables[level]) {
                 const std::string above = level == 0 ? "" : under(level - 1, table.parent) + '/';
                 of[level].push_back(above + fmt::format("{}:{}", level, table.index));
             }
@@ -27,22 +28,22 @@ struct Paths {
     [[nodiscard]] std::string under(int level, std::int32_t position) const {
         return position < 0 ? "?" : of[level][static_cast<std::size_t>(position)];
     }
-    [[nodiscard]] std::string under(const TableEntry& table) const {
+    [[nodiscard]] std::string under(const observe::TableEntry& table) const {
         return table.level == 0 ? "" : under(table.level - 1, table.parent);
     }
-    [[nodiscard]] std::string under(const PageEntry& page) const { return under(page.level, page.owner); }
+    [[nodiscard]] std::string under(const observe::PageEntry& page) const { return under(page.level, page.owner); }
 };
 
-Json table_json(const TableEntry& table, const Paths& paths) {
+Json table_json(const observe::TableEntry& table, const Paths& paths) {
     return {{"kind", "table"},
             {"under", paths.under(table)},
             {"level", table.level},
             {"index", table.index},
             {"address", address_json(table.address, table.address_known)},
-            {"buffer", valid_utf8(field_text(table.buffer))}};
+            {"buffer", observe::valid_utf8(observe::field_text(table.buffer))}};
 }
 
-Json page_json(const PageEntry& page, const Paths& paths) {
+Json page_json(const observe::PageEntry& page, const Paths& paths) {
     return {{"kind", "sub_table"},
             {"under", paths.under(page)},
             {"level", page.level},
@@ -79,14 +80,14 @@ Table flat_rows(const std::vector<VmClient>& clients) {
     for (const VmClient& client : clients) {
         const Paths paths(client);
         for (const auto& tables : client.tables) {
-            for (const TableEntry& row : tables) {
+            for (const observe::TableEntry& row : tables) {
                 table.rows.push_back({client.folder, client.pid, "table", paths.under(row), std::to_string(row.level),
                                       std::to_string(row.index), address_value(row.address, row.address_known),
-                                      field_text(row.buffer), "", "", "", "", ""});
+                                      observe::field_text(row.buffer), "", "", "", "", ""});
             }
         }
         for (const auto& pages : client.pages) {
-            for (const PageEntry& row : pages) {
+            for (const observe::PageEntry& row : pages) {
                 table.rows.push_back(
                     {client.folder, client.pid, "sub_table", paths.under(row), std::to_string(row.level),
                      std::to_string(row.index), address_value(row.address, row.address_known), "",
@@ -132,13 +133,13 @@ Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFa
 Json client_json(const VmClient& client) {
     Json tables = Json::array();
     Json pages = Json::array();
-    for (int level = 0; level < kLevels; ++level) {
+    for (int level = 0; level < observe::kLevels; ++level) {
         tables.push_back(client.tables[level].size());
         pages.push_back(client.pages[level].size());
     }
-    return {{"client", valid_utf8(client.folder)},
-            {"pid", client.pid.empty() ? Json(nullptr) : Json(valid_utf8(client.pid))},
-            {"name", valid_utf8(client.name)},
+    return {{"client", observe::valid_utf8(client.folder)},
+            {"pid", client.pid.empty() ? Json(nullptr) : Json(observe::valid_utf8(client.pid))},
+            {"name", observe::valid_utf8(client.name)},
             {"read", client.read},
             {"row_count", table_count(client) + page_count(client)},
             {"table_counts", tables},
@@ -155,12 +156,12 @@ void write_client(JsonStream& json, const VmClient& client) {
     json.key("rows");
     json.begin_array();
     for (const auto& tables : client.tables) {
-        for (const TableEntry& table : tables) {
+        for (const observe::TableEntry& table : tables) {
             json.value(table_json(table, paths));
         }
     }
     for (const auto& pages : client.pages) {
-        for (const PageEntry& page : pages) {
+        for (const observe::PageEntry& page : pages) {
             json.value(page_json(page, paths));
         }
     }
@@ -168,4 +169,4 @@ void write_client(JsonStream& json, const VmClient& client) {
     json.end_object();
 }
 
-} // namespace kt3::cli
+} // namespace kt3::output

@@ -6,7 +6,11 @@
 #include "output/json_stream.hpp"
 #include "output/text_table.hpp"
 
-namespace kt3::cli {
+namespace kt3::output {
+
+using observe::DumpFault;
+using observe::Json;
+using observe::VmClient;
 
 // Flat rows, in the order of the library: tables of level 0, 1 and 2, then sub-table entries of level 0, 1 and 2.
 [[nodiscard]] Table flat_rows(const std::vector<VmClient>& clients);
@@ -18,4 +22,4 @@ void write_client(JsonStream& json, const VmClient& client);
 [[nodiscard]] Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFault>& findings);
 [[nodiscard]] Json client_json(const VmClient& client);
 
-} // namespace kt3::cli
+} // namespace kt3::output

@@ -1,5 +1,7 @@
 #include "output/vm/tree.hpp"
 
+#include "observe/text.hpp"
+#include "observe/vm/page_runs.hpp"
 #include "output/screen_text.hpp"
 #include "output/text_table.hpp"
 #include "output/units.hpp"
@@ -7,8 +9,10 @@
 #include <fmt/format.h>
 #include <map>
 
-namespace kt3::cli {
+namespace kt3::output {
 namespace {
+
+using namespace observe;
 
 std::string address_text(std::int64_t address, std::int32_t known) {
     if (known == 0) {
@@ -16,12 +20,6 @@ std::string address_text(std::int64_t address, std::int32_t known) {
     }
     return address < 0 ? "-" + hexadecimal(0 - static_cast<std::uint64_t>(address))
                        : hexadecimal(static_cast<std::uint64_t>(address));
-}
-
-bool follows(const PageEntry& page, const PageEntry& before) {
-    return page.owner == before.owner && page.index == before.index + 1 && page.snoop == before.snoop &&
-           page.segment == before.segment && page.large_page == before.large_page &&
-           page.address_known == before.address_known;
 }
 
 std::string run_line(const PageRun& run) {
@@ -111,26 +109,7 @@ std::string client_heading(const VmClient& client) {
 
 } // namespace
 
-std::vector<PageRun> fold_runs(const std::vector<PageEntry>& pages) {
-    std::vector<PageRun> runs;
-    for (const PageEntry& page : pages) {
-        if (!runs.empty()) {
-            PageRun& run = runs.back();
-            const PageEntry& before = run.first[run.count - 1];
-            const auto step = static_cast<std::int64_t>(static_cast<std::uint64_t>(page.address) -
-                                                        static_cast<std::uint64_t>(before.address));
-            if (follows(page, before) && (run.count == 1 || step == run.step)) {
-                run.step = step;
-                ++run.count;
-                continue;
-            }
-        }
-        runs.push_back({&page, 1, 0});
-    }
-    return runs;
-}
-
-std::string tree_text(const VmClient& client, bool color) {
+std::string tree_text(const observe::VmClient& client, bool color) {
     std::string text = painted(client_heading(client), Paint::bold, color);
     if (!client.read) {
         return text + "  not read\n";
@@ -140,4 +119,4 @@ std::string tree_text(const VmClient& client, bool color) {
     return text + TreeText(client).text();
 }
 
-} // namespace kt3::cli
+} // namespace kt3::output

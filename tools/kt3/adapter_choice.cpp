@@ -1,0 +1,125 @@
+#include "kt3/adapter_choice.hpp"
+
+#include "observe/adapter/binding.hpp"
+#include "observe/interrupt.hpp"
+#include "observe/owned.hpp"
+#include "output/adapter.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <fmt/format.h>
+
+namespace kt3::cli {
+namespace {
+
+bool fits(const Adapter& adapter, std::string_view gpu) {
+    BusId bus;
+    if (parse_bus_id(gpu, bus)) {
+        return bus == adapter.bus;
+    }
+    return gpu == std::to_string(adapter.slot);
+}
+
+std::string valid_values(const std::vector<Adapter>& adapters) {
+    std::string text;
+    for (const Adapter& adapter : adapters) {
+        text += fmt::format("{} ({}, {}), ", adapter.slot, bus_text(adapter.bus), adapter.name);
+    }
+    return text + "all";
+}
+
+// The first DRM node that exists and may not be opened; empty when there is none.
+std::string refused_node() {
+    const Dir listing(::opendir("/dev/dri"));
+    while (const dirent* entry = listing ? ::readdir(listing.get()) : nullptr) {
+        const std::string name = entry->d_name;
+        if (name.rfind("card", 0) != 0 && name.rfind("renderD", 0) != 0) {
+            continue;
+        }
+        std::string path = "/dev/dri/" + name;
+        const Fd node(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
+        if (!node && absence_of(errno) == Absence::permission) {
+            return path;
+        }
+    }
+    return "";
+}
+
+[[noreturn]] void no_adapter() {
+    const std::string refused = refused_node();
+    if (!refused.empty()) {
+        throw Failure{ExitStatus::permission, "permission", fmt::format("cannot open {}: Permission denied", refused),
+                      "add the user to the groups video and render, or run as root"};
+    }
+    throw Failure{ExitStatus::not_found, "no_adapter", "no adapter found", "`kt3 doctor` looks for the cause"};
+}
+
+} // namespace
+
+std::vector<const Adapter*> select_adapters(const std::vector<Adapter>& adapters, const std::string& gpu) {
+    if (adapters.empty()) {
+        no_adapter();
+    }
+    std::vector<const Adapter*> selected;
+    for (const Adapter& adapter : adapters) {
+        if (gpu.empty() || gpu == "all" || fits(adapter, gpu)) {
+            selected.push_back(&adapter);
+        }
+    }
+    if (selected.empty()) {
+        throw Failure{ExitStatus::not_found, "no_such_adapter", fmt::format("no adapter '{}'", gpu),
+                      "valid values of --gpu: " + valid_values(adapters)};
+    }
+    return selected;
+}
+
+std::vector<const Adapter*> selected_adapters(Session& session) {
+    return select_adapters(machine_of(session).adapters, session.options.gpu);
+}
+
+std::vector<const Adapter*> memory_adapters(Session& session) {
+    auto adapters = selected_adapters(session);
+    const bool named = !session.options.gpu.empty() && session.options.gpu != "all";
+    adapters.erase(std::remove_if(adapters.begin(), adapters.end(),
+                                  [](const Adapter* adapter) { return adapter->family == nullptr; }),
+                   adapters.end());
+    if (adapters.empty()) {
+        throw Failure{ExitStatus::not_found, "foreign_gpu",
+                      named ? "this GPU is of another vendor; its memory is not known"
+                            : "no adapter whose memory is known",
+                      "kt3 list shows the adapters"};
+    }
+    return adapters;
+}
+
+ExitStatus for_each_bound(Session& session, const std::function<void(const Adapter&)>& look) {
+    ExitStatus status = ExitStatus::ok;
+    for (const Adapter* adapter : memory_adapters(session)) {
+        const std::size_t errors = session.report.errors.size();
+        const Binding binding(library_of(session), machine_of(session), *adapter);
+        session.report.adapters.push_back(identity_of(*adapter));
+        try {
+            const auto what = fmt::format("the allocations of GPU {}", adapter->slot);
+            guarded(session, what, [&] { look(*adapter); });
+        } catch (Failure& failure) {
+            failure.adapter = adapter->slot;
+            note_error(session.report, failure);
+        }
+        check_interrupt();
+        if (status == ExitStatus::ok && session.report.errors.size() > errors) {
+            status = session.report.errors[errors].status;
+        }
+    }
+    return status;
+}
+
+OpenDevices open_devices(Session& session, const Adapter& adapter) {
+    OpenDevicesRead read = read_open_devices(library_of(session), adapter);
+    for (const Failure& failure : read.failures) {
+        note_error(session.report, failure);
+    }
+    return std::move(read.devices);
+}
+
+} // namespace kt3::cli

@@ -1,0 +1,26 @@
+#pragma once
+// The adapters that --gpu names.
+
+#include "kt3/session.hpp"
+#include "observe/memory/allocations.hpp"
+
+namespace kt3::cli {
+
+// The adapters that a --gpu value names; all of them for "all" and for an empty value. Throws Failure with the valid
+// values when nothing fits.
+[[nodiscard]] std::vector<const Adapter*> select_adapters(const std::vector<Adapter>& adapters, const std::string& gpu);
+
+// The same of the session's machine and option.
+[[nodiscard]] std::vector<const Adapter*> selected_adapters(Session& session);
+
+// Those of them that can hold allocations; throws Failure when there is none.
+[[nodiscard]] std::vector<const Adapter*> memory_adapters(Session& session);
+
+// Binds each of memory_adapters() and calls `look` for it. A Failure of one adapter becomes an error of the report and
+// the others follow. Returns the status of the first failure.
+ExitStatus for_each_bound(Session& session, const std::function<void(const Adapter&)>& look);
+
+// The open devices; what went wrong while they were read becomes errors of the report.
+[[nodiscard]] OpenDevices open_devices(Session& session, const Adapter& adapter);
+
+} // namespace kt3::cli

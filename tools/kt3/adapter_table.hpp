@@ -1,0 +1,14 @@
+#pragma once
+// One table for each adapter.
+
+#include "kt3/session.hpp"
+#include "output/text_table.hpp"
+
+namespace kt3::cli {
+
+[[nodiscard]] std::string adapter_heading(const Session& session, const Adapter& adapter);
+
+// One table on screen under its adapter's heading, or as CSV with the heading line once.
+void show_table(Session& session, const Table& table, const std::string& heading);
+
+} // namespace kt3::cli

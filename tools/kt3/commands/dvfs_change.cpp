@@ -1,0 +1,117 @@
+#include "kt3/commands/dvfs_change.hpp"
+
+#include "observe/interrupt.hpp"
+#include "output/adapter.hpp"
+#include "output/screen_text.hpp"
+
+#include <cerrno>
+#include <cstdio>
+#include <fmt/format.h>
+#include <unistd.h>
+
+namespace kt3::cli {
+namespace {
+
+std::string change_text(const DvfsChange& change) {
+    return fmt::format("{}: {} -> {}", change.row->name, dvfs_text(*change.row, change.before),
+                       dvfs_text(*change.row, change.wanted));
+}
+
+// Once it was sent: what is on standard output must not look like a change that the driver did not make.
+std::string outcome_text(const DvfsChange& change) {
+    return change_text(change) + (change.after == change.wanted ? "" : ", not taken: it is " + kept_text(change));
+}
+
+void show(Session& session, const Adapter& adapter, const std::vector<DvfsChange>& changes, bool dry_run) {
+    Json list = Json::array();
+    for (const DvfsChange& change : changes) {
+        const std::string path = node_path(adapter, *change.row);
+        const std::string command = dvfs_command(*change.row, change.wanted);
+        list.push_back({{"register", change.row->name},
+                        {"node", path},
+                        {"command", command},
+                        {"before", change.before},
+                        {"wanted", change.wanted},
+                        {"after", change.after ? Json(*change.after) : Json(nullptr)}});
+        session.text += dry_run ? fmt::format("{}: {}\n", path, command) : outcome_text(change) + '\n';
+    }
+    if (changes.empty()) {
+        session.text += "nothing to change\n";
+    }
+    Json object = identity_of(adapter);
+    object["dry_run"] = dry_run;
+    object["changes"] = std::move(list);
+    session.report.adapters.push_back(std::move(object));
+}
+
+// Ends the line of a question that nobody ended with an answer, so that the next message has one of its own.
+struct QuestionLine {
+    bool ended = false;
+
+    QuestionLine() = default;
+    ~QuestionLine() {
+        if (!ended) {
+            std::fputc('\n', stderr);
+        }
+    }
+    QuestionLine(const QuestionLine&) = delete;
+    QuestionLine& operator=(const QuestionLine&) = delete;
+};
+
+// One line of the terminal; empty when the input ends before the line does. A signal ends it, also one that comes
+// before the reading begins: a mere read would wait for a key then.
+std::string read_answer() {
+    constexpr double kLongWait = 3600;
+    QuestionLine question;
+    std::string answer;
+    for (char next = 0;;) {
+        while (!wait_readable(STDIN_FILENO, kLongWait)) {
+        }
+        const ssize_t got = ::read(STDIN_FILENO, &next, 1);
+        if (got == 1 && next == '\n') {
+            question.ended = true;
+            return answer;
+        }
+        if (got == 0 || (got < 0 && errno != EINTR)) {
+            return "";
+        }
+        answer += got == 1 ? std::string(1, next) : "";
+    }
+}
+
+void ask(const Adapter& adapter, const std::vector<DvfsChange>& changes) {
+    if (::isatty(STDIN_FILENO) != 1) {
+        throw Failure{ExitStatus::usage, "not_confirmed", "a change needs --yes when there is no terminal to ask on",
+                      "--dry-run shows what would be sent"};
+    }
+    for (const DvfsChange& change : changes) {
+        std::fprintf(stderr, "%s\n", change_text(change).c_str());
+    }
+    std::fprintf(stderr, "Send this to GPU %d, %s? [y/N] ", adapter.slot, screen_safe(adapter.name).c_str());
+    const std::string answer = read_answer();
+    if (answer != "y" && answer != "Y" && answer != "yes") {
+        throw Failure{ExitStatus::failure, "not_confirmed", "not confirmed; nothing was sent"};
+    }
+}
+
+} // namespace
+
+ExitStatus change_dvfs(Session& session, const Adapter& adapter, const std::vector<DvfsWish>& wishes,
+                       const DvfsConsent& consent) {
+    const Library& library = library_of(session);
+    Machine& machine = machine_of(session);
+    std::vector<DvfsChange> changes = plan_changes(read_dvfs(library, machine, adapter), wishes);
+    if (!consent.dry_run && !changes.empty()) {
+        if (!consent.yes) {
+            ask(adapter, changes);
+        }
+        changes = send_changes(library, machine, adapter, wishes);
+    }
+    show(session, adapter, changes, consent.dry_run);
+    if (!consent.dry_run) {
+        check_taken(adapter, changes);
+    }
+    return ExitStatus::ok;
+}
+
+} // namespace kt3::cli

@@ -1,7 +1,6 @@
 // kt3 alloc and kt3 process: what they say on machines whose allocations are unusual.
 
 #include "cli/run_kt3.hpp"
-#include "observe/memory/allocations.hpp"
 
 #include <cstdint>
 #include <nlohmann/json.hpp>
@@ -191,25 +190,4 @@ TEST(Kt3AllocDiff, RefusesFilesThatHoldNoAllocations) {
     EXPECT_EQ(run_script("no-gpu", cd + "\"$KT3\" alloc diff text text", scratch).status, 1);
     EXPECT_EQ(run_script("no-gpu", cd + "\"$KT3\" alloc diff absent text", scratch).status, 1);
     EXPECT_EQ(run_script("no-gpu", cd + "\"$KT3\" alloc diff empty", scratch).status, 2);
-}
-
-TEST(DropRepeated, KeepsTheFirstOfEqualRecordsAndTheirOrder) {
-    kt3::cli::Allocations records(4);
-    records[0].handle = 3;
-    records[1].handle = 1;
-    records[2].handle = 3;
-    records[3].handle = 3;
-    records[3].pitch = 9;
-    kt3::cli::drop_repeated(records);
-    ASSERT_THAT(records, SizeIs(3));
-    EXPECT_EQ(records[0].handle, 3);
-    EXPECT_EQ(records[1].handle, 1);
-    EXPECT_EQ(records[2].pitch, 9);
-}
-
-TEST(BytesText, UsesTheLargestUnitThatLeavesAWholeOne) {
-    EXPECT_EQ(kt3::cli::bytes_text(0), "0 B");
-    EXPECT_EQ(kt3::cli::bytes_text(1023), "1023 B");
-    EXPECT_EQ(kt3::cli::bytes_text(1536), "1.5 KiB");
-    EXPECT_EQ(kt3::cli::bytes_text(-(std::int64_t{6} << 30)), "-6.0 GiB");
 }

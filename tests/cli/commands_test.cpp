@@ -242,3 +242,13 @@ TEST(Kt3Output, FailsWhenStandardOutputTakesNoData) {
     EXPECT_EQ(run_script("idle", "\"$KT3\" list >/dev/full", scratch).status, 1);
     EXPECT_EQ(run_script("idle", "\"$KT3\" list >&-", scratch).status, 1);
 }
+
+TEST(Kt3Output, ReachesStandardOutputByItsName) {
+    const Scratch scratch;
+    const Ended plain = run_kt3("idle", {"list", "--csv"});
+    const Ended named = run_script("idle", "echo first; exec \"$KT3\" list --csv -o /dev/stdout", scratch);
+    EXPECT_EQ(named.status, 0);
+    EXPECT_EQ(named.out, "first\n" + plain.out);
+    EXPECT_EQ(named.err, plain.err);
+    EXPECT_EQ(run_kt3("idle", {"list", "--csv", "-o", "-"}).out, plain.out);
+}

@@ -1,6 +1,8 @@
 #pragma once
 // kt3 as users run it: a process of its own, on a simulated machine, with its two output channels kept apart.
 
+#include "cli/scratch.hpp"
+
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -22,11 +24,6 @@ struct Ended {
     std::string err;
 };
 
-inline std::string file_text(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 inline std::vector<std::string> lines_of(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream in(text);
@@ -35,30 +32,6 @@ inline std::vector<std::string> lines_of(const std::string& text) {
     }
     return lines;
 }
-
-// A folder of one test; HOME of the processes it starts.
-class Scratch {
-public:
-    Scratch() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "kt3-cli-XXXXXX").string();
-        EXPECT_NE(::mkdtemp(pattern.data()), nullptr);
-        folder = pattern;
-    }
-    ~Scratch() {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
-    }
-    Scratch(const Scratch&) = delete;
-    Scratch& operator=(const Scratch&) = delete;
-
-    [[nodiscard]] std::filesystem::path preferences() const { return folder / ".local/share/tqm_gfx_util.ini"; }
-    void write_preferences(const std::string& text) const {
-        std::filesystem::create_directories(preferences().parent_path());
-        std::ofstream(preferences(), std::ios::binary) << text;
-    }
-
-    std::filesystem::path folder;
-};
 
 using Environment = std::map<std::string, std::string>;
 

@@ -1,15 +1,9 @@
-// kt3 vm: dumps that are broken, huge, changing or never end, and the parts of the commands as functions.
+// kt3 vm: dumps that are broken, huge, changing or never end.
 
 #include "cli/run_kt3.hpp"
-#include "output/vm/diff.hpp"
-#include "output/vm/findings.hpp"
-#include "output/vm/map.hpp"
-#include "output/vm/picture.hpp"
-#include "output/vm/tree.hpp"
 
 #include <nlohmann/json.hpp>
 
-using namespace kt3::cli;
 using namespace kt3::tests;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
@@ -31,39 +25,6 @@ std::vector<std::string> codes_of(const nlohmann::json& document, const std::str
         }
     }
     return codes;
-}
-
-VmNode node(std::uint64_t start, std::uint64_t size, std::int64_t pid = 1) {
-    return {pid, "game", "1f40", start, size};
-}
-
-AddressSpace space(const std::vector<VmNode>& nodes) {
-    return address_spaces(nodes).at(0);
-}
-
-std::vector<std::pair<std::uint64_t, std::uint64_t>> pairs(const std::vector<Span>& spans) {
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> all;
-    for (const Span& span : spans) {
-        all.emplace_back(span.start, span.end);
-    }
-    return all;
-}
-
-PageEntry page(std::int32_t index, std::int64_t address, std::int32_t owner = 0) {
-    PageEntry made;
-    made.index = index;
-    made.address = address;
-    made.address_known = 1;
-    made.owner = owner;
-    return made;
-}
-
-std::vector<std::size_t> run_lengths(const std::vector<PageEntry>& pages) {
-    std::vector<std::size_t> lengths;
-    for (const PageRun& run : fold_runs(pages)) {
-        lengths.push_back(run.count);
-    }
-    return lengths;
 }
 
 // A machine's driver directory, for scripts.
@@ -276,77 +237,7 @@ TEST(VmUsage, NamesWhatAnOlderLibraryLacks) {
     EXPECT_THAT(run.err, HasSubstr("get_Pid_info"));
 }
 
-// ---- folding --------------------------------------------------------------------------------------------------------
-
-TEST(VmRuns, FoldEqualStepsOfOneTable) {
-    EXPECT_THAT(run_lengths({}), IsEmpty());
-    EXPECT_THAT(run_lengths({page(0, 1), page(1, 2), page(2, 3)}), ElementsAre(3));
-    EXPECT_THAT(run_lengths({page(0, 1), page(1, 1), page(2, 1)}), ElementsAre(3));
-    EXPECT_THAT(run_lengths({page(0, 1), page(1, 2), page(2, 4)}), ElementsAre(2, 1));
-    EXPECT_THAT(run_lengths({page(0, 1), page(2, 2)}), ElementsAre(1, 1));
-    EXPECT_THAT(run_lengths({page(0, 1, 0), page(1, 2, 1)}), ElementsAre(1, 1));
-    EXPECT_THAT(run_lengths({page(2, 3), page(1, 2)}), ElementsAre(1, 1));
-}
-
-TEST(VmRuns, AreNotFoldedAcrossOtherAttributes) {
-    PageEntry snooped = page(1, 2);
-    snooped.snoop = 1;
-    PageEntry unknown = page(1, 2);
-    unknown.address_known = 0;
-    EXPECT_THAT(run_lengths({page(0, 1), snooped}), ElementsAre(1, 1));
-    EXPECT_THAT(run_lengths({page(0, 1), unknown}), ElementsAre(1, 1));
-}
-
 // ---- map ------------------------------------------------------------------------------------------------------------
-
-TEST(VmMap, JoinsWhatTouchesAndFindsHoles) {
-    const AddressSpace made = space({node(0x40, 0x10), node(0, 0x10), node(0x10, 0x10)});
-    EXPECT_THAT(pairs(made.ranges), ElementsAre(std::pair(0, 0x20), std::pair(0x40, 0x50)));
-    EXPECT_THAT(pairs(made.holes), ElementsAre(std::pair(0x20, 0x40)));
-    EXPECT_THAT(made.overlaps, IsEmpty());
-    EXPECT_EQ(made.used, 0x30u);
-    EXPECT_EQ(made.regions.size(), 1u);
-}
-
-TEST(VmMap, FindsOverlapsWithAnyEarlierNode) {
-    // The third lies in the first, behind the end of the second; the fourth overlaps both.
-    const AddressSpace made = space({node(0, 0x100), node(0x10, 0x10), node(0x80, 0x10), node(0x88, 0x100)});
-    EXPECT_THAT(pairs(made.overlaps), ElementsAre(std::pair(0x10, 0x20), std::pair(0x80, 0x100)));
-    EXPECT_THAT(pairs(made.ranges), ElementsAre(std::pair(0, 0x188)));
-}
-
-TEST(VmMap, TakesNodesAtTheEndOfTheAddressSpace) {
-    const std::uint64_t last = 0x7fffffffffffffff;
-    const AddressSpace made = space({node(0, 1), node(last, last)});
-    EXPECT_THAT(pairs(made.ranges), ElementsAre(std::pair<std::uint64_t, std::uint64_t>(0, 1),
-                                                std::pair<std::uint64_t, std::uint64_t>(last, last + last)));
-    EXPECT_EQ(region_bar(made, {0, last + last}, 4), "+.##");
-}
-
-TEST(VmMap, LeavesOutEmptyNodesButNotTheirProcess) {
-    const AddressSpace made = space({node(0x10, 0)});
-    EXPECT_THAT(made.ranges, IsEmpty());
-    EXPECT_EQ(space_json(made)["largest_range"], nullptr);
-    EXPECT_EQ(map_text(made, false), "pid 1  game  0 B used in 0 ranges of 0 nodes\n");
-}
-
-TEST(VmMap, DrawsUsedPartlyUsedSharedAndFreeCells) {
-    const AddressSpace made = space({node(0, 0x10), node(0x20, 0x18), node(0x28, 0x4), node(0x60, 0x10)});
-    EXPECT_EQ(region_bar(made, {0, 0x70}, 7), "#.!+..#");
-}
-
-TEST(VmMap, DrawsRegionsSmallerThanTheBar) {
-    const AddressSpace made = space({node(5, 2)});
-    EXPECT_EQ(region_bar(made, {5, 7}, 4), "####");
-}
-
-TEST(VmMap, WritesAPictureThatIsWellFormed) {
-    VmNode evil = node(0, 0x10);
-    evil.name = "<script>&\x1b\xff";
-    const std::string picture = svg_picture(address_spaces({evil, node(0x8, 0x10, 2), node(0x10, 0x10, 2)}));
-    EXPECT_THAT(picture, AllOf(HasSubstr("&lt;script&gt;&amp;\\x1b\xEF\xBF\xBD"), Not(HasSubstr("<script>")),
-                               HasSubstr("#d83b3b")));
-}
 
 TEST(VmMap, PutsThePictureIntoAFileAndTheTextOnStandardOutput) {
     const Scratch scratch;
@@ -362,17 +253,6 @@ TEST(VmMap, PutsThePictureOnStandardOutputWhenThatIsNamed) {
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.out.find("<svg"), 0U);
     EXPECT_THAT(run.out, HasSubstr("</svg>\npid,kind,"));
-}
-
-TEST(VmFindings, OfOneKindAreCountedOnScreenBeyondTheFirstTwenty) {
-    const std::vector<kt3::cli::DumpFault> faults(23, {"1f", "/allocations/1f/vm_info", 0, "unreadable", "gone"});
-    std::string expected = "Findings\n";
-    for (int shown = 0; shown < 20; ++shown) {
-        expected += "  allocation 1f, vm_info: gone\n";
-    }
-    EXPECT_EQ(kt3::cli::findings_text(faults, false),
-              expected + "  and 3 more of the kind unreadable; --json has all\n");
-    EXPECT_EQ(kt3::cli::findings_json(faults).size(), 23U);
 }
 
 TEST(VmMap, SaysWhenThePictureCannotBeWritten) {
@@ -430,23 +310,6 @@ TEST(VmDiff, FindsNodesThatGrewOrWent) {
               "- pid 4711 game handle 1f43 address 0x7f0000000000: 2 MiB\n"
               "~ pid 998 desktop handle 1f44 address 0x14000: 4 KiB -> 12 KiB\n"
               "0 added, 1 removed, 1 changed\n");
-}
-
-TEST(VmDiff, MatchesWhatOccursSeveralTimesInOrder) {
-    const auto nodes = [](const std::vector<std::pair<const char*, int>>& list) {
-        kt3::cli::Json document = {{"command", "vm nodes"}, {"nodes", kt3::cli::Json::array()}};
-        for (const auto& [handle, size] : list) {
-            document["nodes"].push_back(
-                {{"pid", 1}, {"name", "x"}, {"handle", handle}, {"gpu_va", 16}, {"size_bytes", size}});
-        }
-        return document;
-    };
-    const auto differences = kt3::cli::compare_dumps(nodes({{"a", 1}, {"b", 1}, {"a", 2}, {"a", 4}}),
-                                                     nodes({{"a", 1}, {"c", 1}, {"a", 3}, {"a", 4}}));
-    EXPECT_EQ(kt3::cli::differences_text(differences, false), "- pid 1 x handle b address 0x10: 1 B\n"
-                                                              "~ pid 1 x handle a address 0x10: 2 B -> 3 B\n"
-                                                              "+ pid 1 x handle c address 0x10: 1 B\n"
-                                                              "1 added, 1 removed, 1 changed\n");
 }
 
 TEST(VmDiff, HasCsvAndJsonForms) {

@@ -1,6 +1,6 @@
 #include "output/text_table.hpp"
 
-using namespace kt3::cli;
+using namespace kt3::output;
 
 namespace {
 

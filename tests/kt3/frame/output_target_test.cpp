@@ -1,14 +1,15 @@
 #include "kt3/output_target.hpp"
 
-#include "cli/run_kt3.hpp"
-#include "kt3/exit_status.hpp"
+#include "cli/scratch.hpp"
+#include "observe/failure.hpp"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
-using kt3::cli::ExitStatus;
-using kt3::cli::Failure;
-using kt3::cli::Fd;
 using kt3::cli::Output;
+using kt3::observe::ExitStatus;
+using kt3::observe::Failure;
+using kt3::observe::Fd;
 using kt3::tests::file_text;
 using kt3::tests::Scratch;
 
@@ -103,17 +104,6 @@ TEST_F(OutputFile, IsTheDescriptorThatItsNameStandsFor) {
         output.finish();
     }
     EXPECT_EQ(file_text(file), "before\ndata\ndata\ndata\n");
-}
-
-TEST(Kt3Output, ReachesStandardOutputByItsName) {
-    const Scratch scratch;
-    const kt3::tests::Ended plain = kt3::tests::run_kt3("idle", {"list", "--csv"});
-    const kt3::tests::Ended named =
-        kt3::tests::run_script("idle", "echo first; exec \"$KT3\" list --csv -o /dev/stdout", scratch);
-    EXPECT_EQ(named.status, 0);
-    EXPECT_EQ(named.out, "first\n" + plain.out);
-    EXPECT_EQ(named.err, plain.err);
-    EXPECT_EQ(kt3::tests::run_kt3("idle", {"list", "--csv", "-o", "-"}).out, plain.out);
 }
 
 TEST_F(OutputFile, IsWrittenInPlaceWhenItIsADevice) {

@@ -4,8 +4,8 @@
 
 #include <random>
 
-using kt3::cli::Json;
-using kt3::cli::JsonStream;
+using kt3::output::Json;
+using kt3::output::JsonStream;
 
 namespace {
 

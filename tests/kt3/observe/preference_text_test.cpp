@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-using namespace kt3::cli;
+using namespace kt3::observe;
 using ::testing::HasSubstr;
 
 TEST(ApplicationName, IsWhatFollowsTheLastSeparator) {

@@ -2,6 +2,7 @@
 # listed_fields.sh LAYOUTS HEADER: the list has every record of the header with the size asserted below it, and every
 # field of the record, in order; nothing else is listed for that header.
 set -euo pipefail
+# shellcheck source=SCRIPTDIR/layout_list.sh
 source "$(dirname "$0")/layout_list.sh"
 
 # One field a line, four spaces in; functions have parentheses.

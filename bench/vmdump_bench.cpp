@@ -94,8 +94,9 @@ const std::string& dump_file(int sub_entries) {
 }
 
 std::size_t line_count(const std::string& path) {
+    const vmdump::DumpBlock block;
     std::size_t lines = 0;
-    vmdump::read_in_blocks(path.c_str(), [&](std::string_view text, bool) {
+    vmdump::read_in_blocks(path.c_str(), block.bytes(), [&](std::string_view text, bool) {
         lines += static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
         return text.size();
     });
@@ -113,9 +114,10 @@ void count_lines(benchmark::State& state, const std::string& path) {
 // The floor: the same bytes read, their lines counted.
 void ReadAndCountLines(benchmark::State& state) {
     const std::string path = dump_file(static_cast<int>(state.range(0)));
+    const vmdump::DumpBlock block;
     for (auto _ : state) {
         std::size_t lines = 0;
-        vmdump::read_in_blocks(path.c_str(), [&](std::string_view text, bool) {
+        vmdump::read_in_blocks(path.c_str(), block.bytes(), [&](std::string_view text, bool) {
             const char* at = text.data();
             const char* const end = at + text.size();
             while (at != end && (at = static_cast<const char*>(
@@ -132,10 +134,11 @@ void ReadAndCountLines(benchmark::State& state) {
 
 void ParseDump(benchmark::State& state) {
     const std::string path = dump_file(static_cast<int>(state.range(0)));
+    const vmdump::DumpBlock block;
     data_vectors record = vmdump::make_record();
     for (auto _ : state) {
         vmdump::empty_sequences(record);
-        vmdump::read_page_tables(path.c_str(), record);
+        vmdump::read_page_tables(path.c_str(), block, record);
         benchmark::DoNotOptimize(record.st_level2.data());
     }
     count_lines(state, path);
@@ -194,11 +197,12 @@ void from_chars_line(std::string_view line, data_vectors& record, bool& in_run) 
 
 void ParseDumpByFromChars(benchmark::State& state) {
     const std::string path = dump_file(static_cast<int>(state.range(0)));
+    const vmdump::DumpBlock block;
     data_vectors record = vmdump::make_record();
     for (auto _ : state) {
         vmdump::empty_sequences(record);
         bool in_run = false;
-        vmdump::read_in_blocks(path.c_str(), [&](std::string_view text, bool) {
+        vmdump::read_in_blocks(path.c_str(), block.bytes(), [&](std::string_view text, bool) {
             std::size_t done = 0;
             for (std::size_t end = 0; (end = text.find('\n', done)) != text.npos; done = end + 1) {
                 from_chars_line(text.substr(done, end - done), record, in_run);
@@ -282,11 +286,12 @@ void ParseDumpByFgetsAndSscanf(benchmark::State& state) {
 
 void ReadWholeClient(benchmark::State& state) {
     const std::string path = dump_file(static_cast<int>(state.range(0)));
+    const vmdump::DumpBlock block;
     vmdump::ReusedRecord client;
     for (auto _ : state) {
         std::vector<data_vectors> list;
         vmdump::make_ready(client);
-        vmdump::read_stamped_page_tables(path.c_str(), client.record);
+        vmdump::read_stamped_page_tables(path.c_str(), block, client.record);
         vmdump::hand_over(client, list);
         benchmark::DoNotOptimize(list.data());
     }
@@ -304,7 +309,7 @@ BENCHMARK(ReadWholeClient)->Arg(300)->Arg(3'000)->Arg(30'000)->Arg(300'000);
 
 std::vector<data_vectors> filled_list(int sub_entries) {
     std::vector<data_vectors> list(1);
-    vmdump::read_stamped_page_tables(dump_file(sub_entries).c_str(), list[0]);
+    vmdump::read_stamped_page_tables(dump_file(sub_entries).c_str(), {}, list[0]);
     std::strcpy(list[0].pid, "4711");
     return list;
 }
@@ -514,6 +519,7 @@ const std::string& client_driver() {
 // The floor: ps asked ten times, one after the other, and the files read.
 void AskPsAndReadTenClients(benchmark::State& state) {
     const std::string driver = client_driver();
+    const vmdump::DumpBlock block;
     const std::string command = "ps -p " + std::to_string(::getpid()) + " -o comm=";
     for (auto _ : state) {
         const support::Dir entries(::opendir((driver + "/devices").c_str()));
@@ -523,7 +529,8 @@ void AskPsAndReadTenClients(benchmark::State& state) {
             }
             for (const char* file : {"info", "vm_info"}) {
                 const auto path = vmdump::file_path(driver.c_str(), "devices", entry->d_name, file);
-                vmdump::read_in_blocks(path.text, [](std::string_view text, bool) { return text.size(); });
+                vmdump::read_in_blocks(path.text, block.bytes(),
+                                       [](std::string_view text, bool) { return text.size(); });
             }
             const support::Pipe ps(::popen(command.c_str(), "re"));
             char answer[128];

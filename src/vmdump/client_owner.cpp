@@ -44,7 +44,7 @@ bool read_process_id(const char* info_path, data_vectors& record) {
     // Nothing is read after the owner line, so a file that fails there is no failure.
     const auto take_owner_line = [&record](std::string_view text, bool last) {
         std::string_view left = text;
-        while (has_line(left, last) || contains(left, "\n")) {
+        while (left.size() >= kLineSize || contains(left, "\n") || (last && !left.empty())) {
             const std::string_view line = first_line(left);
             if (contains(visible(line), "pid")) {
                 copy_field(record.pid, pid_of_line(visible(line)), "pid");
@@ -54,7 +54,8 @@ bool read_process_id(const char* info_path, data_vectors& record) {
         }
         return text.size() - left.size();
     };
-    if (!read_in_blocks(info_path, take_owner_line)) {
+    char block[4 * kLineSize];
+    if (!read_in_blocks(info_path, block, take_owner_line)) {
         support::say_line("Fail to read pid info. skip...");
         return false;
     }

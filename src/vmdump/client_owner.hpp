@@ -7,7 +7,7 @@
 namespace kt3::vmdump {
 
 // Fills `pid` from the first line of the file that holds "pid"; leaves it alone when there is none. False, with one
-// line on standard output, when the file cannot be opened.
+// line on standard output, when the file cannot be read that far.
 bool read_process_id(const char* info_path, data_vectors& record);
 
 // A process name that is being looked up. ps runs beside the caller until the answer is taken.

@@ -21,11 +21,11 @@ bool is_client(std::string_view name) {
 
 // A failure of one file does not keep the others from being read. ps takes longer than a usual dump, so it runs while
 // the dump is read.
-bool read_client(const char* driver_directory, const char* name, data_vectors& record) {
+bool read_client(const char* driver_directory, const char* name, const DumpBlock& block, data_vectors& record) {
     const bool id_known = read_process_id(file_path(driver_directory, kClients, name, "info").text, record);
     NameQuery query = ask_process_name(record);
     const bool dump_read =
-        read_stamped_page_tables(file_path(driver_directory, kClients, name, "vm_info").text, record);
+        read_stamped_page_tables(file_path(driver_directory, kClients, name, "vm_info").text, block, record);
     const bool name_known = take_process_name(std::move(query), record);
     return id_known && name_known && dump_read;
 }
@@ -34,13 +34,14 @@ bool read_client(const char* driver_directory, const char* name, data_vectors& r
 
 bool walk_clients(const char* driver_directory, std::vector<data_vectors>& list) {
     support::Listing clients(directory_path(driver_directory, kClients).text);
+    const DumpBlock block;
     ReusedRecord client;
     while (const char* name = clients.next()) {
         if (!is_client(name)) {
             continue;
         }
         make_ready(client);
-        if (!read_client(driver_directory, name, client.record)) {
+        if (!read_client(driver_directory, name, block, client.record)) {
             return false;
         }
         if (support::bounded_text(client.record.app_name) != "0") {

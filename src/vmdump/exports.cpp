@@ -115,7 +115,7 @@ KT3_EXPORT int get_PageTable_data_try(std::vector<data_vectors>& list) {
 // ---- page tables ----------------------------------------------------------------------------------------------------
 
 KT3_EXPORT int32_t get_pagetable_info(data_vectors* record, char* vm_info_path) {
-    return status_of(vmdump::read_page_tables(vm_info_path, *record));
+    return status_of(vmdump::read_page_tables(vm_info_path, {}, *record));
 }
 
 KT3_EXPORT void generate_DigitalIndex(data_vectors& record) {

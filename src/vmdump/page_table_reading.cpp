@@ -174,21 +174,21 @@ std::size_t read_lines(std::string_view text, bool last, ReadingState& state, da
 
 namespace {
 
-bool read_file(const char* path, ReadingState state, data_vectors& record) {
-    return read_in_blocks(path,
+bool read_file(const char* path, const DumpBlock& block, ReadingState state, data_vectors& record) {
+    return read_in_blocks(path, block.bytes(),
                           [&](std::string_view text, bool last) { return read_lines(text, last, state, record); });
 }
 
 } // namespace
 
-bool read_page_tables(const char* path, data_vectors& record) {
-    return read_file(path, {}, record);
+bool read_page_tables(const char* path, const DumpBlock& block, data_vectors& record) {
+    return read_file(path, block, {}, record);
 }
 
-bool read_stamped_page_tables(const char* path, data_vectors& record) {
+bool read_stamped_page_tables(const char* path, const DumpBlock& block, data_vectors& record) {
     ReadingState state;
     state.stamps = true;
-    return read_file(path, state, record);
+    return read_file(path, block, state, record);
 }
 
 } // namespace kt3::vmdump

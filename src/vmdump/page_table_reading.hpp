@@ -6,6 +6,7 @@
 //   1:511 Snoop:1 Segment:0 LargePage:0 Addr:0x3f00    sub-table entry of level 1, below the last level 1 entry
 
 #include "vmdump/client_record.hpp"
+#include "vmdump/dump_reading.hpp"
 
 #include <string_view>
 
@@ -24,11 +25,11 @@ struct ReadingState {
 // its dump, else all but an unfinished line.
 std::size_t read_lines(std::string_view text, bool last, ReadingState& state, data_vectors& record);
 
-// Appends the entries of a whole dump. False when the file cannot be opened.
-bool read_page_tables(const char* path, data_vectors& record);
+// Appends the entries of a whole dump. False when the file cannot be read.
+bool read_page_tables(const char* path, const DumpBlock& block, data_vectors& record);
 
 // The same with every entry of the record stamped, which must be empty before.
-bool read_stamped_page_tables(const char* path, data_vectors& record);
+bool read_stamped_page_tables(const char* path, const DumpBlock& block, data_vectors& record);
 
 // Hands the level and index of the page-table entry that owns a run to every entry of the run.
 void stamp_run(vidmm_vm_pte_elt3k& entry);

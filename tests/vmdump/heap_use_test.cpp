@@ -50,8 +50,9 @@ TEST(HeapUse, OfReadingADumpIsNoneWithinTheReservedRoom) {
     kernel.client("03000000", "12", "game", dump_of(1'000));
     std::string path_text = kernel.real(path).string();
     data_vectors record = kt3::vmdump::make_record();
+    const kt3::vmdump::DumpBlock block;
     const std::size_t before = blocks_taken;
-    ASSERT_TRUE(kt3::vmdump::read_stamped_page_tables(path_text.c_str(), record));
+    ASSERT_TRUE(kt3::vmdump::read_stamped_page_tables(path_text.c_str(), block, record));
     EXPECT_EQ(blocks_taken, before);
     EXPECT_EQ(record.st_level2.size(), 3'000U);
 }

@@ -11,7 +11,7 @@ namespace kt3::allocation {
 namespace {
 
 constexpr std::size_t kLongestLine = 510;
-constexpr std::size_t kLongestName = 63; // of those that are shortened
+constexpr std::int32_t kLongestName = 63; // of those that are shortened
 
 // Arguments are separated by zero bytes. A newline ends the name as well and belongs to it.
 std::size_t first_argument_end(const char* line, std::size_t length) {
@@ -51,9 +51,12 @@ bool read_first_argument(int file, Line& line) {
     return filled > 0;
 }
 
-void copy(std::string_view text, char* name) {
-    std::memcpy(name, text.data(), text.size());
-    name[text.size()] = '\0';
+// The text is shorter than the limit. A limit of 0 or less leaves no place even for its end.
+void copy(std::string_view text, char* name, std::int32_t limit) {
+    if (limit > 0) {
+        std::memcpy(name, text.data(), text.size());
+        name[text.size()] = '\0';
+    }
 }
 
 } // namespace
@@ -63,7 +66,8 @@ std::string_view short_program_name(std::string_view first_argument, std::int32_
         return first_argument;
     }
     const std::string_view program = first_argument.substr(0, first_argument.find(' '));
-    return program.substr(program.rfind('/') + 1).substr(0, kLongestName); // the whole text when it has no "/"
+    const std::int32_t longest = std::min(kLongestName, std::max(limit, 1) - 1);
+    return program.substr(program.rfind('/') + 1, static_cast<std::size_t>(longest)); // all of it without a "/"
 }
 
 bool read_package_name(std::int32_t pid, char* name, std::int32_t limit) {
@@ -71,14 +75,14 @@ bool read_package_name(std::int32_t pid, char* name, std::int32_t limit) {
     std::snprintf(path, sizeof path, "/proc/%d/cmdline", pid);
     const support::Fd file(::open(path, O_RDONLY | O_CLOEXEC));
     if (!file) {
-        copy("", name);
+        copy("", name, limit);
         return true;
     }
     Line line;
     if (!read_first_argument(file.get(), line)) {
         return false;
     }
-    copy(short_program_name({line.text, line.length}, limit), name);
+    copy(short_program_name({line.text, line.length}, limit), name, limit);
     return true;
 }
 

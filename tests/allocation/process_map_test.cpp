@@ -331,7 +331,7 @@ TEST(PackageName, IsTheFirstArgumentWhenItFits) {
     EXPECT_EQ(name_of(900001), "/bin/abcde");
     EXPECT_EQ(name_of(900001, 11), "/bin/abcde");
     EXPECT_EQ(name_of(900001, 10), "abcde");
-    EXPECT_EQ(name_of(900001, 3), "abcde") << "the limit says when to shorten, not by how much";
+    EXPECT_EQ(name_of(900001, 3), "ab");
 }
 
 TEST(PackageName, IsTheBaseNameOfALongPath) {
@@ -392,12 +392,25 @@ TEST(PackageName, IsEmptyForACommandLineThatBeginsWithAZeroByte) {
     EXPECT_EQ(name_of(900001), "");
 }
 
-TEST(PackageName, IsTheBaseNameForALimitThatNothingIsShorterThan) {
+TEST(PackageName, WritesNoByteBeyondTheLimit) {
+    DriverTree driver;
+    driver.process(900001, "/usr/bin/a-name-that-its-process-has-chosen\0"s);
+    for (const int limit : {1, 2, 15, 16, 24, 64}) {
+        std::string name(100, '#');
+        EXPECT_EQ(getPackageNameFromPid(900001, name.data(), limit), 0);
+        const std::string whole =
+            limit == 64 ? "/usr/bin/a-name-that-its-process-has-chosen" : "a-name-that-its-process-has-chosen";
+        const std::string written = whole.substr(0, static_cast<std::size_t>(limit) - 1);
+        EXPECT_EQ(name, written + '\0' + std::string(99 - written.size(), '#')) << limit;
+    }
+}
+
+TEST(PackageName, IsNotWrittenForALimitOfZeroOrLess) {
     DriverTree driver;
     driver.process(900001, "/usr/bin/viewer\0"s);
-    for (const int limit : {1, 0, -1, INT32_MIN}) {
-        EXPECT_EQ(name_of(900001, limit), "viewer") << limit;
-        EXPECT_EQ(name_of(900009, limit), "") << limit;
+    for (const int limit : {0, -1, INT32_MIN}) {
+        EXPECT_EQ(name_of(900001, limit), "before") << limit;
+        EXPECT_EQ(name_of(900009, limit), "before") << limit;
     }
 }
 

@@ -1,9 +1,12 @@
 #include "allocation/allocation_state.hpp"
 
+#include "interface/lifetime.hpp"
+
 namespace kt3::allocation {
 namespace {
 
 constinit AllocationState state;
+constinit interface::ContainerWatch state_watch;
 
 } // namespace
 

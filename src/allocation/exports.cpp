@@ -9,11 +9,14 @@
 #include "allocation/raw_list.hpp"
 #include "allocation/snapshot.hpp"
 #include "allocation/sums.hpp"
+#include "interface/lifetime.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 
 using namespace kt3::allocation;
+using kt3::interface::containers_alive;
 
 constinit std::vector<_GFX_ALLOCATION_INFO> vec_memleak_result;
+static constinit kt3::interface::ContainerWatch tracked_watch;
 
 KT3_EXPORT int get_current_allocation_data_try(std::vector<_GFX_ALLOCATION_INFO>& records, int, int is_va_driver) {
     return walk_allocations(bound_tree(is_va_driver), records) ? 0 : -1;
@@ -73,14 +76,14 @@ KT3_EXPORT int32_t get_device_allocation_summary_internal_ext1(_GFX_DEVICE_ALLOC
 }
 
 KT3_EXPORT int32_t get_allocation_raw_list_internal(_GFX_ALLOCATION_RAW_LIST* raw_list, find_adapter* adapters) {
-    if (raw_list == nullptr) {
+    if (raw_list == nullptr || !containers_alive()) {
         return -1;
     }
     return answer_raw_list(tree_of_current_slot(adapters), *raw_list) ? 0 : -1;
 }
 
 KT3_EXPORT void get_memleak_information(_GFX_ALLOCATION_INFO* result, int, int is_va_driver) {
-    if (result != nullptr) {
+    if (result != nullptr && containers_alive()) {
         look_for_leaks(bound_tree(is_va_driver), vec_memleak_result, LeakResult(result, KT3_MEMLEAK_GROUPS));
     }
 }

@@ -1,6 +1,7 @@
 // The routines and objects of this folder that clients link against by name. Arguments that are texts are strings by
 // value because that is what the exported symbols say.
 
+#include "interface/lifetime.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 #include "support/bounded_copy.hpp"
 #include "support/retries.hpp"
@@ -17,6 +18,7 @@
 
 using namespace kt3;
 using namespace std::chrono_literals;
+using interface::containers_alive;
 
 namespace {
 
@@ -49,6 +51,7 @@ void refresh_snapshot() {
 constinit int32_t Get_Local_Data_Status = 0;
 constinit std::vector<data_vectors> Pagetable_List;
 constinit std::vector<allcation_Info> Allocation_List;
+static constinit interface::ContainerWatch lists_watch;
 
 // ---- records --------------------------------------------------------------------------------------------------------
 
@@ -192,6 +195,9 @@ KT3_EXPORT void Fill_Value_to_subTable(_PAGETABLE_DATA* rows, std::vector<vidmm_
 extern "C" {
 
 KT3_EXPORT void get_pagetable_data_info(_PAGETABLE_DATA* rows, uint32_t* count) {
+    if (!containers_alive()) {
+        return;
+    }
     if (rows == nullptr) {
         refresh_snapshot();
     }
@@ -206,7 +212,7 @@ KT3_EXPORT void get_pagetable_data_info(_PAGETABLE_DATA* rows, uint32_t* count) 
 }
 
 KT3_EXPORT void get_allocation_data_info(_GFX_VM_ALLOCATION_DATA* entries, uint32_t* count) {
-    if (say_no_snapshot_if_failed()) {
+    if (!containers_alive() || say_no_snapshot_if_failed()) {
         return;
     }
     if (entries != nullptr) {

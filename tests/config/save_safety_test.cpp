@@ -1,8 +1,6 @@
 // A save loses nothing: neither to a crash nor to a full disk, and the file stays the user's own.
 
-#include "config/home_folder.hpp"
-#include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
-#include "support/log_capture.hpp"
+#include "config/save_safety.hpp"
 
 #include <csignal>
 #include <fcntl.h>
@@ -10,69 +8,15 @@
 #include <gmock/gmock.h>
 #include <optional>
 #include <sys/ptrace.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-using kt3::tests::entry;
-using kt3::tests::HomeFolder;
-using kt3::tests::LogCapture;
+using namespace kt3::tests;
 using testing::AnyOf;
 using testing::ElementsAre;
 
 namespace {
-
-constexpr const char* kOld = "; tqm_gfx_util.ini\n\n[old]\nFullPath = /bin/old\n";
-constexpr uid_t kNobody = 65534;
-
-struct SaveSafety : testing::Test {
-    SaveSafety() { fill(1); }
-
-    static void fill(int entries) {
-        interface_config_list.clear();
-        for (int i = 0; i < entries; ++i) {
-            interface_config_list.push_back(entry("app" + std::to_string(i), "/bin/app" + std::to_string(i), i));
-        }
-    }
-
-    // What an undisturbed save writes.
-    std::string new_text() {
-        const std::string path = home.root() / "reference";
-        savefile_INI(path.c_str());
-        std::string text = HomeFolder::text_of(path);
-        std::filesystem::remove(path);
-        return text;
-    }
-
-    std::vector<std::string> files() const {
-        std::vector<std::string> names;
-        for (const auto& file : std::filesystem::directory_iterator(home.folder())) {
-            names.push_back(file.path().filename());
-        }
-        return names;
-    }
-
-    HomeFolder home;
-    LogCapture log;
-};
-
-// Runs `work` in a child and returns how that ended.
-int in_child(const std::function<void()>& work) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        work();
-        ::_exit(0);
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return status;
-}
-
-void expect_clean_end(int status) {
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "status " << status;
-}
 
 enum class Traced { ended, killed, not_permitted };
 
@@ -150,32 +94,6 @@ std::optional<std::vector<std::uint64_t>> file_calls(const std::function<void()>
         } else if (marked && !manages_memory(info.entry.nr)) {
             calls.push_back(info.entry.nr);
         }
-    }
-}
-
-// A file may not grow beyond `bytes` in this process: writing stops there as on a full disk.
-void limit_file_size(rlim_t bytes) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{bytes, bytes};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-}
-
-ino_t inode(const std::filesystem::path& path) {
-    struct stat status {};
-    ::lstat(path.c_str(), &status);
-    return status.st_ino;
-}
-
-mode_t mode(const std::filesystem::path& path) {
-    struct stat status {};
-    ::lstat(path.c_str(), &status);
-    return status.st_mode & 07777;
-}
-
-// Gives up root's right to write everywhere.
-void become_ordinary() {
-    if (::geteuid() == 0 && ::setresuid(kNobody, kNobody, kNobody) != 0) {
-        ::_exit(4);
     }
 }
 

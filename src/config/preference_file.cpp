@@ -1,9 +1,9 @@
 #include "config/preference_file.hpp"
 
+#include "config/config_state.hpp"
 #include "config/ini_reading.hpp"
 #include "config/ini_writing.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
-#include "support/file_reading.hpp"
 #include "support/whole_file.hpp"
 
 #include <cstdio>
@@ -18,6 +18,7 @@ namespace kt3::config {
 namespace {
 
 using Entry = _UTIL_GPU_PREFERENCE_NODE;
+using support::ReadResult;
 
 constexpr const char* kLoadTag = "Load from config:";
 constexpr const char* kSaveTag = "Save to config:";
@@ -43,6 +44,18 @@ void append(std::vector<Entry>& list, std::vector<Entry>&& more) {
     }
 }
 
+bool is_user_file(const char* path) {
+    return std::strcmp(path, UTIL_CONFIG_PATH) == 0;
+}
+
+const char* shown(const char* path) {
+    return path == nullptr ? "(null)" : path;
+}
+
+void log_not_opened(const char* path) {
+    lib_print_func("savefile_INI: can't open %s \n", shown(path));
+}
+
 } // namespace
 
 void build_config_path() {
@@ -54,12 +67,15 @@ void build_config_path() {
 }
 
 std::int32_t load_file(const char* path) {
-    const support::Fd file = path == nullptr ? support::Fd() : support::open_for_reading(AT_FDCWD, path);
-    if (!file) {
-        lib_print_func("parseINI fail to open %s\n", path == nullptr ? "(null)" : path);
+    const auto file = path == nullptr ? support::WholeText{} : support::read_whole(path);
+    if (path != nullptr && is_user_file(path)) {
+        config_state().unread = file.result == ReadResult::unreadable;
+    }
+    if (file.result != ReadResult::whole) {
+        lib_print_func("parseINI fail to open %s\n", shown(path));
         return -1;
     }
-    std::vector<Entry> read = parse_ini(support::read_to_end(file.get()));
+    std::vector<Entry> read = parse_ini(file.text);
     const auto sections = static_cast<std::int32_t>(read.size());
     const std::string lines = lines_if_logged(kLoadTag, read);
     append(interface_config_list, std::move(read));
@@ -70,13 +86,21 @@ std::int32_t load_file(const char* path) {
 
 void save_file(const char* path) {
     if (path == nullptr || !support::replace_file(path, ini_text(interface_config_list))) {
-        lib_print_func("savefile_INI: can't open %s \n", path == nullptr ? "(null)" : path);
+        log_not_opened(path);
         return;
     }
     const std::string lines = lines_if_logged(kSaveTag, interface_config_list);
     lib_print_func("-------------------------\n");
     log_each(lines);
     lib_print_func("\n");
+}
+
+void save_user_file() {
+    if (config_state().unread) {
+        log_not_opened(UTIL_CONFIG_PATH);
+    } else {
+        save_file(UTIL_CONFIG_PATH);
+    }
 }
 
 void log_entry(const char* tag, const Entry& entry) {

@@ -1,5 +1,6 @@
 #include "config/preference_operations.hpp"
 
+#include "config/config_state.hpp"
 #include "config/preference_file.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 #include "support/bounded_copy.hpp"
@@ -13,8 +14,6 @@ namespace kt3::config {
 namespace {
 
 using Entry = _UTIL_GPU_PREFERENCE_NODE;
-
-constinit ConfigState state;
 
 // Bytes behind the last field are padding that clients do not fill.
 constexpr std::size_t kFieldBytes = offsetof(Entry, reserved) + sizeof Entry::reserved;
@@ -34,10 +33,6 @@ std::vector<Entry>::iterator find_application(const Entry& wanted) {
 }
 
 } // namespace
-
-ConfigState& config_state() {
-    return state;
-}
 
 std::string_view file_name(std::string_view path) {
     return path.substr(path.find_last_of("/\\") + 1); // npos + 1 is 0
@@ -66,7 +61,7 @@ void set_preference(const Entry& entry) {
     } else {
         *stored = entry;
     }
-    save_file(UTIL_CONFIG_PATH);
+    save_user_file();
 }
 
 // Does not load the file: called before any get or set, it leaves a file that holds no entry. Clients rely on it.
@@ -78,7 +73,7 @@ void remove_preference(const Entry& entry) {
     if (UTIL_CONFIG_PATH[0] == '\0') {
         build_config_path();
     }
-    save_file(UTIL_CONFIG_PATH);
+    save_user_file();
 }
 
 void release_preferences() {

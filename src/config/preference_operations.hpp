@@ -8,12 +8,6 @@
 
 namespace kt3::config {
 
-// What the folder remembers besides the exported list and path.
-struct ConfigState {
-    bool loaded = false; // set by the first get or set, whether there was a file or not; never reset
-};
-ConfigState& config_state();
-
 // The part behind the last "/" or "\", or the whole path when it has neither.
 std::string_view file_name(std::string_view path);
 

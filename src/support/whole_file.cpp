@@ -1,6 +1,6 @@
 #include "support/whole_file.hpp"
 
-#include "support/file_reading.hpp"
+#include "support/interrupted_calls.hpp"
 #include "support/owned.hpp"
 
 #include <cerrno>
@@ -18,6 +18,24 @@ constexpr int kMostLinks = 40;
 constexpr mode_t kNewFileMode = 0666; // less the umask
 constexpr mode_t kPermissionBits = 07777;
 constexpr std::size_t kReadAhead = 4096;
+
+// False when a read fails.
+bool read_to_end(int file, off_t expected, std::string& text) {
+    std::size_t filled = 0;
+    // One byte more than the file says, so that the end is met without growing.
+    for (std::size_t more = expected > 0 ? static_cast<std::size_t>(expected) + 1 : kReadAhead;; more = text.size()) {
+        text.resize(filled + more);
+        while (filled < text.size()) {
+            const ssize_t got =
+                repeat_interrupted([&] { return ::read(file, text.data() + filled, text.size() - filled); });
+            if (got <= 0) {
+                text.resize(filled);
+                return got == 0;
+            }
+            filled += static_cast<std::size_t>(got);
+        }
+    }
+}
 
 bool write_all(int file, std::string_view text) {
     while (!text.empty()) {
@@ -131,20 +149,17 @@ void write_in_place(int file, const struct stat& old, std::string_view text) {
 
 } // namespace
 
-std::string read_to_end(int file) {
+WholeText read_whole(const char* path) {
+    const Fd file(repeat_interrupted([&] { return ::open(path, O_RDONLY | O_CLOEXEC); }));
     struct stat status {};
-    const bool sized = ::fstat(file, &status) == 0 && status.st_size > 0;
-    std::string text;
-    std::size_t filled = 0;
-    // One byte more than the file says, so that the first read already meets the end.
-    for (std::size_t room = sized ? static_cast<std::size_t>(status.st_size) + 1 : kReadAhead;; room = text.size()) {
-        text.resize(filled + room);
-        filled += read_page(file, text.data() + filled, room);
-        if (filled < text.size()) {
-            text.resize(filled);
-            return text;
-        }
+    if (!file || ::fstat(file.get(), &status) != 0) {
+        return {errno == ENOENT || errno == ENOTDIR ? ReadResult::absent : ReadResult::unreadable, {}};
     }
+    WholeText read{ReadResult::whole, {}};
+    if (!S_ISDIR(status.st_mode) && !read_to_end(file.get(), status.st_size, read.text)) {
+        return {ReadResult::unreadable, {}};
+    }
+    return read;
 }
 
 bool replace_file(const char* path, std::string_view text) {

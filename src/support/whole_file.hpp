@@ -6,8 +6,18 @@
 
 namespace kt3::support {
 
-// What an open file holds from its position on. A read error ends the text.
-std::string read_to_end(int file);
+enum class ReadResult {
+    whole,
+    absent,     // there is no file of that name
+    unreadable, // there is one, and it cannot be opened or read to its end
+};
+
+struct WholeText {
+    ReadResult result = ReadResult::absent;
+    std::string text; // empty unless the file was read whole; a folder reads as an empty file
+};
+
+WholeText read_whole(const char* path);
 
 // Makes `text` the content of the file at `path`. False only when the path cannot be opened for writing; then
 // nothing has changed.

@@ -45,6 +45,8 @@ struct SaveSafety : testing::Test {
         return names;
     }
 
+    std::vector<std::string> not_opened_lines() const { return {"savefile_INI: can't open " + home.file() + " \n"}; }
+
     HomeFolder home;
     LogCapture log;
 };

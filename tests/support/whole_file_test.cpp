@@ -1,0 +1,45 @@
+#include "support/whole_file.hpp"
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+using kt3::support::read_whole;
+using kt3::support::ReadResult;
+
+namespace {
+
+struct WholeFile : testing::Test {
+    WholeFile() { std::ofstream(path) << "text"; }
+    ~WholeFile() override { std::filesystem::remove(path); }
+    std::string path = testing::TempDir() + "kt3-whole-file-" + std::to_string(::getpid());
+};
+
+} // namespace
+
+TEST_F(WholeFile, IsReadToItsEnd) {
+    const auto read = read_whole(path.c_str());
+    EXPECT_EQ(read.result, ReadResult::whole);
+    EXPECT_EQ(read.text, "text");
+}
+
+TEST_F(WholeFile, MayBeEmpty) {
+    std::filesystem::resize_file(path, 0);
+    const auto read = read_whole(path.c_str());
+    EXPECT_EQ(read.result, ReadResult::whole);
+    EXPECT_EQ(read.text, "");
+}
+
+TEST_F(WholeFile, IsReadToItsEndWhenItDoesNotTellItsSize) {
+    EXPECT_EQ(std::filesystem::file_size("/proc/self/maps"), 0U);
+    const auto read = read_whole("/proc/self/maps");
+    EXPECT_EQ(read.result, ReadResult::whole);
+    EXPECT_NE(read.text.find("[stack]"), std::string::npos);
+}
+
+TEST_F(WholeFile, IsAbsentOnlyWhenNothingHasItsName) {
+    EXPECT_EQ(read_whole((path + ".missing").c_str()).result, ReadResult::absent);
+    EXPECT_EQ(read_whole((path + "/below").c_str()).result, ReadResult::absent);
+    EXPECT_EQ(read_whole("").result, ReadResult::absent);
+}

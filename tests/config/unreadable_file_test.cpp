@@ -1,6 +1,7 @@
 // A preference file that is there and cannot be read: nobody knows what a save would write over, so there is none.
 
 #include "config/save_safety.hpp"
+#include "support/failing_calls.hpp"
 #include "support/no_descriptors.hpp"
 
 #include <gmock/gmock.h>
@@ -29,6 +30,17 @@ struct UnreadableFile : SaveSafety {
     }
     [[nodiscard]] std::string not_read() const { return "parseINI fail to open " + home.file() + "\n"; }
     [[nodiscard]] std::string not_opened() const { return not_opened_lines()[0]; }
+
+    // Loads, sets and removes in a child in which the calls of that number fail as given while the file is loaded.
+    void change_after_failing(long number, Failures failures, const std::vector<std::string>& expected) const {
+        expect_clean_end(in_child([&] {
+            if (!make_fail(number, failures)) {
+                ::_exit(3);
+            }
+            set_and_remove();
+            ::_exit(LogCapture::lines() == expected ? 0 : 1);
+        }));
+    }
 };
 
 } // namespace
@@ -41,6 +53,48 @@ TEST_F(UnreadableFile, KeepsItsEntriesWhenNoDescriptorWasLeftToReadItWith) {
     set_and_remove();
     EXPECT_THAT(LogCapture::lines(), ElementsAre(not_read(), not_opened(), not_opened()));
     EXPECT_EQ(home.text(), kOld);
+}
+
+TEST_F(UnreadableFile, KeepsItsEntriesWhenItCannotBeOpened) {
+    if (!calls_can_be_made_to_fail()) {
+        GTEST_SKIP() << "the kernel does not let a process make its own calls fail";
+    }
+    for (const int error : {EMFILE, ENFILE, ENOMEM, EIO, EACCES}) {
+        change_after_failing(SYS_openat, {.error = error, .times = 1}, {not_read(), not_opened(), not_opened()});
+        EXPECT_EQ(home.text(), kOld) << error;
+    }
+}
+
+TEST_F(UnreadableFile, KeepsItsEntriesWhenReadingFails) {
+    if (!calls_can_be_made_to_fail()) {
+        GTEST_SKIP() << "the kernel does not let a process make its own calls fail";
+    }
+    for (const int error : {EIO, ENOMEM, ESTALE}) {
+        change_after_failing(SYS_read, {error}, {not_read(), not_opened(), not_opened()});
+        EXPECT_EQ(home.text(), kOld) << error;
+    }
+}
+
+TEST_F(UnreadableFile, AppendsNoEntryWhenReadingFailsAfterTheFirstPiece) {
+    if (!calls_can_be_made_to_fail()) {
+        GTEST_SKIP() << "the kernel does not let a process make its own calls fail";
+    }
+    expect_clean_end(in_child([&] {
+        const bool prepared = make_fail(SYS_read, {.error = EIO, .passed = 1});
+        ::_exit(prepared && parseINI(home.file().c_str()) == -1 && interface_config_list.empty() ? 0 : 1);
+    }));
+}
+
+TEST_F(UnreadableFile, IsReadAgainWhenASignalInterruptsTheReading) {
+    if (!calls_can_be_made_to_fail()) {
+        GTEST_SKIP() << "the kernel does not let a process make its own calls fail";
+    }
+    for (const long number : {SYS_openat, SYS_read}) {
+        expect_clean_end(in_child([&] {
+            const bool prepared = make_fail(number, {.error = EINTR, .times = 2});
+            ::_exit(prepared && count() == 1 ? 0 : 1);
+        }));
+    }
 }
 
 TEST_F(UnreadableFile, KeepsItsEntriesWhenItsOwnerMayOnlyWriteIt) {

@@ -1,25 +1,21 @@
 #include "support/whole_file.hpp"
 
 #include "support/interrupted_calls.hpp"
-#include "support/owned.hpp"
+#include "support/named_file.hpp"
 
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace kt3::support {
 namespace {
-
-// As many links as the kernel itself follows.
-constexpr int kMostLinks = 40;
 
 constexpr mode_t kNewFileMode = 0666; // less the umask
 constexpr mode_t kPermissionBits = 07777;
 constexpr std::size_t kReadAhead = 4096;
 
-// False when a read fails.
+// False when a read fails or the file is too large after all, as one that does not tell its size may be.
 bool read_to_end(int file, off_t expected, std::string& text) {
     std::size_t filled = 0;
     // One byte more than the file says, so that the end is met without growing.
@@ -33,6 +29,9 @@ bool read_to_end(int file, off_t expected, std::string& text) {
                 return got == 0;
             }
             filled += static_cast<std::size_t>(got);
+        }
+        if (filled > static_cast<std::size_t>(kLargestFile)) {
+            return false;
         }
     }
 }
@@ -54,34 +53,6 @@ bool write_all(int file, std::string_view text) {
 std::string folder_of(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     return slash == std::string::npos ? "." : path.substr(0, slash + 1);
-}
-
-// Replaces `path`, a symbolic link, by what it points to.
-bool follow_link(std::string& path) {
-    char target[4096];
-    const ssize_t length = ::readlink(path.c_str(), target, sizeof target);
-    if (length <= 0 || length == static_cast<ssize_t>(sizeof target)) {
-        return false;
-    }
-    const std::string_view text(target, static_cast<std::size_t>(length));
-    path = text.front() == '/' ? std::string(text) : folder_of(path) + "/" + std::string(text);
-    return true;
-}
-
-// Opens what `path` finally names and leaves its own path there. Empty with errno set when that cannot be done. The
-// links of /proc/self/fd lead to open files whose names may be gone; those are opened through the link itself.
-Fd open_target(std::string& path) {
-    const std::string given = path;
-    for (int links = 0; links < kMostLinks; ++links) {
-        Fd file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW));
-        if (!file && errno == ENOENT && links > 0) {
-            file.reset(::open(given.c_str(), O_WRONLY | O_CLOEXEC));
-        }
-        if (file || errno != ELOOP || !follow_link(path)) {
-            return file;
-        }
-    }
-    return {};
 }
 
 // The process id keeps two programs apart that save at the same time; a file of that name can only be left over.
@@ -135,14 +106,13 @@ Replaced replace_by_renaming(const std::string& target, const struct stat* old, 
 }
 
 // Growing may meet a full disk halfway, so the room comes first; the end is cut when the new text is there.
-void write_in_place(int file, const struct stat& old, std::string_view text) {
+void write_in_place(int file, off_t old_size, std::string_view text) {
     const auto size = static_cast<off_t>(text.size());
-    const bool regular = S_ISREG(old.st_mode);
-    if (regular && size > old.st_size && ::fallocate(file, 0, 0, size) != 0 && errno != EOPNOTSUPP && errno != ENOSYS) {
-        [[maybe_unused]] const int cut_back = ::ftruncate(file, old.st_size);
+    if (size > old_size && ::fallocate(file, 0, 0, size) != 0 && errno != EOPNOTSUPP && errno != ENOSYS) {
+        [[maybe_unused]] const int cut_back = ::ftruncate(file, old_size);
         return;
     }
-    if (write_all(file, text) && regular && size < old.st_size) {
+    if (write_all(file, text) && size < old_size) {
         [[maybe_unused]] const int cut = ::ftruncate(file, size);
     }
 }
@@ -150,39 +120,35 @@ void write_in_place(int file, const struct stat& old, std::string_view text) {
 } // namespace
 
 WholeText read_whole(const char* path) {
-    const Fd file(repeat_interrupted([&] { return ::open(path, O_RDONLY | O_CLOEXEC); }));
-    struct stat status {};
-    if (!file || ::fstat(file.get(), &status) != 0) {
+    const NamedFile named = open_named(path, O_RDONLY);
+    if (!named.file) {
         return {errno == ENOENT || errno == ENOTDIR ? ReadResult::absent : ReadResult::unreadable, {}};
     }
     WholeText read{ReadResult::whole, {}};
-    if (!S_ISDIR(status.st_mode) && !read_to_end(file.get(), status.st_size, read.text)) {
+    if (S_ISREG(named.status.st_mode) && !read_to_end(named.file.get(), named.status.st_size, read.text)) {
         return {ReadResult::unreadable, {}};
     }
     return read;
 }
 
 bool replace_file(const char* path, std::string_view text) {
-    std::string target = path;
-    Fd file = open_target(target);
-    struct stat old {};
-    if (file && ::fstat(file.get(), &old) != 0) {
+    NamedFile target = open_named(path, O_WRONLY);
+    const bool exists = static_cast<bool>(target.file);
+    if (!exists && (errno != ENOENT || target.path.empty())) {
         return false;
     }
-    const bool exists = static_cast<bool>(file);
-    const bool replaceable = exists ? S_ISREG(old.st_mode) && old.st_nlink == 1 : errno == ENOENT && !target.empty();
-    if (replaceable) {
-        if (replace_by_renaming(target, exists ? &old : nullptr, text) != Replaced::refused) {
+    if (!exists || target.status.st_nlink == 1) {
+        if (replace_by_renaming(target.path, exists ? &target.status : nullptr, text) != Replaced::refused) {
             return true;
         }
     }
     if (!exists) {
-        file.reset(::open(path, O_WRONLY | O_CREAT | O_CLOEXEC, kNewFileMode));
-        if (!file || ::fstat(file.get(), &old) != 0) {
+        target.file.reset(::open(target.path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode));
+        if (!target.file) {
             return false;
         }
     }
-    write_in_place(file.get(), old, text);
+    write_in_place(target.file.get(), target.status.st_size, text);
     return true;
 }
 

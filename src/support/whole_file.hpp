@@ -1,5 +1,6 @@
 #pragma once
-// Whole files of ordinary users: read at once, or replaced so that nothing is lost on the way.
+// Whole files of ordinary users: read at once, or replaced so that nothing is lost on the way. Which files are opened
+// and which links are followed is decided by open_named.
 
 #include <string>
 #include <string_view>
@@ -24,8 +25,8 @@ WholeText read_whole(const char* path);
 //
 // A regular file of one name in a writable folder, or one that does not exist yet, is replaced by renaming: a crash or
 // a full disk leaves the old or the new text, never less. Symbolic links stay and their target is replaced; mode and,
-// where permitted, owner stay. Everything else (several names, devices, a read-only folder) is written in place, with
-// space reserved first and the end cut last, so that a crash leaves no less text than there was.
+// where permitted, owner stay. Everything else (several names, a read-only folder, a mount point) is written in place,
+// with space reserved first and the end cut last, so that a crash leaves no less text than there was.
 bool replace_file(const char* path, std::string_view text);
 
 } // namespace kt3::support

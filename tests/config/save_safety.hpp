@@ -45,6 +45,10 @@ struct SaveSafety : testing::Test {
         return names;
     }
 
+    // The log of a save of the list that `fill` makes of one entry.
+    static std::vector<std::string> saved_lines() {
+        return {"-------------------------\n", "Save to config: app0: /bin/app0, , 0000:00:00.0\n", "\n"};
+    }
     std::vector<std::string> not_opened_lines() const { return {"savefile_INI: can't open " + home.file() + " \n"}; }
 
     HomeFolder home;

@@ -286,17 +286,6 @@ TEST_F(SaveSafety, AFileWithTwoNamesIsWrittenInPlaceWhetherItGrowsOrShrinks) {
     EXPECT_THAT(files(), ElementsAre("tqm_gfx_util.ini"));
 }
 
-TEST_F(SaveSafety, ADeviceIsWrittenInPlace) {
-    savefile_INI("/dev/null");
-    EXPECT_EQ(LogCapture::lines().size(), 3U);
-    LogCapture::lines().clear();
-    savefile_INI("/dev/full");
-    EXPECT_EQ(LogCapture::lines().size(), 3U);
-    struct stat status {};
-    ASSERT_EQ(::stat("/dev/null", &status), 0);
-    EXPECT_TRUE(S_ISCHR(status.st_mode));
-}
-
 TEST_F(SaveSafety, AnOpenFileWhoseNameIsGoneIsWrittenInPlace) {
     home.write(
         "a longer text that the new one has to replace to its last byte, header and entry and all of it, so long "

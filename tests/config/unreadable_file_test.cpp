@@ -4,7 +4,10 @@
 #include "support/failing_calls.hpp"
 #include "support/no_descriptors.hpp"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 using namespace kt3::tests;
@@ -42,6 +45,32 @@ struct UnreadableFile : SaveSafety {
         }));
     }
 };
+
+// Each kind of name that is no file of text.
+void make_fifo(const std::string& path) {
+    ASSERT_EQ(::mkfifo(path.c_str(), 0666), 0);
+}
+
+void make_socket(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    ASSERT_LT(path.size(), sizeof address.sun_path);
+    std::memcpy(address.sun_path, path.c_str(), path.size());
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ::close(socket);
+}
+
+void make_device_link(const std::string& path) {
+    std::filesystem::create_symlink("/dev/zero", path);
+}
+
+void make_huge_file(const std::string& path) {
+    HomeFolder::write_to(path, kOld);
+    std::filesystem::resize_file(path, (64 << 20) + 1);
+}
+
+struct NoFileOfText : UnreadableFile, testing::WithParamInterface<void (*)(const std::string&)> {};
 
 } // namespace
 
@@ -143,4 +172,36 @@ TEST_F(UnreadableFile, DoesNotHinderTheSaveOfAnotherFile) {
     const std::string other = home.root() / "other.ini";
     savefile_INI(other.c_str());
     EXPECT_EQ(HomeFolder::text_of(other), "; tqm_gfx_util.ini\n\n");
+}
+
+TEST_P(NoFileOfText, IsNeitherReadNorWrittenNorWaitedFor) {
+    std::filesystem::remove(home.file());
+    GetParam()(home.file());
+    struct stat before {};
+    ::lstat(home.file().c_str(), &before);
+    EXPECT_EQ(parseINI(home.file().c_str()), -1);
+    savefile_INI(home.file().c_str());
+    LogCapture::lines().clear();
+    set_and_remove();
+    EXPECT_THAT(LogCapture::lines(), ElementsAre(not_read(), not_opened(), not_opened()));
+    struct stat after {};
+    ::lstat(home.file().c_str(), &after);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(after.st_mode, before.st_mode);
+    EXPECT_EQ(after.st_size, before.st_size);
+    EXPECT_EQ(after.st_mtim.tv_nsec, before.st_mtim.tv_nsec);
+}
+
+INSTANTIATE_TEST_SUITE_P(EachKind, NoFileOfText,
+                         testing::Values(&make_fifo, &make_socket, &make_device_link, &make_huge_file));
+
+TEST_F(UnreadableFile, AFifoThatSomebodyReadsGetsNothing) {
+    std::filesystem::remove(home.file());
+    make_fifo(home.file());
+    const int reader = ::open(home.file().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    savefile_INI(home.file().c_str());
+    char byte = 0;
+    EXPECT_LE(::read(reader, &byte, 1), 0);
+    ::close(reader);
+    EXPECT_THAT(LogCapture::lines(), ElementsAre(not_opened()));
 }

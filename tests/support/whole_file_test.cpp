@@ -1,10 +1,13 @@
 #include "support/whole_file.hpp"
 
+#include "support/named_file.hpp"
+
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+using kt3::support::kLargestFile;
 using kt3::support::read_whole;
 using kt3::support::ReadResult;
 
@@ -31,6 +34,15 @@ TEST_F(WholeFile, MayBeEmpty) {
     EXPECT_EQ(read.text, "");
 }
 
+TEST_F(WholeFile, MayHaveSixtyFourMebibytesAndNoByteMore) {
+    std::filesystem::resize_file(path, kLargestFile);
+    const auto largest = read_whole(path.c_str());
+    EXPECT_EQ(largest.result, ReadResult::whole);
+    EXPECT_EQ(largest.text.size(), static_cast<std::size_t>(kLargestFile));
+    std::filesystem::resize_file(path, kLargestFile + 1);
+    EXPECT_EQ(read_whole(path.c_str()).result, ReadResult::unreadable);
+}
+
 TEST_F(WholeFile, IsReadToItsEndWhenItDoesNotTellItsSize) {
     EXPECT_EQ(std::filesystem::file_size("/proc/self/maps"), 0U);
     const auto read = read_whole("/proc/self/maps");
@@ -42,4 +54,5 @@ TEST_F(WholeFile, IsAbsentOnlyWhenNothingHasItsName) {
     EXPECT_EQ(read_whole((path + ".missing").c_str()).result, ReadResult::absent);
     EXPECT_EQ(read_whole((path + "/below").c_str()).result, ReadResult::absent);
     EXPECT_EQ(read_whole("").result, ReadResult::absent);
+    EXPECT_EQ(read_whole("/dev/null").result, ReadResult::unreadable);
 }

@@ -2,9 +2,9 @@
 
 #include "support/interrupted_calls.hpp"
 #include "support/named_file.hpp"
+#include "support/temporary_file.hpp"
 
 #include <cerrno>
-#include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -55,17 +55,6 @@ std::string folder_of(const std::string& path) {
     return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
-// The process id keeps two programs apart that save at the same time; a file of that name can only be left over.
-Fd create_beside(const std::string& target, mode_t mode, std::string& name) {
-    name = target + "." + std::to_string(::getpid()) + ".tmp";
-    constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
-    Fd file(::open(name.c_str(), kFlags, mode));
-    if (!file && errno == EEXIST && ::unlink(name.c_str()) == 0) {
-        file.reset(::open(name.c_str(), kFlags, mode));
-    }
-    return file;
-}
-
 // The owner first: changing it takes the special mode bits away.
 bool take_over_rights(int file, const struct stat& old) {
     if (::fchown(file, old.st_uid, old.st_gid) != 0) {
@@ -85,22 +74,25 @@ enum class Replaced {
     refused, // no file may appear beside the target or take its place
 };
 
-// `old` is null when the target does not exist yet.
-Replaced replace_by_renaming(const std::string& target, const struct stat* old, std::string_view text) {
-    std::string name;
-    const Fd file = create_beside(target, old == nullptr ? kNewFileMode : S_IRUSR | S_IWUSR, name);
-    if (!file) {
+Replaced replace_by_renaming(const NamedFile& target, std::string_view text) {
+    const bool is_new = !target.file;
+    const Dir folder(::opendir(folder_of(target.path).c_str()));
+    if (folder) {
+        remove_left_over_files(folder.get(), target.path, is_new ? ::geteuid() : target.status.st_uid);
+    }
+    TemporaryFile temporary(target.path, is_new ? kNewFileMode : S_IRUSR | S_IWUSR);
+    if (!temporary) {
         return Replaced::refused;
     }
-    const bool filled = (old == nullptr || take_over_rights(file.get(), *old)) && write_all(file.get(), text) &&
-                        flush_to_disk(file.get());
-    if (!filled || std::rename(name.c_str(), target.c_str()) != 0) {
-        ::unlink(name.c_str());
-        return filled ? Replaced::refused : Replaced::no_room;
+    if ((!is_new && !take_over_rights(temporary.get(), target.status)) || !write_all(temporary.get(), text) ||
+        !flush_to_disk(temporary.get())) {
+        return Replaced::no_room;
     }
-    const Fd folder(::open(folder_of(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!temporary.take_place_of(target.path)) {
+        return Replaced::refused;
+    }
     if (folder) {
-        ::fsync(folder.get());
+        ::fsync(::dirfd(folder.get()));
     }
     return Replaced::yes;
 }
@@ -138,7 +130,7 @@ bool replace_file(const char* path, std::string_view text) {
         return false;
     }
     if (!exists || target.status.st_nlink == 1) {
-        if (replace_by_renaming(target.path, exists ? &target.status : nullptr, text) != Replaced::refused) {
+        if (replace_by_renaming(target, text) != Replaced::refused) {
             return true;
         }
     }

@@ -45,6 +45,12 @@ struct SaveSafety : testing::Test {
         return names;
     }
 
+    // A save that was killed leaves its temporary file.
+    void clear_folder() const {
+        std::filesystem::remove_all(home.folder());
+        std::filesystem::create_directory(home.folder());
+    }
+
     // The log of a save of the list that `fill` makes of one entry.
     static std::vector<std::string> saved_lines() {
         return {"-------------------------\n", "Save to config: app0: /bin/app0, , 0000:00:00.0\n", "\n"};

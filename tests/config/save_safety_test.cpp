@@ -105,6 +105,7 @@ TEST_F(SaveSafety, ACrashBehindAnySystemCallLeavesTheOldOrTheNewText) {
     set_print_callback(nullptr);
     int calls = 1;
     for (;; ++calls) {
+        clear_folder();
         home.write(kOld);
         const Traced end = kill_behind(calls, [&] { savefile_INI(home.file().c_str()); });
         if (end == Traced::not_permitted) {
@@ -123,7 +124,7 @@ TEST_F(SaveSafety, ACrashWhileCreatingTheFileLeavesNoneOrTheNewText) {
     const std::string wanted = new_text();
     set_print_callback(nullptr);
     for (int calls = 1;; ++calls) {
-        std::filesystem::remove(home.file());
+        clear_folder();
         const Traced end = kill_behind(calls, [&] { savefile_INI(home.file().c_str()); });
         if (end == Traced::not_permitted) {
             GTEST_SKIP() << "tracing a child is not permitted here";
@@ -343,15 +344,6 @@ TEST_F(SaveSafety, AMissingFileInAReadOnlyFolderCannotBeOpened) {
         ::_exit(LogCapture::lines() == expected ? 0 : 1);
     }));
     ::chmod(home.folder().c_str(), 0755);
-}
-
-TEST_F(SaveSafety, AFileLeftOverByAnEarlierProcessOfTheSameNumberIsInNobodysWay) {
-    home.write(kOld);
-    const std::string left = home.file() + "." + std::to_string(::getpid()) + ".tmp";
-    HomeFolder::write_to(left, "rubbish");
-    savefile_INI(home.file().c_str());
-    EXPECT_EQ(home.text(), new_text());
-    EXPECT_THAT(files(), ElementsAre("tqm_gfx_util.ini"));
 }
 
 TEST_F(SaveSafety, InPlaceASaveOfAnySizeTakesFiveSystemCallsAndOneWrite) {

@@ -19,6 +19,7 @@ namespace {
 
 using Entry = _UTIL_GPU_PREFERENCE_NODE;
 using support::ReadResult;
+using support::SaveResult;
 
 constexpr const char* kLoadTag = "Load from config:";
 constexpr const char* kSaveTag = "Save to config:";
@@ -85,7 +86,9 @@ std::int32_t load_file(const char* path) {
 }
 
 void save_file(const char* path) {
-    if (path == nullptr || !support::replace_file(path, ini_text(interface_config_list))) {
+    const SaveResult result =
+        path == nullptr ? SaveResult::not_opened : support::replace_file(path, ini_text(interface_config_list));
+    if (result == SaveResult::not_opened) {
         log_not_opened(path);
         return;
     }
@@ -93,6 +96,9 @@ void save_file(const char* path) {
     lib_print_func("-------------------------\n");
     log_each(lines);
     lib_print_func("\n");
+    if (result == SaveResult::not_written) {
+        log_not_opened(path);
+    }
 }
 
 void save_user_file() {

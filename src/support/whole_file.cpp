@@ -4,9 +4,8 @@
 #include "support/named_file.hpp"
 #include "support/temporary_file.hpp"
 
-#include <cerrno>
+#include <algorithm>
 #include <fcntl.h>
-#include <sys/stat.h>
 
 namespace kt3::support {
 namespace {
@@ -36,23 +35,28 @@ bool read_to_end(int file, off_t expected, std::string& text) {
     }
 }
 
-bool write_all(int file, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t put = ::write(file, text.data(), text.size());
-        if (put < 0 && errno == EINTR) {
-            continue;
-        }
+// How many bytes could be written: fewer than the text has when writing failed.
+std::size_t write_all(int file, std::string_view text) {
+    std::size_t written = 0;
+    while (written < text.size()) {
+        const ssize_t put =
+            repeat_interrupted([&] { return ::write(file, text.data() + written, text.size() - written); });
         if (put <= 0) {
-            return false;
+            break;
         }
-        text.remove_prefix(static_cast<std::size_t>(put));
+        written += static_cast<std::size_t>(put);
     }
-    return true;
+    return written;
 }
 
-std::string folder_of(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+bool cut(int file, off_t size) {
+    return repeat_interrupted([&] { return ::ftruncate(file, size); }) == 0;
+}
+
+// False when the space cannot be had. Not every file system can reserve any.
+bool reserve(int file, off_t size) {
+    return repeat_interrupted([&] { return ::fallocate(file, 0, 0, size); }) == 0 ||
+           (errno != ENOSPC && errno != EDQUOT && errno != EFBIG);
 }
 
 // The owner first: changing it takes the special mode bits away.
@@ -65,13 +69,19 @@ bool take_over_rights(int file, const struct stat& old) {
 
 // Some file systems have nothing to flush and say so.
 bool flush_to_disk(int file) {
-    return ::fsync(file) == 0 || errno == EINVAL || errno == ENOTSUP || errno == EROFS;
+    return repeat_interrupted([&] { return ::fsync(file); }) == 0 || errno == EINVAL || errno == ENOTSUP ||
+           errno == ENOSYS || errno == EROFS;
+}
+
+std::string folder_of(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
 enum class Replaced {
     yes,
-    no_room, // the old text stays as it was
-    refused, // no file may appear beside the target or take its place
+    failed,  // the disk is full or broken; the old text stays as it was
+    refused, // no file may appear beside the target, be as the target was, or take its place
 };
 
 Replaced replace_by_renaming(const NamedFile& target, std::string_view text) {
@@ -84,9 +94,14 @@ Replaced replace_by_renaming(const NamedFile& target, std::string_view text) {
     if (!temporary) {
         return Replaced::refused;
     }
-    if ((!is_new && !take_over_rights(temporary.get(), target.status)) || !write_all(temporary.get(), text) ||
-        !flush_to_disk(temporary.get())) {
-        return Replaced::no_room;
+    if (write_all(temporary.get(), text) < text.size()) {
+        return Replaced::failed;
+    }
+    if (!is_new && !take_over_rights(temporary.get(), target.status)) {
+        return Replaced::refused;
+    }
+    if (!flush_to_disk(temporary.get())) {
+        return Replaced::failed;
     }
     if (!temporary.take_place_of(target.path)) {
         return Replaced::refused;
@@ -97,16 +112,30 @@ Replaced replace_by_renaming(const NamedFile& target, std::string_view text) {
     return Replaced::yes;
 }
 
-// Growing may meet a full disk halfway, so the room comes first; the end is cut when the new text is there.
-void write_in_place(int file, off_t old_size, std::string_view text) {
+// Growing may meet a full disk halfway, so the space comes first; the end is cut when the new text is there. Reserved
+// space reads as zero bytes, so what was not filled is given back.
+SaveResult write_in_place(int file, off_t old_size, std::string_view text) {
     const auto size = static_cast<off_t>(text.size());
-    if (size > old_size && ::fallocate(file, 0, 0, size) != 0 && errno != EOPNOTSUPP && errno != ENOSYS) {
-        [[maybe_unused]] const int cut_back = ::ftruncate(file, old_size);
-        return;
+    const bool reserved = size <= old_size || reserve(file, size);
+    const auto written = static_cast<off_t>(reserved ? write_all(file, text) : 0);
+    if (written < size) {
+        cut(file, std::max(written, old_size));
+        return SaveResult::not_written;
     }
-    if (write_all(file, text) && size < old_size) {
-        [[maybe_unused]] const int cut = ::ftruncate(file, size);
+    return size >= old_size || cut(file, size) ? SaveResult::saved : SaveResult::not_written;
+}
+
+SaveResult create_in_place(const std::string& path, std::string_view text) {
+    const Fd file(repeat_interrupted(
+        [&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode); }));
+    if (!file) {
+        return SaveResult::not_opened;
     }
+    const SaveResult result = write_in_place(file.get(), 0, text);
+    if (result != SaveResult::saved) {
+        ::unlink(path.c_str());
+    }
+    return result;
 }
 
 } // namespace
@@ -123,25 +152,22 @@ WholeText read_whole(const char* path) {
     return read;
 }
 
-bool replace_file(const char* path, std::string_view text) {
-    NamedFile target = open_named(path, O_WRONLY);
-    const bool exists = static_cast<bool>(target.file);
-    if (!exists && (errno != ENOENT || target.path.empty())) {
-        return false;
+SaveResult replace_file(const char* path, std::string_view text) {
+    if (text.size() > static_cast<std::size_t>(kLargestFile)) {
+        return SaveResult::not_written; // it could not be read again
     }
-    if (!exists || target.status.st_nlink == 1) {
-        if (replace_by_renaming(target, text) != Replaced::refused) {
-            return true;
+    const NamedFile target = open_named(path, O_WRONLY);
+    if (!target.file && (errno != ENOENT || target.path.empty())) {
+        return SaveResult::not_opened;
+    }
+    if (!target.file || target.status.st_nlink == 1) {
+        const Replaced replaced = replace_by_renaming(target, text);
+        if (replaced != Replaced::refused) {
+            return replaced == Replaced::yes ? SaveResult::saved : SaveResult::not_written;
         }
     }
-    if (!exists) {
-        target.file.reset(::open(target.path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode));
-        if (!target.file) {
-            return false;
-        }
-    }
-    write_in_place(target.file.get(), target.status.st_size, text);
-    return true;
+    return target.file ? write_in_place(target.file.get(), target.status.st_size, text)
+                       : create_in_place(target.path, text);
 }
 
 } // namespace kt3::support

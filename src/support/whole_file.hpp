@@ -20,13 +20,19 @@ struct WholeText {
 
 WholeText read_whole(const char* path);
 
-// Makes `text` the content of the file at `path`. False only when the path cannot be opened for writing; then
-// nothing has changed.
+enum class SaveResult {
+    saved,
+    not_opened,  // there is no way to write at that path; nothing has changed
+    not_written, // the old text stays, unless a disk failed while the file was written in place
+};
+
+// Makes `text` the content of the file at `path`.
 //
 // A regular file of one name in a writable folder, or one that does not exist yet, is replaced by renaming: a crash or
 // a full disk leaves the old or the new text, never less. Symbolic links stay and their target is replaced; mode and,
-// where permitted, owner stay. Everything else (several names, a read-only folder, a mount point) is written in place,
-// with space reserved first and the end cut last, so that a crash leaves no less text than there was.
-bool replace_file(const char* path, std::string_view text);
+// where permitted, owner stay. Where that cannot be done, and for everything else (several names, a read-only folder, a
+// mount point), the file is written in place, with space reserved first and the end cut last, so that a crash leaves no
+// less text than there was.
+SaveResult replace_file(const char* path, std::string_view text);
 
 } // namespace kt3::support

@@ -56,6 +56,11 @@ struct SaveSafety : testing::Test {
         return {"-------------------------\n", "Save to config: app0: /bin/app0, , 0000:00:00.0\n", "\n"};
     }
     std::vector<std::string> not_opened_lines() const { return {"savefile_INI: can't open " + home.file() + " \n"}; }
+    std::vector<std::string> not_written_lines() const {
+        auto lines = saved_lines();
+        lines.push_back(not_opened_lines()[0]);
+        return lines;
+    }
 
     HomeFolder home;
     LogCapture log;

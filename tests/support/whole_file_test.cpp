@@ -10,6 +10,8 @@
 using kt3::support::kLargestFile;
 using kt3::support::read_whole;
 using kt3::support::ReadResult;
+using kt3::support::replace_file;
+using kt3::support::SaveResult;
 
 namespace {
 
@@ -41,6 +43,12 @@ TEST_F(WholeFile, MayHaveSixtyFourMebibytesAndNoByteMore) {
     EXPECT_EQ(largest.text.size(), static_cast<std::size_t>(kLargestFile));
     std::filesystem::resize_file(path, kLargestFile + 1);
     EXPECT_EQ(read_whole(path.c_str()).result, ReadResult::unreadable);
+}
+
+TEST_F(WholeFile, IsNotReplacedByATextThatCouldNotBeReadAgain) {
+    const std::string too_large(static_cast<std::size_t>(kLargestFile) + 1, 'x');
+    EXPECT_EQ(replace_file(path.c_str(), too_large), SaveResult::not_written);
+    EXPECT_EQ(read_whole(path.c_str()).text, "text");
 }
 
 TEST_F(WholeFile, IsReadToItsEndWhenItDoesNotTellItsSize) {

@@ -1,5 +1,6 @@
 #include "support/whole_file.hpp"
 
+#include "support/file_rights.hpp"
 #include "support/interrupted_calls.hpp"
 #include "support/named_file.hpp"
 #include "support/temporary_file.hpp"
@@ -11,7 +12,6 @@ namespace kt3::support {
 namespace {
 
 constexpr mode_t kNewFileMode = 0666; // less the umask
-constexpr mode_t kPermissionBits = 07777;
 constexpr std::size_t kReadAhead = 4096;
 
 // False when a read fails or the file is too large after all, as one that does not tell its size may be.
@@ -59,14 +59,6 @@ bool reserve(int file, off_t size) {
            (errno != ENOSPC && errno != EDQUOT && errno != EFBIG);
 }
 
-// The owner first: changing it takes the special mode bits away.
-bool take_over_rights(int file, const struct stat& old) {
-    if (::fchown(file, old.st_uid, old.st_gid) != 0) {
-        [[maybe_unused]] const int group_kept = ::fchown(file, static_cast<uid_t>(-1), old.st_gid);
-    }
-    return ::fchmod(file, old.st_mode & kPermissionBits) == 0;
-}
-
 // Some file systems have nothing to flush and say so.
 bool flush_to_disk(int file) {
     return repeat_interrupted([&] { return ::fsync(file); }) == 0 || errno == EINVAL || errno == ENOTSUP ||
@@ -97,7 +89,7 @@ Replaced replace_by_renaming(const NamedFile& target, std::string_view text) {
     if (write_all(temporary.get(), text) < text.size()) {
         return Replaced::failed;
     }
-    if (!is_new && !take_over_rights(temporary.get(), target.status)) {
+    if (!is_new && !carry_over_rights(target.file.get(), target.status, temporary.get())) {
         return Replaced::refused;
     }
     if (!flush_to_disk(temporary.get())) {

@@ -29,10 +29,10 @@ enum class SaveResult {
 // Makes `text` the content of the file at `path`.
 //
 // A regular file of one name in a writable folder, or one that does not exist yet, is replaced by renaming: a crash or
-// a full disk leaves the old or the new text, never less. Symbolic links stay and their target is replaced; mode and,
-// where permitted, owner stay. Where that cannot be done, and for everything else (several names, a read-only folder, a
-// mount point), the file is written in place, with space reserved first and the end cut last, so that a crash leaves no
-// less text than there was.
+// a full disk leaves the old or the new text, never less. Symbolic links stay and their target is replaced; owner,
+// group, mode and extended attributes stay. Where they could not, and for everything else (several names, a read-only
+// folder, a mount point), the file is written in place, with space reserved first and the end cut last, so that a crash
+// leaves no less text than there was.
 SaveResult replace_file(const char* path, std::string_view text);
 
 } // namespace kt3::support

@@ -88,6 +88,9 @@ TEST_P(EachForeignLink, IsFollowedToAFileOfItsOwnerOnly) {
     });
     EXPECT_EQ(HomeFolder::text_of(target()), row.followed ? new_text() : kOld);
     EXPECT_TRUE(std::filesystem::is_symlink(home.file()));
+    struct stat status {};
+    ASSERT_EQ(::stat(target().c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, row.file_owner);
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, EachForeignLink, testing::ValuesIn(kRows),

@@ -47,6 +47,16 @@ TEST_F(SaveFaults, AModeThatCannotBeGivenToAnotherFileIsKeptByWritingInPlace) {
     }
 }
 
+TEST_F(SaveFaults, ACallThatIsRefusedWhereThereIsNothingToChangeHindersNothing) {
+    ::chmod(home.file().c_str(), 0600);
+    for (const long number : {SYS_fchmod, SYS_fchown}) {
+        const ino_t before = inode(home.file());
+        save_while_failing(number, {EPERM}, saved_lines());
+        EXPECT_NE(inode(home.file()), before);
+        EXPECT_EQ(home.text(), new_text());
+    }
+}
+
 TEST_F(SaveFaults, AFlushThatASignalInterruptsIsRepeated) {
     const ino_t before = inode(home.file());
     save_while_failing(SYS_fsync, {.error = EINTR, .times = 3}, saved_lines());

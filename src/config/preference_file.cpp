@@ -64,6 +64,8 @@ void build_config_path() {
     UTIL_CONFIG_PATH[0] = '\0';
     if (home != nullptr && std::strlen(home) + sizeof kBelowHome <= sizeof UTIL_CONFIG_PATH) {
         std::snprintf(UTIL_CONFIG_PATH, sizeof UTIL_CONFIG_PATH, "%s%s", home, kBelowHome);
+    } else {
+        lib_print_func("HOME is %s: preferences have no file.\n", home == nullptr ? "not set" : "too long");
     }
 }
 

@@ -217,7 +217,8 @@ TEST(ConfigPath, WithoutHomeTheFileCountsAsAbsent) {
     ::unsetenv("HOME");
     EXPECT_EQ(util_init_config_files(), 0);
     EXPECT_STREQ(UTIL_CONFIG_PATH, "");
-    EXPECT_THAT(LogCapture::lines(), ElementsAre("parseINI fail to open \n"));
+    EXPECT_THAT(LogCapture::lines(),
+                ElementsAre("HOME is not set: preferences have no file.\n", "parseINI fail to open \n"));
 }
 
 TEST(ConfigPath, AHomeThatFitsExactlyIsUsedAndOneCharacterMoreCountsAsAbsent) {
@@ -227,7 +228,10 @@ TEST(ConfigPath, AHomeThatFitsExactlyIsUsedAndOneCharacterMoreCountsAsAbsent) {
     ::setenv("HOME", longest.c_str(), 1);
     util_init_config_files();
     EXPECT_EQ(UTIL_CONFIG_PATH, longest + below);
+    LogCapture::lines().clear();
     ::setenv("HOME", (longest + "h").c_str(), 1);
     util_init_config_files();
     EXPECT_STREQ(UTIL_CONFIG_PATH, "");
+    EXPECT_THAT(LogCapture::lines(),
+                ElementsAre("HOME is too long: preferences have no file.\n", "parseINI fail to open \n"));
 }

@@ -261,7 +261,8 @@ TEST_F(Preferences, WithoutHomeSetKeepsTheEntryInMemory) {
     ::unsetenv("HOME");
     const Entry added = entry("d", "/bin/d");
     EXPECT_EQ(set_gpu_preference(&added), 0);
-    EXPECT_THAT(LogCapture::lines(), ElementsAre("parseINI fail to open \n", "savefile_INI: can't open  \n"));
+    EXPECT_THAT(LogCapture::lines(), ElementsAre("HOME is not set: preferences have no file.\n",
+                                                 "parseINI fail to open \n", "savefile_INI: can't open  \n"));
     EXPECT_EQ(count(), 1);
 }
 
@@ -305,7 +306,8 @@ TEST_F(Preferences, RemoveWithoutHomeSaysThatNothingCanBeOpened) {
     ::unsetenv("HOME");
     const Entry key = entry("", "/bin/a");
     EXPECT_EQ(remove_gpu_preference(&key), 0);
-    EXPECT_THAT(LogCapture::lines(), ElementsAre("savefile_INI: can't open  \n"));
+    EXPECT_THAT(LogCapture::lines(),
+                ElementsAre("HOME is not set: preferences have no file.\n", "savefile_INI: can't open  \n"));
     EXPECT_NE(home.text(), kHeaderOnly);
 }
 

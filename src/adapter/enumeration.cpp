@@ -3,8 +3,8 @@
 #include "adapter/chip_table.hpp"
 #include "adapter/device_list.hpp"
 #include "adapter/drm_library.hpp"
+#include "interface/say_line.hpp"
 #include "support/file_reading.hpp"
-#include "support/say_line.hpp"
 
 #include <cstdio>
 #include <cstring>
@@ -160,7 +160,7 @@ void visit_positions(const DeviceList& devices, Visit visit) {
             return;
         }
     }
-    support::say_line("exceed  MAX_CHIP_NUM. ");
+    interface::say_line("exceed  MAX_CHIP_NUM. ");
 }
 
 } // namespace

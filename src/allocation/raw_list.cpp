@@ -2,7 +2,7 @@
 
 #include "allocation/allocation_state.hpp"
 #include "allocation/snapshot.hpp"
-#include "support/say_line.hpp"
+#include "interface/say_line.hpp"
 
 #include <algorithm>
 #include <new>
@@ -41,7 +41,7 @@ bool hold_sorted(RecordSpan records) {
     state.held_block.reset();
     state.held_block.reset(new (std::nothrow) _GFX_ALLOCATION_INFO[records.size() + kSpare]);
     if (state.held_block == nullptr) {
-        support::say_line("allocate memory for global_allocation_raw_list fail.");
+        interface::say_line("allocate memory for global_allocation_raw_list fail.");
         return false;
     }
     std::transform(order.begin(), order.end(), state.held_block.get(),
@@ -57,7 +57,7 @@ void copy_slice(_GFX_ALLOCATION_RAW_LIST& list) {
     list.cur_cnt = 0;
     list.has_more = 0;
     if (rest < 0) {
-        support::say_line("get_allocation_raw_list_internal, invalid trasfer_cnt !!!");
+        interface::say_line("get_allocation_raw_list_internal, invalid trasfer_cnt !!!");
         return;
     }
     if (first < 0 || state.held_block == nullptr) {

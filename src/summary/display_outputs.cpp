@@ -1,8 +1,8 @@
 #include "summary/display_outputs.hpp"
 
 #include "adapter/current_adapter.hpp"
+#include "interface/say_line.hpp"
 #include "support/owned.hpp"
-#include "support/say_line.hpp"
 
 #include <cstring>
 #include <dirent.h>
@@ -62,7 +62,7 @@ std::optional<DisplayOutputs> outputs_in_page(const GpuinfoPage& page, std::int3
     }
     const std::string_view line = line_behind(page, "Support Display Type :");
     if (line.size() > kLongestTypeLine) {
-        support::say_line("get_line_from_string fail, string too long!!!");
+        interface::say_line("get_line_from_string fail, string too long!!!");
         return std::nullopt;
     }
     const DisplayOutputs outputs = {number_behind(page, "Max Display Port : "), types_named_in(line)};
@@ -75,7 +75,7 @@ DisplayOutputs count_connectors(std::int32_t card) {
     DisplayOutputs outputs;
     const support::Dir directory(::opendir(path));
     if (!directory) {
-        support::say_line("Error opening drm directory");
+        interface::say_line("Error opening drm directory");
         return outputs;
     }
     while (const dirent* entry = ::readdir(directory.get())) {

@@ -5,9 +5,9 @@
 #include "adapter/current_adapter.hpp"
 #include "allocation/bound_tree.hpp"
 #include "allocation/sums.hpp"
+#include "interface/say_line.hpp"
 #include "nodes/node_table.hpp"
 #include "support/file_reading.hpp"
-#include "support/say_line.hpp"
 #include "support/text_scan.hpp"
 
 #include <cstdio>
@@ -133,7 +133,7 @@ bool read_heap_pages(const char* driver_directory, _GFX_SEGMENT_INFO& segments) 
     std::snprintf(path, sizeof path, "%s/%s", driver_directory, "heaps");
     const support::Fd heaps(::open(path, O_RDONLY | O_CLOEXEC));
     if (!heaps) {
-        support::say_line("Error opening directory");
+        interface::say_line("Error opening directory");
         return false;
     }
     Page page; // not cleared from heap to heap

@@ -1,10 +1,10 @@
 #include "vmdump/allocation_nodes.hpp"
 
+#include "interface/say_line.hpp"
 #include "support/checked_numbers.hpp"
 #include "support/file_reading.hpp"
 #include "support/listing.hpp"
 #include "support/page_buffer.hpp"
-#include "support/say_line.hpp"
 #include "vmdump/debugfs_places.hpp"
 #include "vmdump/digit_words.hpp"
 #include "vmdump/line_fields.hpp"
@@ -76,7 +76,7 @@ bool walk_allocations(const char* driver_directory, std::vector<allcation_Info>&
         const PlacePath path = file_path(driver_directory, kAllocations, handle, "vm_info");
         auto text = pages.read(support::open_for_reading(AT_FDCWD, path.text));
         if (!text) {
-            support::say_line("Fail to read allocation info.. skip and try it again...");
+            interface::say_line("Fail to read allocation info.. skip and try it again...");
             return false;
         }
         for (std::string_view node = next_node(*text); !node.empty(); node = next_node(*text)) {

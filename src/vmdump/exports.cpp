@@ -1,10 +1,10 @@
 // The routines and objects of this folder that clients link against by name. Arguments that are texts are strings by
 // value because that is what the exported symbols say.
 
+#include "interface/say_line.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 #include "support/bounded_copy.hpp"
 #include "support/retries.hpp"
-#include "support/say_line.hpp"
 #include "vmdump/allocation_nodes.hpp"
 #include "vmdump/client_owner.hpp"
 #include "vmdump/client_record.hpp"
@@ -28,7 +28,7 @@ int status_of(bool succeeded) {
 // After a failed snapshot there is nothing to hand out, and clients see this line.
 bool say_no_snapshot_if_failed() {
     if (Get_Local_Data_Status < 0) {
-        support::say_line("\nThe function is being tested on this Chip......");
+        interface::say_line("\nThe function is being tested on this Chip......");
         return true;
     }
     return false;

@@ -4,9 +4,9 @@
 #include "adapter/chip_table.hpp"
 #include "adapter/current_adapter.hpp"
 #include "nodes/accessors.hpp"
+#include "support/format_into.hpp"
 #include "support/owned.hpp"
 
-#include <cstdio>
 #include <cstdlib>
 
 namespace kt3::adapter {
@@ -31,11 +31,7 @@ support::Library open_module(const Chip& chip) {
 // Binding again without letting go keeps the older module loaded: entry points resolved from it stay callable.
 void load_module(const Chip& chip, std::int32_t card) {
     binding.state.module = open_module(chip).release();
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::snprintf(sys_kernel_debug_ID_dri_ADAPTER_path, sizeof sys_kernel_debug_ID_dri_ADAPTER_path, chip.debugfs_dir,
-                  card);
-#pragma GCC diagnostic pop
+    support::format_into(sys_kernel_debug_ID_dri_ADAPTER_path, chip.debugfs_dir, card);
 }
 
 void free_device_object() {

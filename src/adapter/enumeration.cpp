@@ -5,6 +5,7 @@
 #include "adapter/drm_library.hpp"
 #include "interface/say_line.hpp"
 #include "support/file_reading.hpp"
+#include "support/format_into.hpp"
 
 #include <cstdio>
 #include <cstring>
@@ -16,13 +17,6 @@ namespace {
 
 constexpr std::int32_t kOtherVendorSlot = 2;
 constexpr std::size_t kDriverInfoBytes = 128;
-
-void format_name(find_adapter& record, std::int32_t slot, const char* format) {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::snprintf(record.name[slot], sizeof record.name[slot], format, slot);
-#pragma GCC diagnostic pop
-}
 
 // The path names the card whether or not the device offers that node; an empty one leaves the number alone.
 void read_card_number(find_adapter& record, std::int32_t slot, const drmDevice& device) {
@@ -122,7 +116,7 @@ void consider_own_device(find_adapter& record, const drmDevice* device) {
     }
     record.drm_fd[slot] = node->release(); // open until the process ends
     record.chip_id[slot] = chip->device;
-    format_name(record, slot, chip->display_name);
+    support::format_into(record.name[slot], chip->display_name, slot);
     lib_print_func("%s", chip->log_line);
     record_adapter(record, slot, *family, *device);
     ++record.chip_num;
@@ -141,11 +135,10 @@ bool record_other_vendor(find_adapter& record, const drmDevice* device) {
     const OtherVendor& row = find_other_vendor(vendor);
     find_adapter_ext1_cache.vendor_id[kOtherVendorSlot] = vendor;
     record.chip_id[kOtherVendorSlot] = device_id;
-    format_name(record, kOtherVendorSlot, row.display_name);
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    lib_print_func(row.log_line, vendor, device_id);
-#pragma GCC diagnostic pop
+    support::format_into(record.name[kOtherVendorSlot], row.display_name, kOtherVendorSlot);
+    char log_line[128];
+    support::format_into(log_line, row.log_line, vendor, device_id);
+    lib_print_func("%s", log_line);
     read_card_number(record, kOtherVendorSlot, *device);
     record_location(kOtherVendorSlot, *device->businfo.pci);
     find_adapter_ext1_cache.other_vendor_chip_num = 1;

@@ -6,6 +6,7 @@
 #include "interface/say_line.hpp"
 #include "support/file_reading.hpp"
 #include "support/format_into.hpp"
+#include "support/listing.hpp"
 
 #include <cstdio>
 #include <cstring>
@@ -43,15 +44,10 @@ bool is_directory(int parent, const dirent& entry) {
 
 // The adapter's first hwmon directory in listing order. The record owns the descriptor until the process ends.
 void open_hwmon_directory(gpu_infos& adapter) {
-    support::Fd parent(::openat(adapter.sysfs_fd, "hwmon", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const support::Dir listing(parent ? ::fdopendir(parent.get()) : nullptr);
-    if (!listing) {
-        return;
-    }
-    const int directory = parent.release(); // closed with the listing
-    while (const dirent* entry = ::readdir(listing.get())) {
-        if (std::strncmp(entry->d_name, "hwmon", 5) == 0 && is_directory(directory, *entry)) {
-            adapter.hwmon_fd = support::open_for_reading(directory, entry->d_name).release();
+    support::Listing listing(support::Fd(::openat(adapter.sysfs_fd, "hwmon", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
+    while (const dirent* entry = listing.next_entry()) {
+        if (std::strncmp(entry->d_name, "hwmon", 5) == 0 && is_directory(listing.descriptor(), *entry)) {
+            adapter.hwmon_fd = support::open_for_reading(listing.descriptor(), entry->d_name).release();
             return;
         }
     }

@@ -2,10 +2,9 @@
 
 #include "adapter/current_adapter.hpp"
 #include "interface/say_line.hpp"
-#include "support/owned.hpp"
+#include "support/listing.hpp"
 
 #include <cstring>
-#include <dirent.h>
 #include <string_view>
 
 namespace kt3::summary {
@@ -73,13 +72,12 @@ DisplayOutputs count_connectors(std::int32_t card) {
     char path[1024];
     std::snprintf(path, sizeof path, "%s/drm/card%d/", adapter::current_pci_directory(), card);
     DisplayOutputs outputs;
-    const support::Dir directory(::opendir(path));
-    if (!directory) {
+    support::Listing connectors(path);
+    if (connectors.failed()) {
         interface::say_line("Error opening drm directory");
-        return outputs;
     }
-    while (const dirent* entry = ::readdir(directory.get())) {
-        count_entry(entry->d_name, card, outputs);
+    while (const char* entry = connectors.next()) {
+        count_entry(entry, card, outputs);
     }
     return outputs;
 }

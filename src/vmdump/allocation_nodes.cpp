@@ -2,11 +2,11 @@
 
 #include "interface/say_line.hpp"
 #include "support/checked_numbers.hpp"
+#include "support/digit_words.hpp"
 #include "support/file_reading.hpp"
 #include "support/listing.hpp"
 #include "support/page_buffer.hpp"
 #include "vmdump/debugfs_places.hpp"
-#include "vmdump/digit_words.hpp"
 #include "vmdump/line_fields.hpp"
 
 namespace kt3::vmdump {
@@ -24,12 +24,12 @@ constexpr std::string_view kSeparator = "=====vm node info=====";
 }
 
 std::int32_t process_of(const std::string& text) {
-    const auto usual = usual_decimal(text);
+    const auto usual = support::usual_decimal(text);
     return usual ? *usual : any_process(text);
 }
 
 std::int64_t number_of(const std::string& text) {
-    const auto usual = usual_hex(text);
+    const auto usual = support::usual_hex(text);
     return usual ? *usual : any_number(text);
 }
 

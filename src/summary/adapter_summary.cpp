@@ -2,6 +2,7 @@
 
 #include "adapter/chip_table.hpp"
 #include "adapter/current_adapter.hpp"
+#include "interface/logging.hpp"
 #include "nodes/accessors.hpp"
 #include "nodes/node_files.hpp"
 #include "nodes/node_table.hpp"
@@ -41,11 +42,11 @@ void gather_facts(SummaryState& state, const SummaryAdapter& adapter) {
     facts.memory_bit_width = read_bus_width();
     facts.memory_channel_number = node_word(nodes::kMiuChannelNum);
     facts.current_link_width = read_link_width();
-    lib_print_func("cached_current_link_width: 0x%x\n", facts.current_link_width);
+    interface::log("cached_current_link_width: 0x%x\n", facts.current_link_width);
     const DisplayOutputs outputs = find_outputs(adapter);
     facts.display_port_number = outputs.ports;
     facts.display_types = outputs.types;
-    lib_print_func("cached_display_port_number: 0x%x, cached_support_disp_port_type: 0x%x\n", outputs.ports,
+    interface::log("cached_display_port_number: 0x%x, cached_support_disp_port_type: 0x%x\n", outputs.ports,
                    outputs.types);
     state.summary_chip = adapter.chip_id;
 }

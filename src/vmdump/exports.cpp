@@ -2,6 +2,7 @@
 // value because that is what the exported symbols say.
 
 #include "interface/say_line.hpp"
+#include "interface/typed_name.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 #include "support/bounded_copy.hpp"
 #include "support/retries.hpp"
@@ -216,12 +217,6 @@ KT3_EXPORT void get_allocation_data_info(_GFX_VM_ALLOCATION_DATA* entries, uint3
     }
 }
 
-// C++ clients that declared the call without extern "C" link against this name.
-KT3_EXPORT void kt3_get_allocation_data_info_encoded(_GFX_VM_ALLOCATION_DATA* entries, uint32_t* count) __asm__(
-    "_Z24get_allocation_data_infoP23_GFX_VM_ALLOCATION_DATAPj");
-
-KT3_EXPORT void kt3_get_allocation_data_info_encoded(_GFX_VM_ALLOCATION_DATA* entries, uint32_t* count) {
-    get_allocation_data_info(entries, count);
-}
-
 } // extern "C"
+
+KT3_TYPED_NAME(get_allocation_data_info, "_Z24get_allocation_data_infoP23_GFX_VM_ALLOCATION_DATAPj");

@@ -1,6 +1,5 @@
 #include "allocation/raw_list.hpp"
 
-#include "allocation/allocation_state.hpp"
 #include "allocation/snapshot.hpp"
 #include "interface/say_line.hpp"
 
@@ -10,6 +9,8 @@
 
 namespace kt3::allocation {
 namespace {
+
+constinit AllocationState state;
 
 constexpr std::int64_t kSlice = KT3_ALLOCATION_RAW_LIST_MAX;
 
@@ -33,10 +34,13 @@ std::vector<DeviceOfRecord> order_by_device(RecordSpan records) {
 
 } // namespace
 
+AllocationState& allocation_state() {
+    return state;
+}
+
 bool hold_sorted(RecordSpan records) {
     constexpr std::size_t kSpare = 10;
     const auto order = order_by_device(records);
-    AllocationState& state = allocation_state();
     state.held_count = static_cast<std::int32_t>(records.size());
     state.held_block.reset();
     state.held_block.reset(new (std::nothrow) _GFX_ALLOCATION_INFO[records.size() + kSpare]);
@@ -50,7 +54,6 @@ bool hold_sorted(RecordSpan records) {
 }
 
 void copy_slice(_GFX_ALLOCATION_RAW_LIST& list) {
-    const AllocationState& state = allocation_state();
     const std::int64_t first = list.trasfer_cnt * kSlice;
     const std::int64_t rest = state.held_count - first;
     list.total_cnt = state.held_count;

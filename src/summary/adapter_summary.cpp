@@ -13,6 +13,8 @@
 namespace kt3::summary {
 namespace {
 
+constinit SummaryState state;
+
 std::uint32_t node_word(nodes::NodeIndex node) {
     return static_cast<std::uint32_t>(nodes::driver_node_int(node));
 }
@@ -33,7 +35,7 @@ DisplayOutputs find_outputs(const SummaryAdapter& adapter) {
 }
 
 // The tool is run whatever the family, and the messages come in this order.
-void gather_facts(SummaryState& state, const SummaryAdapter& adapter) {
+void gather_facts(const SummaryAdapter& adapter) {
     _GPU_ADAPTER_SUMMARY& facts = state.summary;
     facts = {};
     facts.frame_buffer_size = node_word(nodes::kFbSize);
@@ -79,10 +81,13 @@ void copy_memory_facts(_GPU_ADAPTER_SUMMARY& record, const _GPU_ADAPTER_SUMMARY&
 
 } // namespace
 
+SummaryState& summary_state() {
+    return state;
+}
+
 void read_summary(_GPU_ADAPTER_SUMMARY& record, const SummaryAdapter& adapter) {
-    SummaryState& state = summary_state();
     if (state.summary_chip != adapter.chip_id) {
-        gather_facts(state, adapter);
+        gather_facts(adapter);
     }
     read_clocks(record);
     copy_facts(record, state.summary);

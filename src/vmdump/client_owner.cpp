@@ -3,9 +3,9 @@
 #include "interface/say_line.hpp"
 #include "support/bounded_copy.hpp"
 #include "support/read_once.hpp"
+#include "vmdump/client_record.hpp"
 #include "vmdump/dump_reading.hpp"
 #include "vmdump/line_fields.hpp"
-#include "vmdump/record_text.hpp"
 
 #include <algorithm>
 

@@ -11,6 +11,7 @@
 #include "vmdump/client_record.hpp"
 #include "vmdump/client_walk.hpp"
 #include "vmdump/debugfs_places.hpp"
+#include "vmdump/digital_index.hpp"
 #include "vmdump/line_fields.hpp"
 #include "vmdump/page_table_reading.hpp"
 #include "vmdump/rows.hpp"

@@ -2,12 +2,12 @@
 
 #include "machine_state.hpp"
 #include "node_meanings.hpp"
+#include "support/listing.hpp"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -19,16 +19,6 @@ namespace {
 constexpr std::string_view kNodeFolders[] = {"/wy_info/", "/qn_info/"};
 constexpr char kSlashInNames = '|'; // a spool file is named after its number and its node's path
 
-// A descriptor closed at the end of its scope.
-struct Descriptor {
-    int value;
-    ~Descriptor() {
-        if (value >= 0) {
-            ::close(value);
-        }
-    }
-};
-
 std::string read_whole(int file) {
     std::string text;
     char buffer[4096];
@@ -39,13 +29,13 @@ std::string read_whole(int file) {
 }
 
 std::string read_whole(const std::string& path) {
-    const Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
-    return file.value < 0 ? "" : read_whole(file.value);
+    const support::Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    return file ? read_whole(file.get()) : "";
 }
 
 void write_whole(const std::string& path, std::string_view text, int flags) {
-    const Descriptor file{::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0666)};
-    if (file.value >= 0 && ::write(file.value, text.data(), text.size()) < 0) {
+    const support::Fd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0666));
+    if (file && ::write(file.get(), text.data(), text.size()) < 0) {
         std::perror("kt3-sim: driver node");
     }
 }
@@ -56,14 +46,11 @@ std::string spool_folder(const std::string& root) {
 
 std::vector<std::string> spooled(const std::string& folder) {
     std::vector<std::string> names;
-    DIR* listing = ::opendir(folder.c_str());
-    while (const dirent* entry = listing == nullptr ? nullptr : ::readdir(listing)) {
-        if (entry->d_name[0] >= '0' && entry->d_name[0] <= '9') {
-            names.emplace_back(entry->d_name);
+    support::Listing listing(folder.c_str());
+    while (const char* name = listing.next()) {
+        if (name[0] >= '0' && name[0] <= '9') {
+            names.emplace_back(name);
         }
-    }
-    if (listing != nullptr) {
-        ::closedir(listing);
     }
     std::sort(names.begin(), names.end());
     return names;
@@ -93,11 +80,11 @@ void deliver(const std::string& root, const std::string& path, const std::string
 // Unfinished files are left for a later time. True when the file was finished.
 bool settle(const std::string& root, const std::string& folder, const std::string& name) {
     const std::string path = folder + '/' + name;
-    const Descriptor file{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
-    if (file.value < 0 || ::flock(file.value, LOCK_EX | LOCK_NB) != 0) {
+    const support::Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file || ::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
         return false;
     }
-    deliver(root, node_of(name), read_whole(file.value));
+    deliver(root, node_of(name), read_whole(file.get()));
     ::unlink(path.c_str());
     return true;
 }
@@ -164,14 +151,13 @@ int open_for_driver(const std::string& root, const char* simulated_path, int fla
     // Renamed once it is locked: a file under its final name without a lock is a finished one.
     const std::string fresh = folder + "/new-" + number;
     const int kept = flags & (O_CLOEXEC | O_NONBLOCK | O_APPEND | O_SYNC | O_DSYNC);
-    const int file = ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | kept, 0666);
-    if (file < 0 || ::flock(file, LOCK_SH) != 0 ||
+    support::Fd file(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | kept, 0666));
+    if (!file || ::flock(file.get(), LOCK_SH) != 0 ||
         ::rename(fresh.c_str(), (folder + '/' + number + name).c_str()) != 0) {
         state->writes_settled.fetch_add(1);
-        const Descriptor closed{file};
         return -1;
     }
-    return file;
+    return file.release(); // the program that opened the node owns it
 }
 
 bool writes_pending(std::string_view root) {
@@ -185,8 +171,8 @@ void settle_driver_writes(const std::string& root) {
         return;
     }
     const int before = errno;
-    const Descriptor only{::open(private_path(root, "settling").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666)};
-    if (only.value >= 0 && ::flock(only.value, LOCK_EX) == 0) {
+    const support::Fd only(::open(private_path(root, "settling").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
+    if (only && ::flock(only.get(), LOCK_EX) == 0) {
         const std::string folder = spool_folder(root);
         for (const std::string& name : spooled(folder)) {
             state->writes_settled.fetch_add(settle(root, folder, name) ? 1 : 0);

@@ -1,11 +1,12 @@
 #include "machine_state.hpp"
 
+#include "support/owned.hpp"
+
 #include <cstdlib>
 #include <fcntl.h>
 #include <mutex>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace kt3::sim {
 namespace {
@@ -25,15 +26,14 @@ MappedState& mapped_state() {
 MachineState* map(const std::string& root) {
     ::mkdir(private_path(root, "").c_str(), 0777);
     const std::string path = private_path(root, "state");
-    const int file = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-    if (file < 0) {
+    const support::Fd file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666));
+    if (!file) {
         return nullptr;
     }
     void* memory = MAP_FAILED;
-    if (::ftruncate(file, sizeof(MachineState)) == 0) {
-        memory = ::mmap(nullptr, sizeof(MachineState), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    if (::ftruncate(file.get(), sizeof(MachineState)) == 0) {
+        memory = ::mmap(nullptr, sizeof(MachineState), PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
     }
-    ::close(file);
     return memory == MAP_FAILED ? nullptr : static_cast<MachineState*>(memory);
 }
 

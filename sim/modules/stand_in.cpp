@@ -16,6 +16,8 @@
 // What is not said keeps the value below. When the machine has a file /module-calls, every call is added to it with
 // the descriptor it was given.
 
+#include "support/owned.hpp"
+
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -24,7 +26,6 @@
 #include <ctime>
 #include <fcntl.h>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -85,27 +86,25 @@ std::string machine_file(const char* name) {
 
 Behaviour read_behaviour() {
     Behaviour behaviour;
-    FILE* file = std::fopen(machine_file("/module-behaviour").c_str(), "re");
-    if (file == nullptr) {
+    const kt3::support::File file(std::fopen(machine_file("/module-behaviour").c_str(), "re"));
+    if (!file) {
         return behaviour;
     }
     std::array<char, 512> line{};
-    while (std::fgets(line.data(), line.size(), file) != nullptr) {
+    while (std::fgets(line.data(), line.size(), file.get()) != nullptr) {
         std::array<char, 32> name{};
         int values = 0;
         if (std::sscanf(line.data(), "%31s%n", name.data(), &values) == 1) {
             read_line(name.data(), line.data() + values, behaviour);
         }
     }
-    std::fclose(file);
     return behaviour;
 }
 
 void record_call(const char* name, int descriptor) {
-    const int file = ::open(machine_file("/module-calls").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-    if (file >= 0) {
-        ::dprintf(file, "%s %d\n", name, descriptor);
-        ::close(file);
+    const kt3::support::Fd file(::open(machine_file("/module-calls").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    if (file) {
+        ::dprintf(file.get(), "%s %d\n", name, descriptor);
     }
 }
 

@@ -2,12 +2,12 @@
 
 #include "changing_folder.hpp"
 #include "scenes/adapters.hpp"
+#include "support/owned.hpp"
 
 #include <array>
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace kt3::sim {
 namespace {
@@ -110,9 +110,8 @@ struct MemoryWriter {
         const std::string folder = machine.real(adapter.debugfs_path("allocations/" + name)).string();
         const std::string page = page_of(shape, device_text(device), name);
         ::mkdir(folder.c_str(), 0777);
-        const int file = ::open((folder + "/info").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-        [[maybe_unused]] const ssize_t written = ::write(file, page.data(), page.size());
-        ::close(file);
+        const support::Fd file(::open((folder + "/info").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+        [[maybe_unused]] const ssize_t written = ::write(file.get(), page.data(), page.size());
     }
 
     void allocations(const Shape& shape, std::uint32_t device, int count) {

@@ -3,10 +3,11 @@
 #include "adapter/binding_state.hpp"
 #include "adapter/chip_table.hpp"
 #include "adapter/current_adapter.hpp"
+#include "interface/logging.hpp"
 #include "nodes/accessors.hpp"
+#include "support/format_into.hpp"
 #include "support/owned.hpp"
 
-#include <cstdio>
 #include <cstdlib>
 
 namespace kt3::adapter {
@@ -31,11 +32,7 @@ support::Library open_module(const Chip& chip) {
 // Binding again without letting go keeps the older module loaded: entry points resolved from it stay callable.
 void load_module(const Chip& chip, std::int32_t card) {
     binding.state.module = open_module(chip).release();
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::snprintf(sys_kernel_debug_ID_dri_ADAPTER_path, sizeof sys_kernel_debug_ID_dri_ADAPTER_path, chip.debugfs_dir,
-                  card);
-#pragma GCC diagnostic pop
+    support::format_into(sys_kernel_debug_ID_dri_ADAPTER_path, chip.debugfs_dir, card);
 }
 
 void free_device_object() {
@@ -47,12 +44,12 @@ bool allocate_device_object() {
     free_device_object();
     const std::uint32_t size = binding.device_object_size(__perf_event_fd);
     if (size == 0) {
-        lib_print_func("get_struct_size err\n ");
+        interface::log("get_struct_size err\n ");
         return false;
     }
     pdev = std::malloc(size);
     if (pdev == nullptr) {
-        lib_print_func("pdev alloc mem fail.\n ");
+        interface::log("pdev alloc mem fail.\n ");
         return false;
     }
     return true;
@@ -65,13 +62,13 @@ void* first_module_entry(const char* name, const char* second_name) {
 
 bool create_device_object() {
     if (binding.state.module == nullptr) {
-        lib_print_func("open libkeinterface module fail. \n ");
+        interface::log("open libkeinterface module fail. \n ");
         return false;
     }
     binding.device_object_size =
         reinterpret_cast<SizeQuery>(first_module_entry("gfx_get_struct_size", "qn_get_struct_size"));
     if (binding.device_object_size == nullptr) {
-        lib_print_func("get pfn_gfx_get_struct_size fail. \n ");
+        interface::log("get pfn_gfx_get_struct_size fail. \n ");
         return false;
     }
     return allocate_device_object();
@@ -124,14 +121,14 @@ std::int32_t bind_adapter(find_adapter& record) {
     if (chip != nullptr) {
         load_module(*chip, record.drm_card_idx[slot]);
     } else {
-        lib_print_func("invalidate chip id. \n ");
+        interface::log("invalidate chip id. \n ");
     }
     switch_usage_accounting("1");
     return create_device_object() ? binding.state.chip_id : -1;
 }
 
 void unbind_adapter(std::int32_t chip_index) {
-    lib_print_func("gfx_global_exit enter, chip_id_idx: %d \n", chip_index);
+    interface::log("gfx_global_exit enter, chip_id_idx: %d \n", chip_index);
     switch_usage_accounting("0");
     support::Library(binding.state.module).reset();
     binding.state.module = nullptr;

@@ -1,5 +1,7 @@
 #include "adapter/current_adapter.hpp"
 
+#include "interface/logging.hpp"
+
 #include <cstdio>
 
 namespace kt3::adapter {
@@ -23,7 +25,7 @@ void select_adapter(find_adapter& record) {
     pCurrent_gpu_infos = &record.gpu_infos[record.current_index];
     std::snprintf(sys_bus_pci_devices_BUSID_path, sizeof sys_bus_pci_devices_BUSID_path, "/sys/bus/pci/devices/%.20s",
                   pCurrent_gpu_infos->bus_id);
-    lib_print_func("gpuinfo_select_new_chip index: %d, name: %.20s \n", record.current_index,
+    interface::log("gpuinfo_select_new_chip index: %d, name: %.20s \n", record.current_index,
                    record.name[record.current_index]);
 }
 

@@ -3,8 +3,11 @@
 #include "adapter/chip_table.hpp"
 #include "adapter/device_list.hpp"
 #include "adapter/drm_library.hpp"
+#include "interface/logging.hpp"
+#include "interface/say_line.hpp"
 #include "support/file_reading.hpp"
-#include "support/say_line.hpp"
+#include "support/format_into.hpp"
+#include "support/listing.hpp"
 
 #include <cstdio>
 #include <cstring>
@@ -17,13 +20,6 @@ namespace {
 constexpr std::int32_t kOtherVendorSlot = 2;
 constexpr std::size_t kDriverInfoBytes = 128;
 
-void format_name(find_adapter& record, std::int32_t slot, const char* format) {
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    std::snprintf(record.name[slot], sizeof record.name[slot], format, slot);
-#pragma GCC diagnostic pop
-}
-
 // The path names the card whether or not the device offers that node; an empty one leaves the number alone.
 void read_card_number(find_adapter& record, std::int32_t slot, const drmDevice& device) {
     if (const char* primary = device.nodes[DRM_NODE_PRIMARY]) {
@@ -34,9 +30,9 @@ void read_card_number(find_adapter& record, std::int32_t slot, const drmDevice& 
 void record_location(std::int32_t slot, const drmPciBusInfo& pci) {
     find_adapter_ext1& ext1 = find_adapter_ext1_cache;
     ext1.bus[slot] = {pci.domain, pci.bus, pci.dev, pci.func, 0};
-    lib_print_func("gpu_busid: 0x%04x:%02x:%02x.%x\n", pci.domain, pci.bus, pci.dev, pci.func);
+    interface::log("gpu_busid: 0x%04x:%02x:%02x.%x\n", pci.domain, pci.bus, pci.dev, pci.func);
     ext1.luid[slot] = {pci.domain, pci.bus * 65536U + pci.dev * 256U + pci.func};
-    lib_print_func("gpu_luid: 0x%08x:0x%08x\n", ext1.luid[slot].high, ext1.luid[slot].low);
+    interface::log("gpu_luid: 0x%08x:0x%08x\n", ext1.luid[slot].high, ext1.luid[slot].low);
 }
 
 bool is_directory(int parent, const dirent& entry) {
@@ -49,15 +45,10 @@ bool is_directory(int parent, const dirent& entry) {
 
 // The adapter's first hwmon directory in listing order. The record owns the descriptor until the process ends.
 void open_hwmon_directory(gpu_infos& adapter) {
-    support::Fd parent(::openat(adapter.sysfs_fd, "hwmon", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const support::Dir listing(parent ? ::fdopendir(parent.get()) : nullptr);
-    if (!listing) {
-        return;
-    }
-    const int directory = parent.release(); // closed with the listing
-    while (const dirent* entry = ::readdir(listing.get())) {
-        if (std::strncmp(entry->d_name, "hwmon", 5) == 0 && is_directory(directory, *entry)) {
-            adapter.hwmon_fd = support::open_for_reading(directory, entry->d_name).release();
+    support::Listing listing(support::Fd(::openat(adapter.sysfs_fd, "hwmon", O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
+    while (const dirent* entry = listing.next_entry()) {
+        if (std::strncmp(entry->d_name, "hwmon", 5) == 0 && is_directory(listing.descriptor(), *entry)) {
+            adapter.hwmon_fd = support::open_for_reading(listing.descriptor(), entry->d_name).release();
             return;
         }
     }
@@ -85,12 +76,12 @@ void read_va_flag(find_adapter& record, std::int32_t slot, const Family& family)
     if (std::string_view(text, bytes).find("VA=1") != std::string_view::npos) {
         record.IS_VA_driver[slot] = 1;
     }
-    lib_print_func("find_adapter->header.IS_VA_driver[%d] = %d\n", slot, record.IS_VA_driver[slot]);
+    interface::log("find_adapter->header.IS_VA_driver[%d] = %d\n", slot, record.IS_VA_driver[slot]);
 }
 
 void record_adapter(find_adapter& record, std::int32_t slot, const Family& family, const drmDevice& device) {
     read_card_number(record, slot, device);
-    lib_print_func("drm_card_idx: %d\n", record.drm_card_idx[slot]);
+    interface::log("drm_card_idx: %d\n", record.drm_card_idx[slot]);
     const drmPciBusInfo& pci = *device.businfo.pci;
     record_location(slot, pci);
     gpu_infos& adapter = record.gpu_infos[slot];
@@ -109,7 +100,7 @@ void consider_own_device(find_adapter& record, const drmDevice* device) {
         return;
     }
     const std::uint16_t device_id = device->deviceinfo.pci->device_id;
-    lib_print_func("check venderid: 0x%x, device id:0x%x\n", family->vendor, device_id);
+    interface::log("check venderid: 0x%x, device id:0x%x\n", family->vendor, device_id);
     if (record.vendor_filter != family->vendor && record.vendor_filter != 0xFFFF) {
         return;
     }
@@ -122,8 +113,8 @@ void consider_own_device(find_adapter& record, const drmDevice* device) {
     }
     record.drm_fd[slot] = node->release(); // open until the process ends
     record.chip_id[slot] = chip->device;
-    format_name(record, slot, chip->display_name);
-    lib_print_func("%s", chip->log_line);
+    support::format_into(record.name[slot], chip->display_name, slot);
+    interface::log("%s", chip->log_line);
     record_adapter(record, slot, *family, *device);
     ++record.chip_num;
 }
@@ -141,11 +132,10 @@ bool record_other_vendor(find_adapter& record, const drmDevice* device) {
     const OtherVendor& row = find_other_vendor(vendor);
     find_adapter_ext1_cache.vendor_id[kOtherVendorSlot] = vendor;
     record.chip_id[kOtherVendorSlot] = device_id;
-    format_name(record, kOtherVendorSlot, row.display_name);
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    lib_print_func(row.log_line, vendor, device_id);
-#pragma GCC diagnostic pop
+    support::format_into(record.name[kOtherVendorSlot], row.display_name, kOtherVendorSlot);
+    char log_line[128];
+    support::format_into(log_line, row.log_line, vendor, device_id);
+    interface::log("%s", log_line);
     read_card_number(record, kOtherVendorSlot, *device);
     record_location(kOtherVendorSlot, *device->businfo.pci);
     find_adapter_ext1_cache.other_vendor_chip_num = 1;
@@ -160,7 +150,7 @@ void visit_positions(const DeviceList& devices, Visit visit) {
             return;
         }
     }
-    support::say_line("exceed  MAX_CHIP_NUM. ");
+    interface::say_line("exceed  MAX_CHIP_NUM. ");
 }
 
 } // namespace
@@ -185,7 +175,7 @@ bool enumerate_adapters(find_adapter& record) {
         return false;
     });
     visit_positions(devices, [&](const drmDevice* device) { return record_other_vendor(record, device); });
-    lib_print_func("find chip num:%d, other vendor chip num:%d\n", record.chip_num,
+    interface::log("find chip num:%d, other vendor chip num:%d\n", record.chip_num,
                    find_adapter_ext1_cache.other_vendor_chip_num);
     return true;
 }

@@ -1,7 +1,7 @@
 #include "allocation/debug_tree.hpp"
 
+#include "interface/say_line.hpp"
 #include "support/file_reading.hpp"
-#include "support/say_line.hpp"
 
 #include <cstdio>
 #include <cstring>
@@ -28,7 +28,7 @@ support::Listing list_directory(const DebugTree& tree, const char* name) {
 
 bool is_listed_whole(const support::Listing& listing) {
     if (listing.failed()) {
-        support::say_line("Error opening directory");
+        interface::say_line("Error opening directory");
     }
     return !listing.failed();
 }

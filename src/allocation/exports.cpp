@@ -10,6 +10,7 @@
 #include "allocation/snapshot.hpp"
 #include "allocation/sums.hpp"
 #include "interface/lifetime.hpp"
+#include "interface/typed_name.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 
 using namespace kt3::allocation;
@@ -89,3 +90,13 @@ KT3_EXPORT void get_memleak_information(_GFX_ALLOCATION_INFO* result, int, int i
 }
 
 } // extern "C"
+
+KT3_TYPED_NAME(get_segment_info_through_allocation, "_Z35get_segment_info_through_allocationPjii");
+KT3_TYPED_NAME(get_device_pid_maps_internal, "_Z28get_device_pid_maps_internalP19_GFX_DEVICE_PID_MAPii");
+KT3_TYPED_NAME(get_device_allocation_summary_internal,
+               "_Z38get_device_allocation_summary_internalP30_GFX_DEVICE_ALLOCATION_SUMMARYii");
+KT3_TYPED_NAME(get_device_allocation_summary_internal_ext1,
+               "_Z43get_device_allocation_summary_internal_ext1P35_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1ii");
+KT3_TYPED_NAME(get_allocation_raw_list_internal,
+               "_Z32get_allocation_raw_list_internalP24_GFX_ALLOCATION_RAW_LISTP12find_adapter");
+KT3_TYPED_NAME(get_memleak_information, "_Z23get_memleak_informationP20_GFX_ALLOCATION_INFOii");

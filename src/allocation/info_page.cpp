@@ -2,6 +2,7 @@
 
 #include "allocation/text_lines.hpp"
 #include "support/checked_numbers.hpp"
+#include "support/digit_words.hpp"
 
 #include <array>
 #include <cstdint>
@@ -13,7 +14,7 @@ namespace {
 enum class Scan : std::uint8_t {
     decimal, // what digits there are
     hex,     // checked
-    device,  // checked, in the base that the driver uses for device handles
+    device,  // checked, decimal or hexadecimal as the driver writes device handles
 };
 
 struct Field {
@@ -103,59 +104,28 @@ const Field* find_field(std::string_view key) {
     return field != nullptr && same_key(field->key, key) ? field : nullptr;
 }
 
-// The two below read plain digits inline and leave everything else to the general conversions: white space, signs,
-// trailing text, numbers that may not fit, and what those throw.
+// The general conversions take over where the text is more than a few digits: white space, signs, trailing text,
+// numbers that may not fit, and what those throw.
 std::int32_t decimal_value(std::string_view text) {
-    constexpr std::size_t kAlwaysFits = 18;
-    std::uint64_t value = 0;
-    if (text.size() > kAlwaysFits) {
-        return support::leading_int(text);
-    }
-    for (const char c : text) {
-        const unsigned digit = static_cast<unsigned>(c) - '0';
-        if (digit > 9) {
-            return support::leading_int(text);
-        }
-        value = value * 10 + digit;
-    }
-    return static_cast<std::int32_t>(value);
+    const auto usual = support::usual_decimal(text);
+    return usual ? *usual : support::leading_int(text);
 }
 
-// Looked up, as handles mix digits and letters beyond any branch predictor.
-constexpr auto kDigitOf = [] {
-    std::array<std::uint8_t, 256> table = {};
-    for (std::size_t c = 0; c < table.size(); ++c) {
-        table[c] = static_cast<std::uint8_t>(support::digit_value(static_cast<char>(c)));
-    }
-    return table;
-}();
-
-std::int32_t checked_value(std::string_view text, unsigned base) {
-    constexpr std::size_t kAlwaysFits = 7; // in either base
-    if (text.empty() || text.size() > kAlwaysFits) {
-        return support::checked_int(text, base);
-    }
-    std::uint32_t value = 0;
-    for (const char c : text) {
-        const unsigned digit = kDigitOf[static_cast<unsigned char>(c)];
-        if (digit >= base) {
-            return support::checked_int(text, base);
-        }
-        value = value * base + digit;
-    }
-    return static_cast<std::int32_t>(value);
+std::int32_t checked_hex(std::string_view text) {
+    const auto usual = support::usual_hex(text);
+    return usual && *usual <= INT32_MAX ? static_cast<std::int32_t>(*usual) : support::checked_int(text, 16);
 }
 
-std::int32_t field_value(Scan scan, std::string_view text, unsigned device_base) {
-    switch (scan) {
-    case Scan::hex:
-        return checked_value(text, 16);
-    case Scan::device:
-        return checked_value(text, device_base);
-    case Scan::decimal:
-        break;
+std::int32_t checked_decimal(std::string_view text) {
+    const auto usual = support::usual_decimal(text);
+    return usual ? *usual : support::checked_int(text, 10);
+}
+
+std::int32_t field_value(Scan scan, std::string_view text, bool va_driver) {
+    if (scan == Scan::decimal) {
+        return decimal_value(text);
     }
-    return decimal_value(text);
+    return scan == Scan::device && va_driver ? checked_decimal(text) : checked_hex(text);
 }
 
 } // namespace
@@ -164,11 +134,10 @@ std::int32_t field_value(Scan scan, std::string_view text, unsigned device_base)
 // device=12
 // width=1920
 _GFX_ALLOCATION_INFO parse_info_page(std::string_view page, bool va_driver) {
-    const unsigned device_base = va_driver ? 10 : 16;
     _GFX_ALLOCATION_INFO record = {};
     for_each_pair(page, [&](std::string_view key, std::string_view rest_of_line) {
         if (const Field* field = find_field(key)) {
-            record.*field->member = field_value(field->scan, value_text(rest_of_line), device_base);
+            record.*field->member = field_value(field->scan, value_text(rest_of_line), va_driver);
         }
     });
     record.seen_count = 1;

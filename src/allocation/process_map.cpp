@@ -2,8 +2,8 @@
 
 #include "allocation/device_page.hpp"
 #include "allocation/package_name.hpp"
+#include "interface/say_line.hpp"
 #include "support/page_buffer.hpp"
-#include "support/say_line.hpp"
 
 #include <algorithm>
 #include <cstring>
@@ -57,7 +57,7 @@ bool read_process_map(const DebugTree& tree, ProcessMap maps) {
     while (const char* entry = listing.next()) {
         const auto page = pages.read(open_page(listing, entry, tree.va_driver ? "info" : entry));
         if (!page) {
-            support::say_line("Fail to read devices info. skip...");
+            interface::say_line("Fail to read devices info. skip...");
             return false;
         }
         _GFX_DEVICE_PID_MAP& map = maps[filled];
@@ -69,7 +69,7 @@ bool read_process_map(const DebugTree& tree, ProcessMap maps) {
         ++filled;
         if (filled == maps.size()) {
             // Said for the fiftieth device even when it is the last one; clients see the line then.
-            support::say_line("exceed ALLOCATION_SUMMARY_MAX!!! ");
+            interface::say_line("exceed ALLOCATION_SUMMARY_MAX!!! ");
             return true;
         }
     }

@@ -1,8 +1,8 @@
 #include "allocation/raw_list.hpp"
 
-#include "allocation/allocation_state.hpp"
 #include "allocation/snapshot.hpp"
-#include "support/say_line.hpp"
+#include "interface/lifetime.hpp"
+#include "interface/say_line.hpp"
 
 #include <algorithm>
 #include <new>
@@ -10,6 +10,9 @@
 
 namespace kt3::allocation {
 namespace {
+
+constinit AllocationState state;
+constinit interface::ContainerWatch state_watch;
 
 constexpr std::int64_t kSlice = KT3_ALLOCATION_RAW_LIST_MAX;
 
@@ -33,15 +36,18 @@ std::vector<DeviceOfRecord> order_by_device(RecordSpan records) {
 
 } // namespace
 
+AllocationState& allocation_state() {
+    return state;
+}
+
 bool hold_sorted(RecordSpan records) {
     constexpr std::size_t kSpare = 10;
     const auto order = order_by_device(records);
-    AllocationState& state = allocation_state();
     state.held_count = static_cast<std::int32_t>(records.size());
     state.held_block.reset();
     state.held_block.reset(new (std::nothrow) _GFX_ALLOCATION_INFO[records.size() + kSpare]);
     if (state.held_block == nullptr) {
-        support::say_line("allocate memory for global_allocation_raw_list fail.");
+        interface::say_line("allocate memory for global_allocation_raw_list fail.");
         return false;
     }
     std::transform(order.begin(), order.end(), state.held_block.get(),
@@ -50,14 +56,13 @@ bool hold_sorted(RecordSpan records) {
 }
 
 void copy_slice(_GFX_ALLOCATION_RAW_LIST& list) {
-    const AllocationState& state = allocation_state();
     const std::int64_t first = list.trasfer_cnt * kSlice;
     const std::int64_t rest = state.held_count - first;
     list.total_cnt = state.held_count;
     list.cur_cnt = 0;
     list.has_more = 0;
     if (rest < 0) {
-        support::say_line("get_allocation_raw_list_internal, invalid trasfer_cnt !!!");
+        interface::say_line("get_allocation_raw_list_internal, invalid trasfer_cnt !!!");
         return;
     }
     if (first < 0 || state.held_block == nullptr) {

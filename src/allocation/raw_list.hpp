@@ -5,9 +5,20 @@
 #include "allocation/sums.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface.h"
 
+#include <cstdint>
+#include <memory>
 #include <optional>
 
 namespace kt3::allocation {
+
+// What this folder keeps between calls, next to the exported list of the leak tracker.
+struct AllocationState {
+    // The list that later slices of the raw list come from. Both are replaced by every first slice; after a block
+    // that could not be obtained the count is the new one while no block is held.
+    std::unique_ptr<_GFX_ALLOCATION_INFO[]> held_block = nullptr;
+    std::int32_t held_count = 0;
+};
+AllocationState& allocation_state();
 
 // Holds a copy of the records, ordered by device, for copy_slice. Records of one device come out in the order in which
 // the standard sort leaves them. False, with a line on standard output, when there is no memory for it.

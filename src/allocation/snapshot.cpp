@@ -1,9 +1,9 @@
 #include "allocation/snapshot.hpp"
 
 #include "allocation/info_page.hpp"
+#include "interface/say_line.hpp"
 #include "support/page_buffer.hpp"
 #include "support/retries.hpp"
-#include "support/say_line.hpp"
 
 #include <algorithm>
 #include <sys/stat.h>
@@ -34,7 +34,7 @@ bool walk_allocations(const DebugTree& tree, Records& records) {
         const auto page = pages.read(open_page(listing, entry, "info"));
         if (!page) {
             // The walk ends here although the message speaks of skipping: clients rely on the retry.
-            support::say_line("Fail to read allocation info. skip...");
+            interface::say_line("Fail to read allocation info. skip...");
             return false;
         }
         records.push_back(parse_info_page(*page, tree.va_driver));

@@ -1,7 +1,7 @@
 #include "allocation/sums.hpp"
 
 #include "allocation/snapshot.hpp"
-#include "support/say_line.hpp"
+#include "interface/say_line.hpp"
 
 #include <algorithm>
 
@@ -37,10 +37,10 @@ void sum_records(RecordSpan records, std::span<Entry> entries) {
     for (const _GFX_ALLOCATION_INFO& record : records) {
         Entry* entry = entry_of(record.device, entries, used);
         if (entry == nullptr) {
-            support::say_line("exceed ALLOCATION_SUMMARY_MAX !!! ");
+            interface::say_line("exceed ALLOCATION_SUMMARY_MAX !!! ");
         }
         if (record.segmentid < 0) {
-            support::say_line("invalid segmentid !!! ");
+            interface::say_line("invalid segmentid !!! ");
         } else if (entry != nullptr) {
             entry->segment_size[slot_of(record.segmentid)] += static_cast<Sum>(record.size);
         }

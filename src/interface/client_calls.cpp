@@ -3,6 +3,7 @@
 #include "adapter/binding.hpp"
 #include "adapter/binding_state.hpp"
 #include "adapter/enumeration.hpp"
+#include "interface/logging.hpp"
 #include "interface/version.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface.h"
 #include "nodes/accessors.hpp"
@@ -31,7 +32,7 @@ KT3_EXPORT int32_t get_interface_version_ext1(_GFX_INTERFACE_VERSION* record) {
     const auto verdict = interface::judge_client_version(static_cast<uint32_t>(record->client_version));
     record->server_version = KT3_INTERFACE_VERSION;
     record->match_result = verdict.code;
-    lib_print_func("%s", verdict.log_line);
+    interface::log("%s", verdict.log_line);
     return 0;
 }
 

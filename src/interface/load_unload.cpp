@@ -1,7 +1,7 @@
 // What happens when the library is mapped and unmapped: one line each, and the default print callback.
 
 #include "interface/logging.hpp"
-#include "support/say_line.hpp"
+#include "interface/say_line.hpp"
 
 // Priority 100 runs before every other initialiser of the library, so the first line a client sees is ours and the
 // callback is there for whatever runs next. The compiler reserves the range for system libraries and warns.
@@ -11,12 +11,12 @@
 #endif
 
 __attribute__((constructor(100))) static void at_load() {
-    kt3::support::say_line("init_100_priority, init print callback.");
+    kt3::interface::say_line("init_100_priority, init print callback.");
     kt3::interface::print_through_printf();
 }
 
 __attribute__((destructor(100))) static void at_unload() {
-    kt3::support::say_line("uninit_100_priority.");
+    kt3::interface::say_line("uninit_100_priority.");
 }
 
 #if !defined(__clang__)

@@ -1,8 +1,8 @@
 #include "interface/logging.hpp"
 
+#include "kt3_mgmt/kt3_mgmt_interface.h"
 #include "support/percent_text.hpp"
 
-#include <cstdarg>
 #include <cstdio>
 
 kt3_print_callback pServerPrintCallback = nullptr;
@@ -35,6 +35,24 @@ void deliver(const char* line) {
 
 } // namespace
 
+void log_arguments(const char* format, std::va_list arguments) {
+    if (pServerPrintCallback == nullptr) {
+        return;
+    }
+    char line[kLineCapacity];
+    line[0] = '\0'; // stays so if the text cannot be formatted at all
+    // The analyzer loses track of va_start when it reads several files in one run.
+    std::vsnprintf(line, sizeof line, format, arguments); // NOLINT(clang-analyzer-valist.Uninitialized)
+    deliver(line);
+}
+
+void log(const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    log_arguments(format, arguments);
+    va_end(arguments);
+}
+
 void print_through_printf() {
     pServerPrintCallback = printf_itself();
 }
@@ -42,21 +60,15 @@ void print_through_printf() {
 } // namespace kt3::interface
 
 extern "C" KT3_EXPORT int32_t lib_print_func(const char* format, ...) {
-    if (pServerPrintCallback == nullptr) {
-        return 0;
-    }
-    char line[kt3::interface::kLineCapacity];
-    line[0] = '\0'; // stays so if the text cannot be formatted at all
     va_list arguments;
     va_start(arguments, format);
-    // The analyzer loses track of va_start when it reads several files in one run.
-    std::vsnprintf(line, sizeof line, format, arguments); // NOLINT(clang-analyzer-valist.Uninitialized)
+    kt3::interface::log_arguments(format, arguments);
     va_end(arguments);
-    kt3::interface::deliver(line);
     return 0;
 }
 
 extern "C" KT3_EXPORT int32_t set_print_callback(kt3_print_callback callback) {
     pServerPrintCallback = callback;
-    return lib_print_func("set_print_callback.\n");
+    kt3::interface::log("set_print_callback.\n");
+    return 0;
 }

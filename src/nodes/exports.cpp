@@ -1,13 +1,17 @@
-// The node accessors and the two text helpers under their exported names.
+// The node accessors, the power-management registers and the two text helpers under their exported names.
 
 #include "kt3_mgmt/kt3_mgmt_interface.h"
 #include "nodes/accessors.hpp"
+#include "nodes/dvfs_commands.hpp"
+#include "nodes/dvfs_registers.hpp"
 #include "support/text_scan.hpp"
 
 #include <algorithm>
 #include <cstring>
 
 using namespace kt3;
+
+int32_t dvfs_register_state_data_flushed = 1;
 
 extern "C" {
 
@@ -41,6 +45,20 @@ KT3_EXPORT uint32_t gpuinfo_get_fps_count(uint32_t* frame_count, int64_t* timest
 
 KT3_EXPORT void gpuinfo_set_misc_ctl_flag(int32_t bits_to_set, int32_t bits_to_clear) {
     nodes::update_misc_ctl_flag(static_cast<uint32_t>(bits_to_set), static_cast<uint32_t>(bits_to_clear));
+}
+
+KT3_EXPORT int32_t gpuinfo_get_data_from_dvfs_register(_GPU_DVFS_REGISTER_DATA* record) {
+    if (record != nullptr) {
+        nodes::read_dvfs_registers(*record);
+    }
+    return 0;
+}
+
+KT3_EXPORT int32_t gpuinfo_set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DATA* record) {
+    if (record != nullptr) {
+        nodes::write_dvfs_changes(*record, nodes::dvfs_state().last_read);
+    }
+    return 0;
 }
 
 KT3_EXPORT int32_t find_str_in_buffer(const char* buffer, int32_t length, const char* key) {

@@ -1,6 +1,7 @@
 #include "sampling/bandwidth.hpp"
 
 #include "adapter/binding_state.hpp"
+#include "interface/logging.hpp"
 #include "sampling/module_words.hpp"
 #include "sampling/sampling_state.hpp"
 
@@ -69,14 +70,14 @@ bool resolve_bandwidth(EntryPoints& entries) {
 bool start_bandwidth() {
     EntryPoints& entries = sampling_state().entries;
     if (!resolve_bandwidth(entries)) {
-        lib_print_func("gfx_xxx interface functions init fail. \n ");
+        interface::log("gfx_xxx interface functions init fail. \n ");
         return false;
     }
     if (adapter::device_object() == nullptr) {
         return true;
     }
     if (entries.bandwidth_init.call(adapter::drm_descriptor(), adapter::device_object()) != 0) {
-        lib_print_func("gfx_init_hwinfo fail. \n ");
+        interface::log("gfx_init_hwinfo fail. \n ");
         return false;
     }
     return true;

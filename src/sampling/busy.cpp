@@ -1,6 +1,7 @@
 #include "sampling/busy.hpp"
 
 #include "adapter/binding_state.hpp"
+#include "interface/logging.hpp"
 #include "sampling/module_words.hpp"
 #include "sampling/sampling_state.hpp"
 
@@ -76,16 +77,16 @@ bool resolve_plain_busy(EntryPoints& entries) {
     entries.usage = find_entry<DeviceCall>("gfx_get_usage_info");
     if (entries.usage) {
         gfxbusy_apiversion = KT3_BUSY_VERSION_1;
-        lib_print_func("gfxbusy_init  use GFXBUSY_VERION_1.\n ");
+        interface::log("gfxbusy_init  use GFXBUSY_VERION_1.\n ");
         return true;
     }
     entries.usage_plain = find_entry<PlainCall>("qnGetHwqInfo");
     if (entries.usage_plain) {
         gfxbusy_apiversion = KT3_BUSY_VERSION_0;
-        lib_print_func("gfxbusy_init  use GFXBUSY_VERION_0.\n ");
+        interface::log("gfxbusy_init  use GFXBUSY_VERION_0.\n ");
         return true;
     }
-    lib_print_func("gfx_xxx interface functions init fail. \n ");
+    interface::log("gfx_xxx interface functions init fail. \n ");
     return false;
 }
 
@@ -93,7 +94,7 @@ void resolve_extended_busy(EntryPoints& entries) {
     entries.usage_extended = find_entry<DeviceCall>("gfx_get_usage_info_ext");
     if (entries.usage_extended) {
         gfxbusy_apiversion = KT3_BUSY_VERSION_EXT_1;
-        lib_print_func("gfxbusy_init  use GFXBUSY_VERION_EXT_1.\n ");
+        interface::log("gfxbusy_init  use GFXBUSY_VERION_EXT_1.\n ");
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "adapter/chip_table.hpp"
 #include "adapter/current_adapter.hpp"
+#include "interface/logging.hpp"
 #include "nodes/accessors.hpp"
 #include "nodes/node_files.hpp"
 #include "nodes/node_table.hpp"
@@ -11,6 +12,8 @@
 
 namespace kt3::summary {
 namespace {
+
+constinit SummaryState state;
 
 std::uint32_t node_word(nodes::NodeIndex node) {
     return static_cast<std::uint32_t>(nodes::driver_node_int(node));
@@ -32,7 +35,7 @@ DisplayOutputs find_outputs(const SummaryAdapter& adapter) {
 }
 
 // The tool is run whatever the family, and the messages come in this order.
-void gather_facts(SummaryState& state, const SummaryAdapter& adapter) {
+void gather_facts(const SummaryAdapter& adapter) {
     _GPU_ADAPTER_SUMMARY& facts = state.summary;
     facts = {};
     facts.frame_buffer_size = node_word(nodes::kFbSize);
@@ -41,11 +44,11 @@ void gather_facts(SummaryState& state, const SummaryAdapter& adapter) {
     facts.memory_bit_width = read_bus_width();
     facts.memory_channel_number = node_word(nodes::kMiuChannelNum);
     facts.current_link_width = read_link_width();
-    lib_print_func("cached_current_link_width: 0x%x\n", facts.current_link_width);
+    interface::log("cached_current_link_width: 0x%x\n", facts.current_link_width);
     const DisplayOutputs outputs = find_outputs(adapter);
     facts.display_port_number = outputs.ports;
     facts.display_types = outputs.types;
-    lib_print_func("cached_display_port_number: 0x%x, cached_support_disp_port_type: 0x%x\n", outputs.ports,
+    interface::log("cached_display_port_number: 0x%x, cached_support_disp_port_type: 0x%x\n", outputs.ports,
                    outputs.types);
     state.summary_chip = adapter.chip_id;
 }
@@ -78,10 +81,13 @@ void copy_memory_facts(_GPU_ADAPTER_SUMMARY& record, const _GPU_ADAPTER_SUMMARY&
 
 } // namespace
 
+SummaryState& summary_state() {
+    return state;
+}
+
 void read_summary(_GPU_ADAPTER_SUMMARY& record, const SummaryAdapter& adapter) {
-    SummaryState& state = summary_state();
     if (state.summary_chip != adapter.chip_id) {
-        gather_facts(state, adapter);
+        gather_facts(adapter);
     }
     read_clocks(record);
     copy_facts(record, state.summary);

@@ -1,11 +1,10 @@
 #include "summary/display_outputs.hpp"
 
 #include "adapter/current_adapter.hpp"
-#include "support/owned.hpp"
-#include "support/say_line.hpp"
+#include "interface/say_line.hpp"
+#include "support/listing.hpp"
 
 #include <cstring>
-#include <dirent.h>
 #include <string_view>
 
 namespace kt3::summary {
@@ -62,7 +61,7 @@ std::optional<DisplayOutputs> outputs_in_page(const GpuinfoPage& page, std::int3
     }
     const std::string_view line = line_behind(page, "Support Display Type :");
     if (line.size() > kLongestTypeLine) {
-        support::say_line("get_line_from_string fail, string too long!!!");
+        interface::say_line("get_line_from_string fail, string too long!!!");
         return std::nullopt;
     }
     const DisplayOutputs outputs = {number_behind(page, "Max Display Port : "), types_named_in(line)};
@@ -73,13 +72,12 @@ DisplayOutputs count_connectors(std::int32_t card) {
     char path[1024];
     std::snprintf(path, sizeof path, "%s/drm/card%d/", adapter::current_pci_directory(), card);
     DisplayOutputs outputs;
-    const support::Dir directory(::opendir(path));
-    if (!directory) {
-        support::say_line("Error opening drm directory");
-        return outputs;
+    support::Listing connectors(path);
+    if (connectors.failed()) {
+        interface::say_line("Error opening drm directory");
     }
-    while (const dirent* entry = ::readdir(directory.get())) {
-        count_entry(entry->d_name, card, outputs);
+    while (const char* entry = connectors.next()) {
+        count_entry(entry, card, outputs);
     }
     return outputs;
 }

@@ -1,5 +1,6 @@
 #include "summary/extended_summary.hpp"
 
+#include "interface/logging.hpp"
 #include "support/bounded_copy.hpp"
 #include "support/text_scan.hpp"
 
@@ -108,7 +109,7 @@ void gather_facts(SummaryState& state, const SummaryAdapter& adapter) {
     const GpuinfoPage page = read_gpuinfo_page(adapter.card);
     if (page.bytes > 0) {
         parse_kept_facts(page, state.extended);
-        lib_print_func("cached_current_pcie_gen: %d\n", static_cast<std::int32_t>(state.extended.pcie_generation));
+        interface::log("cached_current_pcie_gen: %d\n", static_cast<std::int32_t>(state.extended.pcie_generation));
     }
     state.extended_chip = adapter.chip_id;
 }

@@ -5,9 +5,10 @@
 #include "adapter/current_adapter.hpp"
 #include "allocation/bound_tree.hpp"
 #include "allocation/sums.hpp"
+#include "interface/say_line.hpp"
 #include "nodes/node_table.hpp"
+#include "summary/summary_state.hpp"
 #include "support/file_reading.hpp"
-#include "support/say_line.hpp"
 #include "support/text_scan.hpp"
 
 #include <cstdio>
@@ -15,8 +16,6 @@
 
 namespace kt3::summary {
 namespace {
-
-constinit SegmentState state;
 
 constexpr std::int32_t kPageBytes = 512;
 
@@ -87,7 +86,8 @@ bool add_allocations(_GFX_SEGMENT_INFO& segments) {
 } // namespace
 
 bool choose_segment_source(const find_adapter* record) {
-    state.source = SegmentSource::allocations;
+    SegmentSource& source = summary_state().segment_source;
+    source = SegmentSource::allocations;
     if (record == nullptr || !adapter::is_slot(record->current_index)) {
         return false;
     }
@@ -95,7 +95,7 @@ bool choose_segment_source(const find_adapter* record) {
     const bool newer = adapter::is_newer_family(record->chip_id[record->current_index]);
     const bool answered = newer ? read_segment_node(scratch) : read_heap_pages(adapter::debugfs_directory(), scratch);
     if (answered) {
-        state.source = newer ? SegmentSource::node : SegmentSource::heap_pages_and_allocations;
+        source = newer ? SegmentSource::node : SegmentSource::heap_pages_and_allocations;
     }
     return answered;
 }
@@ -133,7 +133,7 @@ bool read_heap_pages(const char* driver_directory, _GFX_SEGMENT_INFO& segments) 
     std::snprintf(path, sizeof path, "%s/%s", driver_directory, "heaps");
     const support::Fd heaps(::open(path, O_RDONLY | O_CLOEXEC));
     if (!heaps) {
-        support::say_line("Error opening directory");
+        interface::say_line("Error opening directory");
         return false;
     }
     Page page; // not cleared from heap to heap
@@ -151,10 +151,11 @@ bool read_heap_pages(const char* driver_directory, _GFX_SEGMENT_INFO& segments) 
 
 std::int32_t read_segments(_GFX_SEGMENT_INFO& segments) {
     segments = {};
-    if (state.source == SegmentSource::node) {
+    const SegmentSource source = summary_state().segment_source;
+    if (source == SegmentSource::node) {
         return read_segment_node(segments) ? 1 : -1;
     }
-    if (state.source == SegmentSource::heap_pages_and_allocations) {
+    if (source == SegmentSource::heap_pages_and_allocations) {
         read_heap_pages(adapter::debugfs_directory(), segments); // pages that fail leave the sums alone
     }
     return add_allocations(segments) ? 0 : -1;

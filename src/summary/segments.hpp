@@ -8,13 +8,6 @@
 
 namespace kt3::summary {
 
-enum class SegmentSource : std::uint8_t { allocations, node, heap_pages_and_allocations };
-
-struct SegmentState {
-    // Chosen by choose_segment_source; stays when another adapter is selected.
-    SegmentSource source = SegmentSource::allocations;
-};
-
 // Tries the source that the family of the chip in the record's current slot has and keeps it when it answers, else the
 // sums of allocations. Returns whether the source answered; without a record or a slot there is none to try.
 bool choose_segment_source(const find_adapter* record);

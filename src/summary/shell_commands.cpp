@@ -1,9 +1,9 @@
 #include "summary/shell_commands.hpp"
 
+#include "interface/say_line.hpp"
 #include "summary/memory_devices.hpp"
 #include "support/file_reading.hpp"
 #include "support/owned.hpp"
-#include "support/say_line.hpp"
 #include "support/text_scan.hpp"
 
 #include <cerrno>
@@ -19,7 +19,7 @@ constexpr std::uint32_t kNotStarted = 1; // clients take this for a result
 support::Pipe open_pipe(const char* command) {
     support::Pipe pipe(command == nullptr ? nullptr : ::popen(command, "re"));
     if (!pipe) {
-        support::say_line("Failed to run command");
+        interface::say_line("Failed to run command");
     }
     return pipe;
 }

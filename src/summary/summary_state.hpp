@@ -1,5 +1,5 @@
 #pragma once
-// Facts about the adapter that are gathered once and kept.
+// What this folder keeps between calls: facts about the adapter that are gathered once, and where segments are read.
 
 #include "kt3_mgmt/kt3_mgmt_interface.h"
 
@@ -7,12 +7,16 @@
 
 namespace kt3::summary {
 
-// Adapters are told apart by their chip id: two of the same chip share what is kept here.
+enum class SegmentSource : std::uint8_t { allocations, node, heap_pages_and_allocations };
+
+// Adapters are told apart by their chip id: two of the same chip share the facts.
 struct SummaryState {
     std::int32_t summary_chip = -1;          // whose facts `summary` holds; set at the end of each refresh
     _GPU_ADAPTER_SUMMARY summary = {};       // the kept words only; stale once another chip is asked for
     std::int32_t extended_chip = -1;         // whose facts `extended` holds; set even when the page could not be read
     _GPU_ADAPTER_SUMMARY_EXT2 extended = {}; // the kept fields only; stale once another chip is asked for
+    // Chosen by choose_segment_source; stays when another adapter is selected.
+    SegmentSource segment_source = SegmentSource::allocations;
 };
 SummaryState& summary_state();
 

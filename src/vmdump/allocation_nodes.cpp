@@ -1,12 +1,12 @@
 #include "vmdump/allocation_nodes.hpp"
 
+#include "interface/say_line.hpp"
 #include "support/checked_numbers.hpp"
+#include "support/digit_words.hpp"
 #include "support/file_reading.hpp"
 #include "support/listing.hpp"
 #include "support/page_buffer.hpp"
-#include "support/say_line.hpp"
 #include "vmdump/debugfs_places.hpp"
-#include "vmdump/digit_words.hpp"
 #include "vmdump/line_fields.hpp"
 
 namespace kt3::vmdump {
@@ -24,12 +24,12 @@ constexpr std::string_view kSeparator = "=====vm node info=====";
 }
 
 std::int32_t process_of(const std::string& text) {
-    const auto usual = usual_decimal(text);
+    const auto usual = support::usual_decimal(text);
     return usual ? *usual : any_process(text);
 }
 
 std::int64_t number_of(const std::string& text) {
-    const auto usual = usual_hex(text);
+    const auto usual = support::usual_hex(text);
     return usual ? *usual : any_number(text);
 }
 
@@ -76,7 +76,7 @@ bool walk_allocations(const char* driver_directory, std::vector<allcation_Info>&
         const PlacePath path = file_path(driver_directory, kAllocations, handle, "vm_info");
         auto text = pages.read(support::open_for_reading(AT_FDCWD, path.text));
         if (!text) {
-            support::say_line("Fail to read allocation info.. skip and try it again...");
+            interface::say_line("Fail to read allocation info.. skip and try it again...");
             return false;
         }
         for (std::string_view node = next_node(*text); !node.empty(); node = next_node(*text)) {

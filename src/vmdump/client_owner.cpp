@@ -1,11 +1,11 @@
 #include "vmdump/client_owner.hpp"
 
+#include "interface/say_line.hpp"
 #include "support/bounded_copy.hpp"
 #include "support/read_once.hpp"
-#include "support/say_line.hpp"
+#include "vmdump/client_record.hpp"
 #include "vmdump/dump_reading.hpp"
 #include "vmdump/line_fields.hpp"
-#include "vmdump/record_text.hpp"
 
 #include <algorithm>
 
@@ -56,7 +56,7 @@ bool read_process_id(const char* info_path, data_vectors& record) {
     };
     char block[4 * kLineSize];
     if (!read_in_blocks(info_path, block, take_owner_line)) {
-        support::say_line("Fail to read pid info. skip...");
+        interface::say_line("Fail to read pid info. skip...");
         return false;
     }
     return true;

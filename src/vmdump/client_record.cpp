@@ -1,6 +1,8 @@
 #include "vmdump/client_record.hpp"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 
 namespace kt3::vmdump {
 namespace {
@@ -102,6 +104,11 @@ void grow(data_vectors& record, std::vector<vidmm_vm_pt>& sequence) {
 
 void grow(data_vectors& record, std::vector<vidmm_vm_pte_elt3k>& sequence) {
     enlarge(record, sequence, Capacities().sub_tables[2]);
+}
+
+void end_over_long_field(const char* field_name, std::size_t length) {
+    std::fprintf(stderr, "kt3: %s of %zu characters does not fit its field of 47\n", field_name, length);
+    std::abort();
 }
 
 } // namespace kt3::vmdump

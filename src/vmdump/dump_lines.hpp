@@ -3,7 +3,7 @@
 // the line first and give nothing as soon as a line differs from the usual shape; the general parsers then apply the
 // exact rules. On the lines that they do accept both give the same.
 
-#include "vmdump/digit_words.hpp"
+#include "support/digit_words.hpp"
 
 #include <cstdint>
 #include <cstring>
@@ -31,6 +31,13 @@ struct PageTableLine {
 };
 
 namespace matching {
+
+using support::decimal_value;
+using support::HexDigits;
+using support::leading_count;
+using support::load_word;
+using support::no_decimal_digits;
+using support::prefix_length;
 
 inline const char* skip_blanks(const char* at) {
     const char* const limit = at + 16;

@@ -2,15 +2,17 @@
 // value because that is what the exported symbols say.
 
 #include "interface/lifetime.hpp"
+#include "interface/say_line.hpp"
+#include "interface/typed_name.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 #include "support/bounded_copy.hpp"
 #include "support/retries.hpp"
-#include "support/say_line.hpp"
 #include "vmdump/allocation_nodes.hpp"
 #include "vmdump/client_owner.hpp"
 #include "vmdump/client_record.hpp"
 #include "vmdump/client_walk.hpp"
 #include "vmdump/debugfs_places.hpp"
+#include "vmdump/digital_index.hpp"
 #include "vmdump/line_fields.hpp"
 #include "vmdump/page_table_reading.hpp"
 #include "vmdump/rows.hpp"
@@ -30,7 +32,7 @@ int status_of(bool succeeded) {
 // After a failed snapshot there is nothing to hand out, and clients see this line.
 bool say_no_snapshot_if_failed() {
     if (Get_Local_Data_Status < 0) {
-        support::say_line("\nThe function is being tested on this Chip......");
+        interface::say_line("\nThe function is being tested on this Chip......");
         return true;
     }
     return false;
@@ -222,12 +224,6 @@ KT3_EXPORT void get_allocation_data_info(_GFX_VM_ALLOCATION_DATA* entries, uint3
     }
 }
 
-// C++ clients that declared the call without extern "C" link against this name.
-KT3_EXPORT void kt3_get_allocation_data_info_encoded(_GFX_VM_ALLOCATION_DATA* entries, uint32_t* count) __asm__(
-    "_Z24get_allocation_data_infoP23_GFX_VM_ALLOCATION_DATAPj");
-
-KT3_EXPORT void kt3_get_allocation_data_info_encoded(_GFX_VM_ALLOCATION_DATA* entries, uint32_t* count) {
-    get_allocation_data_info(entries, count);
-}
-
 } // extern "C"
+
+KT3_TYPED_NAME(get_allocation_data_info, "_Z24get_allocation_data_infoP23_GFX_VM_ALLOCATION_DATAPj");

@@ -3,7 +3,6 @@
 #include "vmdump/dump_lines.hpp"
 #include "vmdump/dump_reading.hpp"
 #include "vmdump/line_fields.hpp"
-#include "vmdump/record_text.hpp"
 
 namespace kt3::vmdump {
 namespace {

@@ -31,8 +31,4 @@ bool read_page_tables(const char* path, const DumpBlock& block, data_vectors& re
 // The same with every entry of the record stamped, which must be empty before.
 bool read_stamped_page_tables(const char* path, const DumpBlock& block, data_vectors& record);
 
-// Hands the level and index of the page-table entry that owns a run to every entry of the run.
-void stamp_run(vidmm_vm_pte_elt3k& entry);
-void stamp_record(data_vectors& record);
-
 } // namespace kt3::vmdump

@@ -2,7 +2,7 @@
 
 #include "support/bounded_copy.hpp"
 #include "support/checked_numbers.hpp"
-#include "vmdump/digit_words.hpp"
+#include "support/digit_words.hpp"
 
 namespace kt3::vmdump {
 namespace {
@@ -16,8 +16,8 @@ using support::bounded_text;
 
 // Usual addresses, up to eight digits and "0x" in front or not, are taken in one go; the field is long enough for that.
 std::int64_t address_of(const char (&text)[48]) {
-    const char* const first = text + prefix_length(text);
-    const HexDigits digits(first);
+    const char* const first = text + support::prefix_length(text);
+    const support::HexDigits digits(first);
     const int count = digits.count_of_eight();
     if (count != 0 && first[count] == '\0') {
         const std::uint64_t value = digits.value(0, count);

@@ -1,4 +1,6 @@
-#include "vmdump/page_table_reading.hpp"
+#include "vmdump/digital_index.hpp"
+
+#include "vmdump/client_record.hpp"
 
 namespace kt3::vmdump {
 namespace {

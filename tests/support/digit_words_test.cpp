@@ -1,13 +1,15 @@
 #include "support/checked_numbers.hpp"
-#include "vmdump/digit_words.hpp"
+#include "support/digit_words.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <memory>
 #include <random>
 
 using namespace kt3;
-using namespace kt3::vmdump;
+using namespace kt3::support;
 
 namespace {
 
@@ -99,4 +101,26 @@ TEST(UsualDecimal, AgreesWithTheExactRulesWheneverItGivesAValue) {
         }
     }
     EXPECT_GT(usual_ones, 50'000);
+}
+
+TEST(UsualDecimal, TakesOneToEightDigits) {
+    for (std::size_t size = 1; size <= 8; ++size) {
+        EXPECT_EQ(usual_decimal(std::string(size, '1')), 11111111 % static_cast<int>(std::pow(10, size))) << size;
+    }
+    for (const char* other : {"", "/", ":", "-1", " 1", "1 ", "1:", "x7", "111111111"}) {
+        EXPECT_FALSE(usual_decimal(other)) << other;
+    }
+    EXPECT_FALSE(usual_decimal(std::string_view("1\0", 2)));
+}
+
+// The address sanitizer watches the bytes around it.
+TEST(ShortWord, ReadsNothingButTheText) {
+    for (std::size_t size = 0; size <= 8; ++size) {
+        const std::string letters = std::string("abcdefgh").substr(0, size);
+        const auto alone = std::make_unique<char[]>(size);
+        std::copy(letters.begin(), letters.end(), alone.get());
+        std::uint64_t expected = 0;
+        std::memcpy(&expected, letters.data(), size);
+        EXPECT_EQ(short_word({alone.get(), size}), expected) << size;
+    }
 }

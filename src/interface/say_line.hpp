@@ -3,11 +3,11 @@
 
 #include <cstdio>
 
-namespace kt3::support {
+namespace kt3::interface {
 
 // Writes the text and a newline.
 inline void say_line(const char* text) {
     std::puts(text);
 }
 
-} // namespace kt3::support
+} // namespace kt3::interface

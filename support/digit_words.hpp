@@ -1,16 +1,17 @@
 #pragma once
 // Digits taken many at a time: a word of text in, how many digits it starts with and their value out. The lengths of
-// numbers in a dump vary from line to line, so a loop over digits spends most of its time on mispredicted ends.
+// numbers vary from line to line, so a loop over digits spends most of its time on mispredicted ends.
 //
 // Words are little-endian: the first character is the lowest byte.
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstring>
 #include <optional>
-#include <string>
+#include <string_view>
 
-namespace kt3::vmdump {
+namespace kt3::support {
 
 static_assert(std::endian::native == std::endian::little);
 
@@ -20,17 +21,30 @@ inline std::uint64_t load_word(const char* text) {
     return word;
 }
 
+// A text of up to eight characters, followed by zero bytes. Only the text is read.
+inline std::uint64_t short_word(std::string_view text) {
+    const auto byte = [&](std::size_t at) { return std::uint64_t{static_cast<unsigned char>(text[at])} << (8 * at); };
+    if (text.size() < 4) {
+        return text.empty() ? 0 : byte(0) | byte(text.size() / 2) | byte(text.size() - 1);
+    }
+    std::uint32_t first = 0;
+    std::uint32_t last = 0; // overlaps the first where the text is shorter than both
+    std::memcpy(&first, text.data(), sizeof first);
+    std::memcpy(&last, text.data() + text.size() - sizeof last, sizeof last);
+    return first | std::uint64_t{last} << (8 * (text.size() - sizeof last));
+}
+
 constexpr std::uint64_t every_byte(unsigned value) {
     return 0x0101010101010101U * value;
 }
 
-// The top bit of every byte that is no digit. What stands behind the first of them may be wrong.
+// The top bit of every byte that is not a digit. What follows the first of them may be wrong.
 constexpr std::uint64_t no_decimal_digits(std::uint64_t word) {
     const std::uint64_t value = word ^ every_byte('0');
     return (value | (value + every_byte(0x80 - 10))) & every_byte(0x80);
 }
 
-// Characters in front of the first marked byte: 0 to 8.
+// Characters before the first marked byte: 0 to 8.
 constexpr int leading_count(std::uint64_t marks) {
     return std::countr_zero(marks) / 8;
 }
@@ -46,9 +60,11 @@ constexpr std::uint32_t decimal_value(std::uint64_t word, int count) {
 // The first sixteen characters of a text as hexadecimal digits.
 class HexDigits {
 public:
-    explicit HexDigits(const char* text) {
-        Bytes characters;
-        std::memcpy(&characters, text, sizeof characters);
+    explicit HexDigits(const char* text) : HexDigits(load_word(text), load_word(text + 8)) {}
+
+    HexDigits(std::uint64_t first_word, std::uint64_t second_word) {
+        const Words words = {first_word, second_word};
+        const Bytes characters = reinterpret_cast<Bytes>(words);
         const Bytes decimal = characters - '0';
         const Bytes letter = (characters | 0x20) - 'a';
         const Bytes is_decimal = reinterpret_cast<Bytes>(decimal < 10);
@@ -61,7 +77,7 @@ public:
         value_ = __builtin_bswap64(value_);
     }
 
-    // Characters in front of the first one that is no digit: 0 to 16. The first `skipped` of them, 0 to 8, count as
+    // Characters before the first one that is not a digit: 0 to 16. The first `skipped` of them, 0 to 8, count as
     // digits whatever they are.
     [[nodiscard]] int count(int skipped = 0) const {
         const int first = leading_count(others_[0] & ~static_cast<std::uint64_t>(0) << (8 * skipped));
@@ -83,7 +99,7 @@ private:
     using Octets = std::uint8_t __attribute__((vector_size(8)));
     using Words = std::uint64_t __attribute__((vector_size(16)));
 
-    Words others_; // all bits set in every byte that is no digit
+    Words others_; // all bits set in every byte that is not a digit
     std::uint64_t value_;
 };
 
@@ -92,28 +108,36 @@ inline int prefix_length(const char* text) {
     return text[0] == '0' && text[1] == 'x' ? 2 : 0;
 }
 
-// The value of a text of 1 to 15 hexadecimal digits, "0x" in front or not; nothing for any other text. Strings of up to
-// 15 characters always have 16 bytes of room, all of which are read.
-inline std::optional<std::int64_t> usual_hex(const std::string& text) {
-    if (text.size() > 15) {
+// The value of a text of 1 to 15 hexadecimal digits, "0x" before them or not; nothing for any other text.
+inline std::optional<std::int64_t> usual_hex(std::string_view text) {
+    if (text.empty() || text.size() > 15) {
         return std::nullopt;
     }
     const auto size = static_cast<int>(text.size());
-    const int prefix = prefix_length(text.data());
-    const HexDigits digits(text.data());
+    const std::size_t half = std::min<std::size_t>(text.size(), 8);
+    const HexDigits digits(short_word(text.substr(0, half)), short_word(text.substr(half)));
+    const int prefix = text.starts_with("0x") ? 2 : 0;
     if (digits.count(prefix) != size || size == prefix) {
         return std::nullopt;
     }
     return static_cast<std::int64_t>(digits.value(prefix, size));
 }
 
-// The same for 1 to 7 decimal digits.
-inline std::optional<std::int32_t> usual_decimal(const std::string& text) {
-    const auto count = static_cast<int>(text.size());
-    if (text.empty() || text.size() > 7 || leading_count(no_decimal_digits(load_word(text.data()))) < count) {
+// The same for 1 to 8 decimal digits.
+inline std::optional<std::int32_t> usual_decimal(std::string_view text) {
+    if (text.size() == 1) {
+        const auto digit = static_cast<unsigned char>(text[0] - '0'); // most numbers have no more
+        return digit < 10 ? std::optional<std::int32_t>(digit) : std::nullopt;
+    }
+    if (text.empty() || text.size() > 8) {
         return std::nullopt;
     }
-    return static_cast<std::int32_t>(decimal_value(load_word(text.data()), count));
+    const auto count = static_cast<int>(text.size());
+    const std::uint64_t word = short_word(text);
+    if (leading_count(no_decimal_digits(word)) < count) {
+        return std::nullopt;
+    }
+    return static_cast<std::int32_t>(decimal_value(word, count));
 }
 
-} // namespace kt3::vmdump
+} // namespace kt3::support

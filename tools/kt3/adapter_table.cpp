@@ -10,6 +10,10 @@ std::string adapter_heading(const Session& session, const Adapter& adapter) {
     return painted(fmt::format("GPU {}  {}", adapter.slot, screen_safe(adapter.name)), Paint::bold, color_of(session));
 }
 
+std::string table_text(const Session& session, const Table& table) {
+    return format_of(session) == Format::csv ? comma_separated(table) : aligned(table, color_of(session));
+}
+
 void show_table(Session& session, const Table& table, const std::string& heading) {
     if (format_of(session) != Format::csv) {
         session.text += (session.text.empty() ? "" : "\n") + heading + '\n' + aligned(table, color_of(session));

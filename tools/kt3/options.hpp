@@ -1,12 +1,14 @@
 #pragma once
 // The options that commands share.
 
+#include "output/format.hpp"
+
 #include <CLI/App.hpp>
 #include <string>
 
 namespace kt3::cli {
 
-enum class Format { text, json, csv };
+using output::Format;
 
 struct Options {
     std::string gpu; // slot, bus id or "all"; empty when not given

@@ -2,7 +2,6 @@
 // What a run has to say: the adapters, what the command adds, and the errors met on the way.
 
 #include "observe/failure.hpp"
-#include "observe/reading.hpp"
 #include "output/json_stream.hpp"
 
 #include <cstdint>
@@ -13,7 +12,7 @@
 namespace kt3::cli {
 
 using observe::Failure;
-using observe::Json;
+using output::Json;
 using output::JsonStream;
 
 struct Report {

@@ -1,40 +1,72 @@
 #pragma once
 // One value of a report: there, or absent with the reason.
 
-#include <nlohmann/json.hpp>
-#include <string>
+#include <cstddef>
+#include <utility>
+#include <variant>
 
 namespace kt3::observe {
 
-using Json = nlohmann::ordered_json;
-
 enum class Absence {
-    none,
-    permission,       // the node is there, the rights are not
-    no_node,          // the driver publishes no such node
-    not_on_this_chip, // other chips have it
-    parse_error,      // the node holds no number
-    driver,           // the driver, its directory or its module is missing or reports an error
-    no_tool,          // dmidecode is missing, may not read or does not know
-    first_sample,     // a rate needs two samples
-    unchanged,        // the time stamp is that of the sample before
+    permission,
+    no_node,
+    not_on_this_chip,
+    parse_error,
+    driver, // also when its directory or its module is missing
+    no_tool,
+    first_sample,
+    unchanged,
 };
 
-[[nodiscard]] const char* reason_code(Absence absence);  // "no_node"
-[[nodiscard]] const char* reason_words(Absence absence); // "no such node"
-
-struct Reading {
-    Json value = nullptr; // a number, a truth value, valid UTF-8 text or a list of these; null when absent
-    Absence absence = Absence::none;
-
-    [[nodiscard]] bool present() const { return absence == Absence::none; }
+struct AbsenceWords {
+    const char* code;  // for scripts
+    const char* words; // for people
 };
 
-[[nodiscard]] inline Reading absent(Absence why) {
-    return {nullptr, why};
+// By the value of Absence.
+inline constexpr AbsenceWords kAbsences[] = {
+    {"permission", "permission denied"},
+    {"no_node", "not published by this driver"},
+    {"not_on_this_chip", "not on this chip"},
+    {"parse_error", "not a number"},
+    {"driver", "driver part missing or not answering"},
+    {"no_tool", "not reported by dmidecode"},
+    {"first_sample", "needs a second sample"},
+    {"unchanged", "no new frame sample yet"},
+};
+
+[[nodiscard]] constexpr const char* reason_code(Absence absence) {
+    return kAbsences[static_cast<std::size_t>(absence)].code;
+}
+[[nodiscard]] constexpr const char* reason_words(Absence absence) {
+    return kAbsences[static_cast<std::size_t>(absence)].words;
 }
 
 // What errno says about a node that could not be opened or read.
 [[nodiscard]] Absence absence_of(int error);
+
+// A value or why there is none.
+template<typename T>
+class Reading {
+public:
+    Reading(T value) : held_(std::move(value)) {}
+    Reading(Absence why = Absence::driver) : held_(why) {}
+
+    [[nodiscard]] bool present() const { return std::holds_alternative<T>(held_); }
+    [[nodiscard]] const T& value() const { return std::get<T>(held_); }        // of a present one
+    [[nodiscard]] Absence absence() const { return std::get<Absence>(held_); } // of an absent one
+
+    // The same question about another form of the value: make(value), or absent for the same reason.
+    template<typename Make>
+    [[nodiscard]] auto as(Make make) const -> Reading<decltype(make(std::declval<const T&>()))> {
+        if (present()) {
+            return make(value());
+        }
+        return absence();
+    }
+
+private:
+    std::variant<T, Absence> held_;
+};
 
 } // namespace kt3::observe

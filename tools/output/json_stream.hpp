@@ -1,15 +1,13 @@
 #pragma once
 // A JSON document written piece by piece, for what would be too large to build first.
 
-#include "observe/reading.hpp"
+#include "output/json.hpp"
 
 #include <functional>
 #include <string>
 #include <string_view>
 
 namespace kt3::output {
-
-using observe::Json;
 
 class JsonStream {
 public:

@@ -2,10 +2,9 @@
 // Owners, shapes and sums of allocations as text and JSON.
 
 #include "observe/memory/allocations.hpp"
+#include "output/json.hpp"
 
 namespace kt3::output {
-
-using observe::Json;
 
 [[nodiscard]] std::string process_text(const observe::Owner& owner); // the name, "(gone)" or "(unknown)"
 [[nodiscard]] std::string owner_text(const observe::Owner& owner);   // "player (41006)", "(unknown, device 127)"

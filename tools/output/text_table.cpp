@@ -31,7 +31,7 @@ std::string padded(const std::string& cell, std::size_t width, Align align) {
 }
 
 std::string line_of(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths,
-                    const std::vector<Column>& columns) {
+                    const std::vector<TableColumn>& columns) {
     std::string line;
     for (std::size_t at = 0; at < cells.size(); ++at) {
         line += (at == 0 ? "" : "  ") + padded(cells[at], widths[at], columns[at].align);
@@ -60,7 +60,7 @@ std::string painted(const std::string& text, Paint paint, bool color) {
 
 std::string aligned(const Table& table, bool color) {
     std::vector<std::vector<std::string>> lines(1);
-    for (const Column& column : table.columns) {
+    for (const TableColumn& column : table.columns) {
         lines[0].emplace_back(column.heading);
     }
     for (const auto& row : table.rows) {

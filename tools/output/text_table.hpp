@@ -8,14 +8,14 @@ namespace kt3::output {
 
 enum class Align { left, right };
 
-struct Column {
+struct TableColumn {
     const char* heading; // on screen
-    const char* key;     // in CSV; carries the unit
+    std::string key;     // in CSV; carries the unit
     Align align = Align::left;
 };
 
 struct Table {
-    std::vector<Column> columns;
+    std::vector<TableColumn> columns;
     std::vector<std::vector<std::string>> rows; // on screen, one cell per column
 };
 

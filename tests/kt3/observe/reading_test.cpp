@@ -18,3 +18,18 @@ TEST(Reading, TakesTheReasonFromTheErrorOfTheFile) {
     EXPECT_EQ(absence_of(ENOENT), Absence::no_node);
     EXPECT_EQ(absence_of(EIO), Absence::driver);
 }
+
+TEST(Reading, HoldsAValueOrAReason) {
+    const Reading<std::int64_t> there = 45;
+    const Reading<std::int64_t> missing = Absence::no_tool;
+    EXPECT_TRUE(there.present());
+    EXPECT_EQ(there.value(), 45);
+    EXPECT_FALSE(missing.present());
+    EXPECT_EQ(missing.absence(), Absence::no_tool);
+}
+
+TEST(Reading, KeepsItsReasonInAnotherForm) {
+    const auto doubled = [](std::int64_t value) { return 2 * value; };
+    EXPECT_EQ(Reading<std::int64_t>(4).as(doubled).value(), 8);
+    EXPECT_EQ(Reading<std::int64_t>(Absence::permission).as(doubled).absence(), Absence::permission);
+}

@@ -21,13 +21,21 @@ Paint level_paint(Level level) {
     return level == Level::ok ? Paint::good : level == Level::note ? Paint::plain : Paint::bad;
 }
 
-Json finding_object(const Finding& finding) {
-    return {{"check", finding.check},
-            {"level", level_word(finding.level)},
-            {"slot", finding.slot ? Json(*finding.slot) : Json(nullptr)},
-            {"message", finding.message},
-            {"fix", finding.fix.empty() ? Json(nullptr) : Json(finding.fix)}};
+const char* level_of(const Finding& finding) {
+    return level_word(finding.level);
 }
+
+std::optional<std::string> fix_of(const Finding& finding) {
+    return finding.fix.empty() ? std::nullopt : std::optional(finding.fix);
+}
+
+constexpr Column<Finding> kFindingColumns[] = {
+    member<&Finding::check>("check"),
+    member<level_of>("level", {.one_of = "ok note problem"}),
+    member<&Finding::slot>("slot"),
+    member<&Finding::message>("message"),
+    member<fix_of>("fix"),
+};
 
 std::string finding_lines(const Finding& finding, bool color) {
     const std::string where = finding.slot ? fmt::format("GPU {}: ", *finding.slot) : "";
@@ -77,9 +85,8 @@ Findings examine_machine(Session& session) {
 ExitStatus run_doctor(Session& session) {
     const Findings findings = examine_machine(session);
     const bool color = color_of(session);
-    Json& array = session.report.members["findings"] = Json::array();
+    session.report.members["findings"] = array_of(kFindingColumns, findings);
     for (const Finding& finding : findings) {
-        array.push_back(finding_object(finding));
         session.text += finding_lines(finding, color);
     }
     if (session.machine) {

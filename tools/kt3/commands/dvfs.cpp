@@ -6,7 +6,6 @@
 #include "kt3/input.hpp"
 #include "kt3/option_checks.hpp"
 #include "output/adapter.hpp"
-#include "output/reading_text.hpp"
 #include "output/screen_text.hpp"
 #include "output/text_table.hpp"
 
@@ -21,7 +20,7 @@ constexpr const char* kFileFormat = "kt3 dvfs registers";
 constexpr int kFileVersion = 1;
 constexpr std::size_t kLabelWidth = 22;
 
-struct Wish {
+struct Arguments {
     std::vector<std::string> assignments;
     std::string file;
     bool force = false;
@@ -46,8 +45,8 @@ const Adapter& only_adapter(Session& session) {
     return *fitting.front();
 }
 
-std::string shown_register(const DvfsRegister& row, const Reading& reading) {
-    return reading.present() ? dvfs_text(row, reading.value.get<std::int64_t>()) : shown(reading);
+std::string shown_register(const DvfsRegister& row, const Reading<std::int64_t>& reading) {
+    return reading.present() ? dvfs_text(row, reading.value()) : shown(reading);
 }
 
 std::string page_of(const Adapter& adapter, const DvfsState& state, bool color) {
@@ -64,7 +63,7 @@ ExitStatus run_get(Session& session) {
         const DvfsState state = read_dvfs(library_of(session), machine_of(session), *adapter);
         Json object = identity_of(*adapter);
         for (const DvfsRegister& row : dvfs_registers()) {
-            put(object["registers"], row.name, state.reading(row));
+            put_reading(object["registers"], row.name, state.reading(row));
         }
         session.report.adapters.push_back(std::move(object));
         session.text += (session.text.empty() ? "" : "\n") + page_of(*adapter, state, color_of(session));
@@ -96,9 +95,9 @@ DvfsWish parse_assignment(const std::string& text) {
     return {&row, parse_dvfs_value(row, text.substr(sign + 1))};
 }
 
-ExitStatus run_set(Session& session, const Wish& wish) {
+ExitStatus run_set(Session& session, const Arguments& arguments) {
     std::vector<DvfsWish> wishes;
-    for (const std::string& text : wish.assignments) {
+    for (const std::string& text : arguments.assignments) {
         const DvfsWish wanted = parse_assignment(text);
         const bool twice =
             std::any_of(wishes.begin(), wishes.end(), [&](const DvfsWish& other) { return other.row == wanted.row; });
@@ -107,20 +106,20 @@ ExitStatus run_set(Session& session, const Wish& wish) {
         }
         wishes.push_back(wanted);
     }
-    return change_dvfs(session, only_adapter(session), wishes, wish.consent);
+    return change_dvfs(session, only_adapter(session), wishes, arguments.consent);
 }
 
 // Registers that cannot be read are not in the file, and restoring it leaves them alone.
-ExitStatus run_save(Session& session, const Wish& wish) {
+ExitStatus run_save(Session& session, const Arguments& arguments) {
     const Adapter& adapter = only_adapter(session);
     const DvfsState state = read_dvfs(library_of(session), machine_of(session), adapter);
     Json registers = Json::object();
     Absence why = Absence::driver;
     for (const DvfsRegister& row : dvfs_registers()) {
         if (row.settable() && state.reading(row).present()) {
-            registers[row.name] = state.reading(row).value;
+            registers[row.name] = state.reading(row).value();
         } else if (row.settable()) {
-            why = state.reading(row).absence;
+            why = state.reading(row).absence();
         }
     }
     if (registers.empty()) {
@@ -129,10 +128,10 @@ ExitStatus run_save(Session& session, const Wish& wish) {
     }
     const Json file = {
         {"format", kFileFormat}, {"version", kFileVersion}, {"chip_id", adapter.chip_id}, {"registers", registers}};
-    Output output(session.output.standard_output(), wish.file);
+    Output output(session.output.standard_output(), arguments.file);
     output.write(file.dump(2) + '\n');
     output.finish();
-    session.text = fmt::format("{} registers saved to {}\n", registers.size(), screen_safe(wish.file));
+    session.text = fmt::format("{} registers saved to {}\n", registers.size(), screen_safe(arguments.file));
     Json object = identity_of(adapter);
     object["saved"] = registers.size();
     session.report.adapters.push_back(std::move(object));
@@ -156,32 +155,32 @@ Json read_saved(const std::string& name) {
     return file;
 }
 
-ExitStatus run_restore(Session& session, const Wish& wish) {
-    const Json file = read_saved(wish.file);
+ExitStatus run_restore(Session& session, const Arguments& arguments) {
+    const Json file = read_saved(arguments.file);
     const Adapter& adapter = only_adapter(session);
-    if (!wish.force && file.value("chip_id", Json()) != adapter.chip_id) {
+    if (!arguments.force && file.value("chip_id", Json()) != adapter.chip_id) {
         throw Failure{
             ExitStatus::failure, "other_chip",
-            fmt::format("{} was saved from another chip than {:#06x}", screen_safe(wish.file), adapter.chip_id),
+            fmt::format("{} was saved from another chip than {:#06x}", screen_safe(arguments.file), adapter.chip_id),
             "--force restores it nevertheless"};
     }
     std::vector<DvfsWish> wishes;
     for (const auto& [name, value] : file["registers"].items()) {
         const bool huge = value.is_number_unsigned() && value.get<std::uint64_t>() > UINT32_MAX;
         if (!value.is_number_integer() || huge) {
-            bad_file(wish.file, fmt::format("{} is no whole number of 32 bits", screen_safe(name)));
+            bad_file(arguments.file, fmt::format("{} is no whole number of 32 bits", screen_safe(name)));
         }
         const DvfsRegister& row = settable_register(name);
         wishes.push_back({&row, checked_dvfs_value(row, value.get<std::int64_t>())});
     }
-    return change_dvfs(session, adapter, wishes, wish.consent);
+    return change_dvfs(session, adapter, wishes, arguments.consent);
 }
 
-using RunWish = ExitStatus (*)(Session&, const Wish&);
+using Run = ExitStatus (*)(Session&, const Arguments&);
 
-void add_consent(CLI::App& command, const std::shared_ptr<Wish>& wish) {
-    command.add_flag("-y,--yes", wish->consent.yes, "Do not ask");
-    command.add_flag("--dry-run", wish->consent.dry_run, "Show node and command, send nothing");
+void add_consent(CLI::App& command, const std::shared_ptr<Arguments>& arguments) {
+    command.add_flag("-y,--yes", arguments->consent.yes, "Do not ask");
+    command.add_flag("--dry-run", arguments->consent.dry_run, "Show node and command, send nothing");
 }
 
 } // namespace
@@ -189,21 +188,21 @@ void add_consent(CLI::App& command, const std::shared_ptr<Wish>& wish) {
 void add_dvfs(CLI::App& app, Options& options, Chosen& chosen) {
     CLI::App& dvfs = *app.add_subcommand("dvfs", "Read and set the power-management registers");
     dvfs.require_subcommand(1);
-    const auto wish = std::make_shared<Wish>();
-    const auto add = [&](const char* name, const char* description, RunWish run) -> CLI::App& {
+    const auto arguments = std::make_shared<Arguments>();
+    const auto add = [&](const char* name, const char* description, Run run) -> CLI::App& {
         return add_command(dvfs, name, description, options, chosen, {.gpu = true},
-                           [wish, run](Session& session) { return run(session, *wish); });
+                           [arguments, run](Session& session) { return run(session, *arguments); });
     };
     add_command(dvfs, "get", "Show the registers", options, chosen, {.gpu = true}, run_get);
     CLI::App& set = add("set", "Set registers", run_set);
-    set.add_option("assignments", wish->assignments, "NAME=VALUE, decimal or 0x hexadecimal")->required();
-    add_consent(set, wish);
+    set.add_option("assignments", arguments->assignments, "NAME=VALUE, decimal or 0x hexadecimal")->required();
+    add_consent(set, arguments);
     CLI::App& save = add("save", "Save the registers to a file", run_save);
-    save.add_option("file", wish->file, "File to write")->required()->check(not_empty());
+    save.add_option("file", arguments->file, "File to write")->required()->check(not_empty());
     CLI::App& restore = add("restore", "Set the registers as saved in a file", run_restore);
-    restore.add_option("file", wish->file, "File to read")->required();
-    restore.add_flag("--force", wish->force, "Also when it was saved from another chip");
-    add_consent(restore, wish);
+    restore.add_option("file", arguments->file, "File to read")->required();
+    restore.add_flag("--force", arguments->force, "Also when it was saved from another chip");
+    add_consent(restore, arguments);
 }
 
 } // namespace kt3::cli

@@ -22,25 +22,36 @@ std::string outcome_text(const DvfsChange& change) {
     return change_text(change) + (change.after == change.wanted ? "" : ", not taken: it is " + kept_text(change));
 }
 
+// A change as it is shown.
+struct ShownChange {
+    std::string name;
+    std::string node;
+    std::string command;
+    std::int64_t before = 0;
+    std::int64_t wanted = 0;
+    std::optional<std::int64_t> after;
+};
+
+constexpr Column<ShownChange> kChangeColumns[] = {
+    member<&ShownChange::name>("register"),   member<&ShownChange::node>("node"),
+    member<&ShownChange::command>("command"), member<&ShownChange::before>("before"),
+    member<&ShownChange::wanted>("wanted"),   member<&ShownChange::after>("after"),
+};
+
 void show(Session& session, const Adapter& adapter, const std::vector<DvfsChange>& changes, bool dry_run) {
-    Json list = Json::array();
+    std::vector<ShownChange> rows;
     for (const DvfsChange& change : changes) {
-        const std::string path = node_path(adapter, *change.row);
-        const std::string command = dvfs_command(*change.row, change.wanted);
-        list.push_back({{"register", change.row->name},
-                        {"node", path},
-                        {"command", command},
-                        {"before", change.before},
-                        {"wanted", change.wanted},
-                        {"after", change.after ? Json(*change.after) : Json(nullptr)}});
-        session.text += dry_run ? fmt::format("{}: {}\n", path, command) : outcome_text(change) + '\n';
+        const ShownChange& row = rows.emplace_back(ShownChange{change.row->name, node_path(adapter, *change.row),
+                                                               dvfs_command(*change.row, change.wanted), change.before,
+                                                               change.wanted, change.after});
+        session.text += dry_run ? fmt::format("{}: {}\n", row.node, row.command) : outcome_text(change) + '\n';
     }
     if (changes.empty()) {
         session.text += "nothing to change\n";
     }
     Json object = identity_of(adapter);
     object["dry_run"] = dry_run;
-    object["changes"] = std::move(list);
+    object["changes"] = array_of(kChangeColumns, rows);
     session.report.adapters.push_back(std::move(object));
 }
 

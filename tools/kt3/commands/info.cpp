@@ -3,19 +3,12 @@
 
 #include "kt3/adapter_choice.hpp"
 #include "kt3/command_table.hpp"
-#include "observe/adapter/adapter_facts.hpp"
 #include "observe/adapter/binding.hpp"
-#include "observe/adapter/summary_facts.hpp"
-#include "observe/owned.hpp"
 #include "output/adapter.hpp"
-#include "output/reading_text.hpp"
 #include "output/screen_text.hpp"
-#include "output/text_table.hpp"
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <dirent.h>
 #include <fmt/format.h>
 
 namespace kt3::cli {
@@ -23,59 +16,50 @@ namespace {
 
 constexpr std::size_t kLabelWidth = 18;
 
-// The module file that binding has loaded.
-Reading module_of(const Adapter& adapter, bool complete) {
-    if (adapter.family == nullptr) {
-        return absent(Absence::not_on_this_chip);
-    }
-    const ModuleFiles* files = complete ? find_module_files(adapter.chip_id) : nullptr;
-    for (const char* file : {files == nullptr ? nullptr : files->first, files == nullptr ? nullptr : files->second}) {
-        if (file != nullptr && SharedObject(::dlopen(file, RTLD_LAZY | RTLD_NOLOAD))) {
-            return {file};
-        }
-    }
-    return absent(Absence::driver);
+std::string vendor_text(const Adapter& adapter) {
+    return fmt::format("{:#06x} ({})", adapter.vendor_id,
+                       adapter.family == nullptr ? "another vendor" : adapter.family->name + std::string(" family"));
 }
 
-Reading debugfs_of(const Adapter& adapter) {
-    if (adapter.family == nullptr) {
-        return absent(Absence::not_on_this_chip);
-    }
-    const std::string path = fmt::format("/sys/kernel/debug/dri/{}/{}", adapter.card, adapter.family->token);
-    const Dir listing(::opendir(path.c_str()));
-    return listing ? Reading{path} : absent(absence_of(errno));
+std::string node_text(const Adapter& adapter) {
+    return "/dev/dri/" + card_name(adapter);
 }
 
-Reading info_directory_of(const Adapter& adapter) {
-    if (adapter.family == nullptr) {
-        return absent(Absence::not_on_this_chip);
-    }
-    return adapter.info_fd >= 0 ? Reading{adapter.family->info_directory} : absent(Absence::driver);
+std::string luid_text(const Adapter& adapter) {
+    return fmt::format("{:#010x}:{:#010x}", adapter.luid_high, adapter.luid_low);
 }
 
-std::vector<NamedFact> read_driver_state(const Adapter& adapter, bool complete) {
-    return {
-        {"driver", "module", "Interface module", "", module_of(adapter, complete)},
-        {"driver", "info_directory", "Info directory", "", info_directory_of(adapter)},
-        {"driver", "debugfs_directory", "Debugfs", "", debugfs_of(adapter)},
-    };
+// clang-format off
+// The head of an adapter's page; JSON has its identity instead.
+constexpr Column<Adapter> kHead[] = {
+    column<&Adapter::bus>      ("", "Bus id"),
+    column<vendor_text>        ("", "Vendor"),
+    column<chip_of>            ("", "Chip"),
+    column<node_text>          ("", "Node"),
+    column<luid_text>          ("", "LUID"),
+    column<&Adapter::va_driver>("", "VA driver"),
+};
+// clang-format on
+
+// Groups stand together; the link's last.
+Row read_facts(Session& session, const Adapter& adapter, bool bound) {
+    const Library& library = library_of(session);
+    Machine& machine = machine_of(session);
+    const Format format = format_of(session);
+    Row row;
+    add_cells(row, kDriverColumns, read_driver_state(adapter, bound), format);
+    add_cells(row, kVersionColumns, read_versions(adapter), format);
+    add_cells(row, kLiveColumns, read_live(library, machine, adapter), format);
+    const AdapterSummary summary = read_summary(library, machine, adapter);
+    const DriverPage page = read_driver_page(library, machine, adapter);
+    add_cells(row, kSummaryColumns, summary, format);
+    add_cells(row, kPageColumns, page, format);
+    add_cells(row, kLinkWidthColumns, summary, format);
+    add_cells(row, kLinkGenerationColumns, page, format);
+    return row;
 }
 
-std::vector<NamedFact> read_facts(Session& session, const Adapter& adapter, bool bound) {
-    auto facts = read_driver_state(adapter, bound);
-    for (const auto& group :
-         {read_versions(adapter), read_live_facts(library_of(session), machine_of(session), adapter),
-          read_summary(library_of(session), machine_of(session), adapter),
-          read_extended_summary(library_of(session), machine_of(session), adapter)}) {
-        facts.insert(facts.end(), group.begin(), group.end());
-    }
-    // Groups stand together; their order is that of their first facts, the link's last.
-    std::stable_partition(facts.begin(), facts.end(),
-                          [](const NamedFact& fact) { return std::string_view(fact.group) != "link"; });
-    return facts;
-}
-
-std::vector<NamedFact> read_bound_facts(Session& session, const Adapter& adapter) {
+Row read_bound_facts(Session& session, const Adapter& adapter) {
     if (adapter.family == nullptr) { // a GPU of another vendor cannot be bound
         return read_facts(session, adapter, false);
     }
@@ -83,47 +67,41 @@ std::vector<NamedFact> read_bound_facts(Session& session, const Adapter& adapter
     return read_facts(session, adapter, binding.complete());
 }
 
-std::vector<Fact> identity_facts(const Adapter& adapter) {
-    return {
-        {"Bus id", bus_text(adapter.bus)},
-        {"Vendor",
-         fmt::format("{:#06x} ({})", adapter.vendor_id,
-                     adapter.family == nullptr ? "another vendor" : adapter.family->name + std::string(" family"))},
-        {"Chip", fmt::format("{:#06x}", adapter.chip_id)},
-        {"Node", fmt::format("/dev/dri/card{}", adapter.card)},
-        {"LUID", fmt::format("{:#010x}:{:#010x}", adapter.luid_high, adapter.luid_low)},
-        {"VA driver", shown(adapter.va_driver)},
-    };
-}
-
 std::string capitalised(std::string text) {
     text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
     return text;
 }
 
+std::string fact_line(const char* label, const Cell& cell, std::size_t indent, std::size_t width) {
+    return fact_list({{label, shown(cell.value, cell.heading->look.unit)}}, indent, width);
+}
+
 // One line when all facts of a group are absent for the same reason.
-std::string group_lines(const std::vector<NamedFact>& group, bool color) {
-    const Absence why = group.front().reading.absence;
-    const bool empty = why != Absence::none && std::all_of(group.begin(), group.end(), [&](const NamedFact& fact) {
-                           return fact.reading.absence == why;
-                       });
-    if (empty) {
-        return fact_list({{capitalised(group.front().group), shown(group.front().reading)}}, 2, kLabelWidth + 2);
+std::string group_lines(std::span<const Cell> group, bool color) {
+    const Cell& first = group.front();
+    const std::string heading = capitalised(first.heading->look.group);
+    const bool same = std::all_of(group.begin(), group.end(),
+                                  [&](const Cell& cell) { return cell.value.why() == first.value.why(); });
+    if (same && first.value.why()) {
+        return fact_line(heading.c_str(), first, 2, kLabelWidth + 2);
     }
-    std::string text = "  " + painted(capitalised(group.front().group), Paint::bold, color) + '\n';
-    for (const NamedFact& fact : group) {
-        text += fact_list({{fact.label, shown(fact.reading, fact.unit)}}, 4, kLabelWidth);
+    std::string text = "  " + painted(heading, Paint::bold, color) + '\n';
+    for (const Cell& cell : group) {
+        text += fact_line(cell.heading->text, cell, 4, kLabelWidth);
     }
     return text;
 }
 
-std::string page_of(const Adapter& adapter, const std::vector<NamedFact>& facts, bool color) {
+std::string page_of(const Adapter& adapter, const Row& facts, bool color) {
     const std::string heading = fmt::format("GPU {}  {}", adapter.slot, screen_safe(adapter.name));
     std::string text = painted(heading, Paint::bold, color) + '\n';
-    text += fact_list(identity_facts(adapter), 2, kLabelWidth + 2);
+    for (const Cell& cell : row_of(kHead, adapter, Format::text)) {
+        text += fact_line(cell.heading->text, cell, 2, kLabelWidth + 2);
+    }
     for (auto group = facts.begin(); group != facts.end();) {
-        const auto end = std::find_if(
-            group, facts.end(), [&](const NamedFact& fact) { return std::string_view(fact.group) != group->group; });
+        const std::string_view name = group->heading->look.group;
+        const auto end =
+            std::find_if(group, facts.end(), [&](const Cell& cell) { return cell.heading->look.group != name; });
         text += group_lines({group, end}, color);
         group = end;
     }
@@ -132,9 +110,9 @@ std::string page_of(const Adapter& adapter, const std::vector<NamedFact>& facts,
 
 ExitStatus run_info(Session& session) {
     for (const Adapter* adapter : selected_adapters(session)) {
-        const auto facts = read_bound_facts(session, *adapter);
+        const Row facts = read_bound_facts(session, *adapter);
         Json object = identity_of(*adapter);
-        put_facts(object, facts);
+        put_row(object, facts);
         session.report.adapters.push_back(std::move(object));
         session.text += (session.text.empty() ? "" : "\n") + page_of(*adapter, facts, color_of(session));
     }

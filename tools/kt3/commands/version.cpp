@@ -1,6 +1,7 @@
 // kt3 version: the versions of the tool and of the interface, and whether they fit.
 
 #include "kt3/command_table.hpp"
+#include "output/row.hpp"
 #include "output/text_table.hpp"
 
 #include <fmt/format.h>
@@ -34,20 +35,29 @@ std::string number_text(std::int32_t version) {
     return fmt::format("{}.{}", bits >> 16, bits & 0xFFFF);
 }
 
+using Negotiation = _GFX_INTERFACE_VERSION;
+
+const char* verdict_of(const Negotiation& record) {
+    return meaning_of(record.match_result);
+}
+
+constexpr Column<Negotiation> kNegotiationColumns[] = {
+    member<&Negotiation::client_version>("client_version"),
+    member<&Negotiation::server_version>("server_version"),
+    member<&Negotiation::match_result>("match_result"),
+    member<verdict_of>("meaning"),
+};
+
 ExitStatus run_version(Session& session) {
     const Library& library = library_of(session);
-    _GFX_INTERFACE_VERSION record{0, KT3_INTERFACE_VERSION, 0};
+    Negotiation record{0, KT3_INTERFACE_VERSION, 0};
     library.calls.get_interface_version_ext1(&record);
-    const char* meaning = meaning_of(record.match_result);
     session.report.members["library"] = {{"path", library.path}};
-    session.report.members["negotiation"] = {{"client_version", record.client_version},
-                                             {"server_version", record.server_version},
-                                             {"match_result", record.match_result},
-                                             {"meaning", meaning}};
+    session.report.members["negotiation"] = object_of(kNegotiationColumns, record);
     session.text = fact_list({{"kt3", KT3_TOOL_VERSION},
                               {"Interface", number_text(record.server_version)},
                               {"Built against", number_text(record.client_version)},
-                              {"Negotiation", fmt::format("{} ({})", record.match_result, meaning)},
+                              {"Negotiation", fmt::format("{} ({})", record.match_result, verdict_of(record))},
                               {"Library", library.path}},
                              0, 13);
     return record.match_result == KT3_VERSION_MAJOR_MISMATCH ? ExitStatus::failure : ExitStatus::ok;

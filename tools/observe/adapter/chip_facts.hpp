@@ -11,6 +11,7 @@ struct Family {
     const char* name;
     const char* token;          // the driver's directory below /sys/kernel/debug/dri/N
     const char* info_directory; // below the adapter's PCI directory
+    bool newer;
 };
 
 struct ModuleFiles {
@@ -21,8 +22,8 @@ struct ModuleFiles {
 
 // clang-format off
 inline constexpr Family kFamilies[] = {
-    {0x1F41, "older", "qn", "qn_info"},
-    {0x7A52, "newer", "wy", "wy_info"},
+    {0x1F41, "older", "qn", "qn_info", false},
+    {0x7A52, "newer", "wy", "wy_info", true},
 };
 
 inline constexpr ModuleFiles kModuleFiles[] = {

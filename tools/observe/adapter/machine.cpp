@@ -20,12 +20,12 @@ int descriptor_or_none(int descriptor) {
 }
 
 // The flag stays 0 when the driver's page says nothing and also when it cannot be read.
-Reading va_driver_of(const Adapter& adapter, std::int32_t flag) {
+Reading<bool> va_driver_of(const Adapter& adapter, std::int32_t flag) {
     if (flag != 0) {
-        return {true};
+        return true;
     }
     const std::string page = fmt::format("/sys/kernel/debug/dri/{}/{}/info", adapter.card, adapter.family->token);
-    return Fd(::open(page.c_str(), O_RDONLY | O_CLOEXEC)) ? Reading{false} : absent(absence_of(errno));
+    return Fd(::open(page.c_str(), O_RDONLY | O_CLOEXEC)) ? Reading(false) : absence_of(errno);
 }
 
 Adapter adapter_at(const Machine& machine, int slot) {

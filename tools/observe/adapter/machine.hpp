@@ -24,7 +24,7 @@ struct Adapter {
     std::uint32_t vendor_id = 0;
     BusId bus;
     std::int32_t card = 0; // N of /dev/dri/cardN
-    Reading va_driver = absent(Absence::not_on_this_chip);
+    Reading<bool> va_driver = Absence::not_on_this_chip;
     std::uint32_t luid_high = 0, luid_low = 0;
     const Family* family = nullptr; // null for a GPU of another vendor, of which nothing more is known
     int info_fd = -1;               // the driver's info directory; negative when absent

@@ -4,10 +4,10 @@
 #include "observe/owned.hpp"
 #include "observe/text.hpp"
 
-#include <cctype>
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <fcntl.h>
-#include <string_view>
 
 namespace kt3::observe {
 namespace {
@@ -26,44 +26,38 @@ Absence without_hwmon(const Adapter& adapter) {
 
 } // namespace
 
-Page read_page(int directory, const char* name) {
+Reading<std::string> read_page(int directory, const char* name) {
     const Fd node(::openat(directory, name, O_RDONLY | O_CLOEXEC));
     check_interrupt();
     if (!node) {
-        return {"", absence_of(errno)};
+        return absence_of(errno);
     }
     std::string text(kPageBytes, '\0');
     const ssize_t got = ::read(node.get(), text.data(), text.size());
     check_interrupt();
     if (got < 0) {
-        return {"", absence_of(errno)};
+        return absence_of(errno);
     }
     text.resize(static_cast<std::size_t>(got));
-    return {text, Absence::none};
+    return text;
 }
 
-bool holds_number(std::string_view text) {
-    const auto start = text.find_first_not_of(" \t\n\v\f\r");
-    if (start == std::string_view::npos) {
-        return false;
-    }
-    text.remove_prefix(start);
-    if (text.size() > 1 && (text[0] == '-' || text[0] == '+')) {
-        text.remove_prefix(1);
-    }
-    return std::isdigit(static_cast<unsigned char>(text[0])) != 0;
+Reading<std::int64_t> number_in(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+    text.remove_prefix(text.starts_with('+') && !text.starts_with("+-") ? 1 : 0);
+    std::int64_t number = 0;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+    return result.ec == std::errc() ? Reading(number) : Absence::parse_error;
 }
 
-Reading judged(std::int64_t value, int directory, const char* name) {
+Reading<std::int64_t> number_at(int directory, const char* name) {
+    const Reading<std::string> page = read_page(directory, name);
+    return page.present() ? number_in(page.value()) : page.absence();
+}
+
+Reading<std::int64_t> judged(std::int64_t value, int directory, const char* name) {
     check_interrupt(); // it may be why nothing was read
-    if (value != 0) {
-        return {value};
-    }
-    const Page page = read_page(directory, name);
-    if (page.absence != Absence::none) {
-        return absent(page.absence);
-    }
-    return holds_number(page.text) ? Reading{0} : absent(Absence::parse_error);
+    return value != 0 ? Reading(value) : number_at(directory, name);
 }
 
 void make_current(const Library& library, Machine& machine, const Adapter& adapter) {
@@ -73,47 +67,47 @@ void make_current(const Library& library, Machine& machine, const Adapter& adapt
     }
 }
 
-Reading read_number(const Library& library, const Adapter& adapter, const DriverNode& node) {
+Reading<std::int64_t> read_number(const Library& library, const Adapter& adapter, const DriverNode& node) {
     check_interrupt();
     if (adapter.info_fd < 0) {
-        return absent(without_directory(adapter));
+        return without_directory(adapter);
     }
     return judged(library.calls.gpuinfo_get_wyinfoFD_value_int(node.index), adapter.info_fd, node.name);
 }
 
-Reading read_hwmon_number(const Library& library, const Adapter& adapter, const DriverNode& node) {
+Reading<std::int64_t> read_hwmon_number(const Library& library, const Adapter& adapter, const DriverNode& node) {
     check_interrupt();
     if (adapter.hwmon_fd < 0) {
-        return absent(without_hwmon(adapter));
+        return without_hwmon(adapter);
     }
     std::uint32_t bytes = 0;
     const std::int32_t value = library.calls.gpuinfo_get_hwmonFD_value_int(node.index, &bytes);
     return judged(value, adapter.hwmon_fd, node.name);
 }
 
-Reading read_temperature(const Library& library, const Adapter& adapter) {
+Reading<std::int64_t> read_temperature(const Library& library, const Adapter& adapter) {
     check_interrupt();
     if (adapter.hwmon_fd < 0) {
-        return absent(without_hwmon(adapter));
+        return without_hwmon(adapter);
     }
     std::uint32_t status = 0;
     const std::uint32_t degrees = library.calls.gpuinfo_get_temparature_value_int(&status);
-    return status == 1 ? Reading{degrees} : judged(0, adapter.hwmon_fd, "temp1_input");
+    return status == 1 ? Reading<std::int64_t>(degrees) : judged(0, adapter.hwmon_fd, "temp1_input");
 }
 
-Reading read_text(const Adapter& adapter, const char* name) {
+Reading<std::string> read_text(const Adapter& adapter, const char* name) {
     check_interrupt();
     if (adapter.info_fd < 0) {
-        return absent(without_directory(adapter));
+        return without_directory(adapter);
     }
-    const Page page = read_page(adapter.info_fd, name);
-    if (page.absence != Absence::none) {
-        return absent(page.absence);
+    const Reading<std::string> page = read_page(adapter.info_fd, name);
+    if (!page.present()) {
+        return page.absence();
     }
-    std::string line = page.text.substr(0, page.text.find('\n'));
+    std::string line = page.value().substr(0, page.value().find('\n'));
     line.erase(line.find_last_not_of(" \t\r") + 1);
     line.erase(0, line.find_first_not_of(" \t"));
-    return line.empty() ? absent(Absence::parse_error) : Reading{valid_utf8(line)};
+    return line.empty() ? Reading<std::string>(Absence::parse_error) : valid_utf8(line);
 }
 
 } // namespace kt3::observe

@@ -3,23 +3,26 @@
 // a 0 is looked into to tell a real one from an absent node.
 
 #include "observe/adapter/machine.hpp"
+#include "observe/reading.hpp"
 
+#include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace kt3::observe {
 
-// What a node holds, up to the first 4096 bytes, or why it cannot be read.
-struct Page {
-    std::string text;
-    Absence absence = Absence::none;
-};
-[[nodiscard]] Page read_page(int directory, const char* name);
+// What a node holds, up to the first 4096 bytes.
+[[nodiscard]] Reading<std::string> read_page(int directory, const char* name);
 
-// Whether the text begins with a decimal number, white space aside.
-[[nodiscard]] bool holds_number(std::string_view text);
+// The decimal number that the text begins with, white space aside.
+[[nodiscard]] Reading<std::int64_t> number_in(std::string_view text);
 
-// `value` is what the library made of the file; 0 is looked into.
-[[nodiscard]] Reading judged(std::int64_t value, int directory, const char* name);
+// The decimal number in a node.
+[[nodiscard]] Reading<std::int64_t> number_at(int directory, const char* name);
+
+// `value` is what the library made of the file. A 0 stands for nothing: the file is read again, and that reading alone
+// tells the value or why there is none.
+[[nodiscard]] Reading<std::int64_t> judged(std::int64_t value, int directory, const char* name);
 
 struct DriverNode {
     std::int32_t index; // what the library's accessors take
@@ -37,6 +40,7 @@ inline constexpr DriverNode kFreeFrameBuffer{12, "free_fb_mem"};
 inline constexpr DriverNode kEngineClock{13, "eclk"};
 inline constexpr DriverNode kVideoClock{14, "vclk"};
 inline constexpr DriverNode kMemoryClock{15, "mclk"};
+inline constexpr DriverNode kFrameCount{18, "fps_count"};
 inline constexpr DriverNode kCoreClock{29, "coreclk"};
 
 inline constexpr DriverNode kHwmonFan0{1, "fan0_input"};
@@ -46,11 +50,12 @@ inline constexpr DriverNode kHwmonFan1{2, "fan1_input"};
 // Makes the adapter the one that the accessors below read. Binding it is not needed.
 void make_current(const Library& library, Machine& machine, const Adapter& adapter);
 
-[[nodiscard]] Reading read_number(const Library& library, const Adapter& adapter, const DriverNode& node);
-[[nodiscard]] Reading read_hwmon_number(const Library& library, const Adapter& adapter, const DriverNode& node);
-[[nodiscard]] Reading read_temperature(const Library& library, const Adapter& adapter);
+[[nodiscard]] Reading<std::int64_t> read_number(const Library& library, const Adapter& adapter, const DriverNode& node);
+[[nodiscard]] Reading<std::int64_t> read_hwmon_number(const Library& library, const Adapter& adapter,
+                                                      const DriverNode& node);
+[[nodiscard]] Reading<std::int64_t> read_temperature(const Library& library, const Adapter& adapter);
 
-// The first line of a node, without blanks at its ends.
-[[nodiscard]] Reading read_text(const Adapter& adapter, const char* name);
+// The first line of a node, without white space at its ends.
+[[nodiscard]] Reading<std::string> read_text(const Adapter& adapter, const char* name);
 
 } // namespace kt3::observe

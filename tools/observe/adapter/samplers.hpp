@@ -1,27 +1,52 @@
 #pragma once
 // What the kernel-interface module of a bound adapter counts: busy words, frames and bandwidth words.
 
-#include "observe/adapter/adapter_facts.hpp"
+#include "observe/adapter/machine.hpp"
+#include "observe/reading.hpp"
 
+#include <array>
 #include <chrono>
+#include <cstdint>
 #include <optional>
-#include <vector>
+#include <string>
 
 namespace kt3::observe {
+
+// Modules say no more about the words than their positions.
+struct BusyReadings {
+    Reading<std::string> interface;
+    std::array<Reading<std::int64_t>, 10> words;
+};
+
+struct FrameReadings {
+    Reading<std::string> source; // "module" or "nodes"
+    Reading<double> frames_per_s, blit_scans_per_s, sum_per_s, average_per_s;
+    Reading<double> interval_s; // the time that the rates hold for
+};
+
+struct BandwidthReadings {
+    std::array<Reading<std::int64_t>, 12> words;
+};
+
+struct ModuleReadings {
+    BusyReadings busy;
+    FrameReadings frames;
+    BandwidthReadings bandwidth;
+};
 
 // Prepared once per binding; each sample then costs one call per kind. Frames are counted from the first sample on.
 class ModuleSampler {
 public:
     ModuleSampler(const Library& library, const Adapter& adapter);
 
-    // Groups "busy", "frames" and "bandwidth". Rates hold for the time since the sample before, which is given with
-    // them.
-    [[nodiscard]] std::vector<NamedFact> sample();
+    // Rates hold for the time since the sample before, which is given with them.
+    [[nodiscard]] ModuleReadings sample();
 
 private:
-    void add_busy(std::vector<NamedFact>& facts) const;
-    void add_frames(std::vector<NamedFact>& facts);
-    void add_bandwidth(std::vector<NamedFact>& facts) const;
+    [[nodiscard]] BusyReadings sample_busy() const;
+    [[nodiscard]] FrameReadings sample_frames();
+    [[nodiscard]] BandwidthReadings sample_bandwidth() const;
+    [[nodiscard]] bool counted_by_module() const;
     [[nodiscard]] Absence why_no_rates() const;
 
     const Library& library_;
@@ -31,7 +56,7 @@ private:
     std::optional<std::chrono::steady_clock::time_point> last_frame_sample_;
 };
 
-// The same facts without values, for an adapter that cannot be bound.
-[[nodiscard]] std::vector<NamedFact> no_module_facts(Absence why);
+// The readings of an adapter that cannot be bound.
+[[nodiscard]] ModuleReadings no_module_readings(Absence why);
 
 } // namespace kt3::observe

@@ -21,15 +21,15 @@ std::vector<DvfsChange> plan_changes(const DvfsState& state, const std::vector<D
         if (last == nullptr) {
             continue;
         }
-        const Reading& reading = state.reading(row);
+        const Reading<std::int64_t>& reading = state.reading(row);
         if (!reading.present()) {
-            throw Failure{reading.absence == Absence::permission ? ExitStatus::permission : ExitStatus::driver,
-                          reason_code(reading.absence),
+            throw Failure{reading.absence() == Absence::permission ? ExitStatus::permission : ExitStatus::driver,
+                          reason_code(reading.absence()),
                           fmt::format("{} cannot be read from {}: {}; nothing was sent", row.name, row.node,
-                                      reason_words(reading.absence))};
+                                      reason_words(reading.absence()))};
         }
-        if (reading.value.get<std::int64_t>() != last->value) {
-            changes.push_back({&row, reading.value.get<std::int64_t>(), last->value});
+        if (reading.value() != last->value) {
+            changes.push_back({&row, reading.value(), last->value});
         }
     }
     return changes;
@@ -49,8 +49,8 @@ std::vector<DvfsChange> send_changes(const Library& library, Machine& machine, c
     KT3_ENTRY(library, set_data_to_dvfs_register)(&record);
     const DvfsState told = read_dvfs(library, machine, adapter);
     for (DvfsChange& change : changes) {
-        const Reading& reading = told.reading(*change.row);
-        change.after = reading.present() ? std::optional(reading.value.get<std::int64_t>()) : std::nullopt;
+        const Reading<std::int64_t>& reading = told.reading(*change.row);
+        change.after = reading.present() ? std::optional(reading.value()) : std::nullopt;
     }
     return changes;
 }

@@ -105,8 +105,8 @@ DvfsRecord filled_with(int byte) {
 
 // Why the driver told nothing. The node of a register that was not found holds something else.
 Absence why_untold(const Adapter& adapter, const DvfsRegister& row) {
-    const Page page = read_page(adapter.info_fd, row.node);
-    return page.absence != Absence::none ? page.absence : Absence::parse_error;
+    const Reading<std::string> page = read_page(adapter.info_fd, row.node);
+    return page.present() ? Absence::parse_error : page.absence();
 }
 
 } // namespace
@@ -167,7 +167,7 @@ std::string dvfs_command(const DvfsRegister& row, std::int64_t value) {
     return row.command + (hex ? fmt::format("{:x}", static_cast<std::uint32_t>(value)) : dvfs_text(row, value));
 }
 
-const Reading& DvfsState::reading(const DvfsRegister& row) const {
+const Reading<std::int64_t>& DvfsState::reading(const DvfsRegister& row) const {
     return readings[static_cast<std::size_t>(&row - kRegisters)];
 }
 
@@ -176,7 +176,7 @@ DvfsState read_dvfs(const Library& library, Machine& machine, const Adapter& ada
     DvfsState state;
     if (adapter.info_fd < 0) {
         const Absence why = adapter.family == nullptr ? Absence::not_on_this_chip : Absence::driver;
-        state.readings.assign(std::size(kRegisters), absent(why));
+        state.readings.assign(std::size(kRegisters), why);
         return state;
     }
     make_current(library, machine, adapter);
@@ -196,7 +196,7 @@ DvfsState read_dvfs(const Library& library, Machine& machine, const Adapter& ada
             continue;
         }
         const bool untold = value == row.read(blank) && row.read(other) == row.read(full);
-        state.readings.push_back(untold ? absent(why_untold(adapter, row)) : Reading{value});
+        state.readings.push_back(untold ? why_untold(adapter, row) : Reading(value));
     }
     return state;
 }

@@ -50,9 +50,9 @@ struct DvfsRegister {
 // library compares later writes with this record.
 struct DvfsState {
     DvfsRecord record{};
-    std::vector<Reading> readings; // as dvfs_registers()
+    std::vector<Reading<std::int64_t>> readings; // as dvfs_registers()
 
-    [[nodiscard]] const Reading& reading(const DvfsRegister& row) const;
+    [[nodiscard]] const Reading<std::int64_t>& reading(const DvfsRegister& row) const;
 };
 [[nodiscard]] DvfsState read_dvfs(const Library& library, Machine& machine, const Adapter& adapter);
 

@@ -1,6 +1,5 @@
 #include "observe/vm/reading.hpp"
 
-#include "observe/reading.hpp" // for Json
 #include "observe/vm/check.hpp"
 #include "observe/vm/dump_calls.hpp"
 #include "observe/vm/walk.hpp"
@@ -233,8 +232,13 @@ void take_client(std::vector<VmClient>& clients, const Message& message) {
 }
 
 void take_nodes(std::vector<VmNode>& nodes, const Message& message) {
-    for (const Json& node : Json::from_cbor(message.bytes)) {
-        nodes.push_back({node[0], node[1], node[2], node[3], node[4]});
+    for (Unpacker unpacker(message.bytes); !unpacker.at_end();) {
+        VmNode& node = nodes.emplace_back();
+        node.pid = unpacker.number();
+        node.name = unpacker.text();
+        node.handle = unpacker.text();
+        node.gpu_va = static_cast<std::uint64_t>(unpacker.number());
+        node.size = static_cast<std::uint64_t>(unpacker.number());
     }
 }
 
@@ -251,12 +255,12 @@ void send_nodes(const DumpCalls& calls, const std::string& allocation, Sender& s
         return;
     }
     std::vector<DumpFault> findings;
-    Json nodes = Json::array();
+    Packer nodes;
     for (const VmNode& node : read_nodes(calls, allocation, *text, findings)) {
-        nodes.push_back(Json::array({node.pid, node.name, node.handle, node.gpu_va, node.size}));
+        nodes.add(node.pid).add(node.name).add(node.handle);
+        nodes.add(static_cast<std::int64_t>(node.gpu_va)).add(static_cast<std::int64_t>(node.size));
     }
-    const auto bytes = Json::to_cbor(nodes);
-    sender.send(kNodes, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    sender.send(kNodes, nodes.bytes());
     for (const DumpFault& finding : findings) {
         sender.send(finding);
     }

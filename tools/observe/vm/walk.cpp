@@ -1,7 +1,6 @@
 #include "observe/vm/walk.hpp"
 
 #include "observe/interrupt.hpp"
-#include "observe/reading.hpp" // for Json
 
 #include <algorithm>
 #include <cerrno>
@@ -166,8 +165,14 @@ private:
 }
 
 DumpFault finding_of(const std::string& bytes) {
-    const Json json = Json::parse(bytes);
-    return {json[0], json[1], json[2], json[3], json[4]};
+    Unpacker message(bytes);
+    DumpFault fault;
+    fault.entry = message.text();
+    fault.file = message.text();
+    fault.line = static_cast<int>(message.number());
+    fault.code = message.text();
+    fault.message = message.text();
+    return fault;
 }
 
 class Walk {
@@ -299,8 +304,34 @@ void Sender::send(MessageKind kind, std::string_view bytes) {
 }
 
 void Sender::send(const DumpFault& finding) {
-    const Json json = {finding.entry, finding.file, finding.line, finding.code, finding.message};
-    send(MessageKind::finding, json.dump(-1, ' ', false, Json::error_handler_t::replace));
+    Packer packer;
+    packer.add(finding.entry).add(finding.file).add(finding.line).add(finding.code).add(finding.message);
+    send(MessageKind::finding, packer.bytes());
+}
+
+Packer& Packer::add(std::string_view text) {
+    add(static_cast<std::int64_t>(text.size()));
+    bytes_ += text;
+    return *this;
+}
+
+Packer& Packer::add(std::int64_t number) {
+    bytes_.append(reinterpret_cast<const char*>(&number), sizeof number);
+    return *this;
+}
+
+std::string Unpacker::text() {
+    const auto size = static_cast<std::size_t>(number());
+    std::string text(rest_.substr(0, size));
+    rest_.remove_prefix(size);
+    return text;
+}
+
+std::int64_t Unpacker::number() {
+    std::int64_t number = 0;
+    std::memcpy(&number, rest_.data(), sizeof number);
+    rest_.remove_prefix(sizeof number);
+    return number;
 }
 
 void walk_entries(const Library& library, const EntryWork& work, double timeout, std::vector<DumpFault>& findings) {

@@ -52,6 +52,28 @@ void take_all(const Message& message, std::vector<T>& into) {
     message.bytes.copy(reinterpret_cast<char*>(into.data()), into.size() * sizeof(T));
 }
 
+// Texts and numbers of a message one after the other. Both ends of the pipe are the same program.
+class Packer {
+public:
+    Packer& add(std::string_view text);
+    Packer& add(std::int64_t number);
+    [[nodiscard]] const std::string& bytes() const { return bytes_; }
+
+private:
+    std::string bytes_;
+};
+
+class Unpacker {
+public:
+    explicit Unpacker(std::string_view bytes) : rest_(bytes) {}
+    [[nodiscard]] bool at_end() const { return rest_.empty(); }
+    std::string text();
+    std::int64_t number();
+
+private:
+    std::string_view rest_;
+};
+
 struct EntryWork {
     const char* folder; // below the driver's directory
     std::vector<std::string> no_entries;

@@ -1,12 +1,10 @@
 #pragma once
 // What changed between two saved documents of `kt3 vm pagetable --json` or `kt3 vm nodes --json`.
 
-#include "observe/reading.hpp"
+#include "output/json.hpp"
 #include "output/text_table.hpp"
 
 namespace kt3::output {
-
-using observe::Json;
 
 struct Difference {
     const char* change; // "added", "removed" or "changed"

@@ -1,13 +1,12 @@
 #pragma once
 // What is wrong with dumps, as text and JSON.
 
-#include "observe/reading.hpp"
 #include "observe/vm/dumps.hpp"
+#include "output/json.hpp"
 
 namespace kt3::output {
 
 using observe::DumpFault;
-using observe::Json;
 
 // The findings of a report, as its last section; nothing without findings. Of many of one kind the first ones are
 // shown and the others counted.

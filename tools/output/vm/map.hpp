@@ -1,14 +1,13 @@
 #pragma once
 // GPU address spaces as text, rows and JSON.
 
-#include "observe/reading.hpp"
 #include "observe/vm/address_spaces.hpp"
+#include "output/json.hpp"
 #include "output/text_table.hpp"
 
 namespace kt3::output {
 
 using observe::AddressSpace;
-using observe::Json;
 using observe::Span;
 
 // A bar for each region, then ranges, holes and overlaps, the largest first.

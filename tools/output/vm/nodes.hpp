@@ -1,13 +1,12 @@
 #pragma once
 // Allocation nodes as text, rows and JSON.
 
-#include "observe/reading.hpp"
 #include "observe/vm/dumps.hpp"
+#include "output/json.hpp"
 #include "output/text_table.hpp"
 
 namespace kt3::output {
 
-using observe::Json;
 using observe::VmNode;
 
 // Nodes by process: a heading with the sum, then the nodes.

@@ -1,7 +1,6 @@
 #pragma once
 // Page tables as flat rows and JSON.
 
-#include "observe/reading.hpp"
 #include "observe/vm/dumps.hpp"
 #include "output/json_stream.hpp"
 #include "output/text_table.hpp"
@@ -9,7 +8,6 @@
 namespace kt3::output {
 
 using observe::DumpFault;
-using observe::Json;
 using observe::VmClient;
 
 // Flat rows, in the order of the library: tables of level 0, 1 and 2, then sub-table entries of level 0, 1 and 2.

@@ -307,15 +307,15 @@ TEST(VmDiff, TellsAClientThatCameOrWentInOneLine) {
 
 TEST(VmDiff, FindsNodesThatGrewOrWent) {
     EXPECT_EQ(difference("nodes", "sed -i s/0x1000$/0x3000/ allocations/1f44/vm_info; rm -r allocations/1f43"),
-              "- pid 4711 game handle 1f43 address 0x7f0000000000: 2 MiB\n"
-              "~ pid 998 desktop handle 1f44 address 0x14000: 4 KiB -> 12 KiB\n"
+              "- pid 4711 game handle 1f43 address 0x7f0000000000: 2.0 MiB\n"
+              "~ pid 998 desktop handle 1f44 address 0x14000: 4.0 KiB -> 12.0 KiB\n"
               "0 added, 1 removed, 1 changed\n");
 }
 
 TEST(VmDiff, HasCsvAndJsonForms) {
     EXPECT_EQ(difference("nodes", "rm -r allocations/1f43", "--csv"),
               "change,what,where,before,after\n"
-              "removed,node,pid 4711 game handle 1f43 address 0x7f0000000000,2 MiB,\n");
+              "removed,node,pid 4711 game handle 1f43 address 0x7f0000000000,2.0 MiB,\n");
     const auto document = nlohmann::json::parse(difference("nodes", "rm -r allocations/1f43", "--json"));
     EXPECT_EQ(document["command"], "vm diff");
     EXPECT_EQ(document["differences"][0]["before"]["size_bytes"], 0x200000);

@@ -1,5 +1,6 @@
 #include "output/units.hpp"
 
+#include <cmath>
 #include <fmt/format.h>
 #include <iterator>
 
@@ -9,27 +10,13 @@ std::string hexadecimal(std::uint64_t value) {
     return fmt::format("{:#x}", value);
 }
 
-std::string shown_size(std::uint64_t bytes) {
+std::string bytes_text(double bytes) {
     constexpr const char* kUnits[] = {"B", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
     std::size_t unit = 0;
-    auto value = static_cast<double>(bytes);
-    while (value >= 1024 && unit + 1 < std::size(kUnits)) {
-        value /= 1024;
-        ++unit;
+    for (; std::abs(bytes) >= 1024 && unit + 1 < std::size(kUnits); ++unit) {
+        bytes /= 1024;
     }
-    return value == static_cast<double>(static_cast<std::uint64_t>(value))
-               ? fmt::format("{:.0f} {}", value, kUnits[unit])
-               : fmt::format("{:.1f} {}", value, kUnits[unit]);
-}
-
-std::string bytes_text(std::int64_t bytes) {
-    constexpr const char* kUnits[] = {"B", "KiB", "MiB", "GiB", "TiB"};
-    double value = static_cast<double>(bytes);
-    std::size_t unit = 0;
-    for (; (value >= 1024 || value <= -1024) && unit + 1 < std::size(kUnits); ++unit) {
-        value /= 1024;
-    }
-    return unit == 0 ? fmt::format("{} B", bytes) : fmt::format("{:.1f} {}", value, kUnits[unit]);
+    return fmt::format("{:.{}f} {}", bytes, unit == 0 ? 0 : 1, kUnits[unit]);
 }
 
 std::string counted(std::size_t count, const char* one, const char* many) {

@@ -153,7 +153,7 @@ void compare_clients(const Json& before, const Json& after, std::vector<Differen
 
 std::string value_words(const Json& object) {
     if (object.contains("size_bytes")) {
-        return shown_size(object["size_bytes"].get<std::uint64_t>());
+        return bytes_text(object["size_bytes"].get<std::uint64_t>());
     }
     if (object.contains("row_count")) {
         return fmt::format("{} rows", object["row_count"].get<std::uint64_t>());

@@ -41,7 +41,7 @@ std::string span_list(const char* heading, std::vector<Span> spans) {
     spans.resize(std::min(spans.size(), kShown));
     Table table{{{heading, "start"}, {"END", "end"}, {"SIZE", "size", Align::right}}, {}};
     for (const Span& span : spans) {
-        table.rows.push_back({"  " + hexadecimal(span.start), hexadecimal(span.end), shown_size(span.size())});
+        table.rows.push_back({"  " + hexadecimal(span.start), hexadecimal(span.end), bytes_text(span.size())});
     }
     return aligned(table, false) + (count > kShown ? fmt::format("  and {} more\n", count - kShown) : "");
 }
@@ -75,12 +75,12 @@ std::string region_bar(const AddressSpace& space, const Span& region, std::size_
 
 std::string map_text(const AddressSpace& space, bool color) {
     std::string text = painted(fmt::format("pid {}  {}", space.pid, screen_safe(space.name)), Paint::bold, color) +
-                       fmt::format("  {} used in {} of {} node{}\n", shown_size(space.used),
+                       fmt::format("  {} used in {} of {} node{}\n", bytes_text(space.used),
                                    space.ranges.size() == 1 ? "1 range" : fmt::format("{} ranges", space.ranges.size()),
                                    space.nodes.size(), space.nodes.size() == 1 ? "" : "s");
     for (const Span& region : space.regions) {
         text += fmt::format("  {}..{}  {}\n  [{}]\n", hexadecimal(region.start), hexadecimal(region.end),
-                            shown_size(region.size()), region_bar(space, region, kCells));
+                            bytes_text(region.size()), region_bar(space, region, kCells));
     }
     return text + span_list("  RANGE", space.ranges) + span_list("  HOLE", space.holes) +
            span_list("  OVERLAP", space.overlaps);

@@ -20,10 +20,10 @@ std::string nodes_text(const std::vector<VmNode>& nodes, bool color) {
         Table table{{{"  HANDLE", "handle"}, {"ADDRESS", "gpu_va", Align::right}, {"SIZE", "size", Align::right}}, {}};
         for (const VmNode* node : own) {
             sum += node->size;
-            table.rows.push_back({"  " + node->handle, hexadecimal(node->gpu_va), shown_size(node->size)});
+            table.rows.push_back({"  " + node->handle, hexadecimal(node->gpu_va), bytes_text(node->size)});
         }
         const std::string heading = fmt::format("pid {}  {}  {}, {}", pid, screen_safe(own.front()->name),
-                                                counted(own.size(), "node", "nodes"), shown_size(sum));
+                                                counted(own.size(), "node", "nodes"), bytes_text(sum));
         text += (text.empty() ? "" : "\n") + painted(heading, Paint::bold, color) + '\n' + aligned(table, false);
     }
     return text;

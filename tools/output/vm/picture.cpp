@@ -40,7 +40,7 @@ std::string label(double top, const char* weight, const std::string& text) {
 }
 
 std::string span_words(const Span& span) {
-    return fmt::format("{}..{} {}", hexadecimal(span.start), hexadecimal(span.end), shown_size(span.size()));
+    return fmt::format("{}..{} {}", hexadecimal(span.start), hexadecimal(span.end), bytes_text(span.size()));
 }
 
 // The parts of the spans that lie in the region. Every one is at least visible.
@@ -73,7 +73,7 @@ std::string svg_picture(const std::vector<AddressSpace>& spaces) {
     std::string body;
     double top = kMargin;
     for (const AddressSpace& space : spaces) {
-        body += label(top, "bold", fmt::format("pid {}  {}  {} used", space.pid, space.name, shown_size(space.used)));
+        body += label(top, "bold", fmt::format("pid {}  {}  {} used", space.pid, space.name, bytes_text(space.used)));
         top += kLine;
         for (const Span& region : space.regions) {
             body += label(top, "normal", span_words(region));

@@ -3,6 +3,7 @@
 #include "kt3/command_table.hpp"
 #include "observe/machine_checks.hpp"
 #include "output/adapter.hpp"
+#include "output/schema.hpp"
 #include "output/text_table.hpp"
 
 #include <algorithm>
@@ -102,6 +103,10 @@ ExitStatus run_doctor(Session& session) {
 }
 
 } // namespace
+
+std::vector<DocumentForm> describe_doctor() {
+    return {{{"doctor"}, form_of(kAdapterColumns), {{"findings", array_form(form_of(kFindingColumns))}}}};
+}
 
 void add_doctor(CLI::App& app, Options& options, Chosen& chosen) {
     add_command(app, "doctor", "Look for what is missing and say how to mend it", options, chosen, {}, run_doctor);

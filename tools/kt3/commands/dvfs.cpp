@@ -6,6 +6,7 @@
 #include "kt3/input.hpp"
 #include "kt3/option_checks.hpp"
 #include "output/adapter.hpp"
+#include "output/schema.hpp"
 #include "output/screen_text.hpp"
 #include "output/text_table.hpp"
 
@@ -184,6 +185,16 @@ void add_consent(CLI::App& command, const std::shared_ptr<Arguments>& arguments)
 }
 
 } // namespace
+
+std::vector<DocumentForm> describe_dvfs() {
+    Json read = form_of(kAdapterColumns);
+    for (const DvfsRegister& row : dvfs_registers()) {
+        add_heading(read, {row.name, "", TypeOf<Reading<std::int64_t>>::type, {.group = "registers"}});
+    }
+    Json saved = form_of(kAdapterColumns);
+    add_member(saved, "saved", {{"type", "integer"}, {"minimum", 1}});
+    return {{{"dvfs get"}, read}, {{"dvfs save"}, saved}, {{"dvfs set", "dvfs restore"}, changed_adapter_form()}};
+}
 
 void add_dvfs(CLI::App& app, Options& options, Chosen& chosen) {
     CLI::App& dvfs = *app.add_subcommand("dvfs", "Read and set the power-management registers");

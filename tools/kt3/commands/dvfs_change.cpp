@@ -2,6 +2,7 @@
 
 #include "observe/interrupt.hpp"
 #include "output/adapter.hpp"
+#include "output/schema.hpp"
 #include "output/screen_text.hpp"
 
 #include <cerrno>
@@ -123,6 +124,13 @@ ExitStatus change_dvfs(Session& session, const Adapter& adapter, const std::vect
         check_taken(adapter, changes);
     }
     return ExitStatus::ok;
+}
+
+Json changed_adapter_form() {
+    Json form = form_of(kAdapterColumns);
+    add_member(form, "dry_run", {{"type", "boolean"}});
+    add_member(form, "changes", array_form(form_of(kChangeColumns)));
+    return form;
 }
 
 } // namespace kt3::cli

@@ -15,4 +15,7 @@ struct DvfsConsent {
 ExitStatus change_dvfs(Session& session, const Adapter& adapter, const std::vector<DvfsWish>& wishes,
                        const DvfsConsent& consent);
 
+// What the JSON of an adapter is after that.
+[[nodiscard]] Json changed_adapter_form();
+
 } // namespace kt3::cli

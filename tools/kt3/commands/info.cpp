@@ -5,6 +5,7 @@
 #include "kt3/command_table.hpp"
 #include "observe/adapter/binding.hpp"
 #include "output/adapter.hpp"
+#include "output/schema.hpp"
 #include "output/screen_text.hpp"
 
 #include <algorithm>
@@ -120,6 +121,18 @@ ExitStatus run_info(Session& session) {
 }
 
 } // namespace
+
+std::vector<DocumentForm> describe_info() {
+    Json adapter = form_of(kAdapterColumns);
+    add_columns<DriverState>(adapter, kDriverColumns);
+    add_columns<Versions>(adapter, kVersionColumns);
+    add_columns<LiveReadings>(adapter, kLiveColumns);
+    add_columns<AdapterSummary>(adapter, kSummaryColumns);
+    add_columns<DriverPage>(adapter, kPageColumns);
+    add_columns<AdapterSummary>(adapter, kLinkWidthColumns);
+    add_columns<DriverPage>(adapter, kLinkGenerationColumns);
+    return {{{"info"}, adapter}};
+}
 
 void add_info(CLI::App& app, Options& options, Chosen& chosen) {
     add_command(app, "info", "Show what is known about an adapter", options, chosen, {.gpu = true}, run_info);

@@ -4,6 +4,7 @@
 #include "kt3/adapter_table.hpp"
 #include "kt3/command_table.hpp"
 #include "output/adapter.hpp"
+#include "output/schema.hpp"
 
 namespace kt3::cli {
 namespace {
@@ -25,6 +26,10 @@ ExitStatus run_list(Session& session) {
 }
 
 } // namespace
+
+std::vector<DocumentForm> describe_list() {
+    return {{{"list"}, form_of(kAdapterColumns)}};
+}
 
 void add_list(CLI::App& app, Options& options, Chosen& chosen) {
     add_command(app, "list", "List the adapters", options, chosen, {.gpu = true, .csv = true}, run_list);

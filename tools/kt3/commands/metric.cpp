@@ -7,6 +7,7 @@
 #include "kt3/option_checks.hpp"
 #include "observe/adapter/binding.hpp"
 #include "observe/interrupt.hpp"
+#include "output/schema.hpp"
 
 #include <fmt/format.h>
 #include <memory>
@@ -147,6 +148,16 @@ ExitStatus run_metric(Session& session, const Arguments& arguments) {
 }
 
 } // namespace
+
+std::vector<DocumentForm> describe_metric() {
+    Json adapter = form_of(kAdapterColumns);
+    add_columns<LiveReadings>(adapter, kLiveColumns);
+    add_columns<MovingReadings>(adapter, kMovingColumns);
+    add_columns<BusyReadings>(adapter, kBusyColumns);
+    add_columns<FrameReadings>(adapter, kFrameColumns);
+    add_columns<BandwidthReadings>(adapter, kBandwidthColumns);
+    return {{{"metric"}, adapter, {{"sample", {{"type", "integer"}, {"minimum", 0}}}}}};
+}
 
 void add_metric(CLI::App& app, Options& options, Chosen& chosen) {
     const auto arguments = std::make_shared<Arguments>();

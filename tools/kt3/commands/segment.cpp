@@ -4,6 +4,7 @@
 #include "kt3/adapter_table.hpp"
 #include "kt3/command_table.hpp"
 #include "output/adapter.hpp"
+#include "output/schema.hpp"
 #include "output/segments.hpp"
 
 #include <fmt/format.h>
@@ -58,6 +59,12 @@ void look_at(Session& session, const Adapter& adapter) {
 }
 
 } // namespace
+
+std::vector<DocumentForm> describe_segment() {
+    Json segments = form_of(kSegmentsColumns);
+    add_member(segments, "segments", array_form(form_of(kSegmentColumns)));
+    return {{{"segment"}, form_of(kAdapterColumns), {{"segments", array_form(segments)}}}};
+}
 
 void add_segment(CLI::App& app, Options& options, Chosen& chosen) {
     add_command(app, "segment", "Show size and use of an adapter's memory segments", options, chosen,

@@ -4,6 +4,7 @@
 #include "kt3/adapter_table.hpp"
 #include "kt3/command_table.hpp"
 #include "output/adapter.hpp"
+#include "output/schema.hpp"
 
 #include <fmt/format.h>
 
@@ -53,6 +54,12 @@ ExitStatus run_summary(Session& session) {
         session.text = heading(adapters.size()) + session.text + "\nMore: kt3 info, kt3 doctor, kt3 --help\n";
     }
     return ExitStatus::ok;
+}
+
+std::vector<DocumentForm> describe_summary() {
+    Json adapter = form_of(kAdapterColumns);
+    add_columns<LiveReadings>(adapter, kLiveColumns);
+    return {{{"summary"}, adapter}};
 }
 
 } // namespace kt3::cli

@@ -2,6 +2,7 @@
 
 #include "kt3/command_table.hpp"
 #include "output/row.hpp"
+#include "output/schema.hpp"
 #include "output/text_table.hpp"
 
 #include <fmt/format.h>
@@ -64,6 +65,12 @@ ExitStatus run_version(Session& session) {
 }
 
 } // namespace
+
+std::vector<DocumentForm> describe_version() {
+    Json library = object_form();
+    add_member(library, "path", {{"type", "string"}});
+    return {{{"version"}, nullptr, {{"library", library}, {"negotiation", form_of(kNegotiationColumns)}}}};
+}
 
 void add_version(CLI::App& app, Options& options, Chosen& chosen) {
     add_command(app, "version", "Show the versions of kt3 and of the library", options, chosen, {}, run_version);

@@ -11,6 +11,8 @@ inline constexpr std::uint16_t kNewerVendor = 0x7A52;
 // What the vendor decides: the names of the driver's directories.
 struct Family {
     std::uint16_t vendor;
+    const char* name;
+    const char* token;        // in the names of the driver's directories
     const char* info_dir;     // below the adapter's PCI directory in sysfs
     const char* debugfs_info; // below /sys/kernel/debug/dri/N/
 };
@@ -34,8 +36,8 @@ struct OtherVendor {
 
 // clang-format off
 inline constexpr Family kFamilies[] = {
-    {kOlderVendor, "qn_info", "qn/info"},
-    {kNewerVendor, "wy_info", "wy/info"},
+    {kOlderVendor, "older", "qn", "qn_info", "qn/info"},
+    {kNewerVendor, "newer", "wy", "wy_info", "wy/info"},
 };
 
 inline constexpr Chip kChips[] = {
@@ -62,13 +64,14 @@ inline constexpr Chip kChips[] = {
      "libdrm_vorla2.so.0.0.0",          nullptr,               "/sys/kernel/debug/dri/%d/wy"},
 };
 
-// The last row stands for every other vendor; its line names the vendor and the device.
 inline constexpr OtherVendor kOtherVendors[] = {
     {0x10DE, "Gpu%d:Nvidia-GPU",  "find chip nvidia\n"},
     {0x8086, "Gpu%d:Intel-GPU",   "find chip intel\n"},
     {0x1002, "Gpu%d:Amd-GPU",     "find chip amd\n"},
-    {0,      "Gpu%d:Unknown-GPU", "find chip unknown, verdor i:0x%x, device id 0x%x\n"},
 };
+// Stands for every vendor that is not listed; its line is formatted with the vendor and the device.
+inline constexpr OtherVendor kUnknownVendor =
+    {0,      "Gpu%d:Unknown-GPU", "find chip unknown, verdor i:0x%x, device id 0x%x\n"};
 // clang-format on
 
 template<std::size_t N>
@@ -121,11 +124,11 @@ constexpr bool is_newer_family(std::int32_t chip_id) {
 
 constexpr const OtherVendor& find_other_vendor(std::uint16_t vendor) {
     for (const OtherVendor& row : kOtherVendors) {
-        if (row.vendor == vendor || row.vendor == 0) {
+        if (row.vendor == vendor) {
             return row;
         }
     }
-    return kOtherVendors[3];
+    return kUnknownVendor;
 }
 
 } // namespace kt3::adapter

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <string_view>
 
 namespace kt3::nodes {
@@ -24,34 +25,29 @@ inline constexpr const char* kDriverNodes[] = {
 inline constexpr const char* kHwmonNodes[] = {"temp1_input", "fan0_input", "fan1_input", "none"};
 // clang-format on
 
-// The indices that the library itself reads.
+// The names above by their index.
+// clang-format off
 enum NodeIndex : std::int32_t {
-    kMiuChannelNum = 9,
-    kFbSize = 11,
-    kEclk = 13,
-    kVclk = 14,
-    kMclk = 15,
-    kEnableUsage = 17,
-    kFpsCount = 18,
-    kRxaBltScnCnt = 19,
-    kMiscCtlFlag = 20,
-    kPowerMode = 21,
-    kPwmWaitCount = 23,
-    kDvfsMode = 24,
-    kDvfsControlParams = 25,
-    kDvfsClkVoltage = 26,
-    kDvfsLevel = 27,
-    kSegmentInfo = 28,
-    kCoreclk = 29,
+    kEngine3dUsage,      kEngineVcpUsage,     kEngineVcpInfo,      kEngineVppUsage,
+    kFanSpeed,           kVbiosVersion,       kPmpVersion,         kReleaseDate,
+    kDriverVersion,      kMiuChannelNum,      kSliceMask,          kFbSize,
+    kFreeFbMem,          kEclk,               kVclk,               kMclk,
+    kEnablePerf,         kEnableUsage,        kFpsCount,           kRxaBltScnCnt,
+    kMiscCtlFlag,        kPowerMode,          kPowerCase,          kPwmWaitCount,
+    kDvfsMode,           kDvfsControlParams,  kDvfsClkVoltage,     kDvfsLevel,
+    kSegmentInfo,        kCoreclk,
 };
-enum HwmonIndex : std::int32_t { kTemperature = 0 };
+enum HwmonIndex : std::int32_t { kTemperature, kFan0, kFan1 };
+// clang-format on
 
 static_assert(std::size(kDriverNodes) == 32);
+static_assert(std::string_view(kDriverNodes[kFanSpeed]) == "fan_speed");
 static_assert(std::string_view(kDriverNodes[kMiuChannelNum]) == "miu_channel_num");
 static_assert(std::string_view(kDriverNodes[kEclk]) == "eclk");
 static_assert(std::string_view(kDriverNodes[kMiscCtlFlag]) == "misc_ctl_flag");
 static_assert(std::string_view(kDriverNodes[kSegmentInfo]) == "segment_info");
 static_assert(std::string_view(kDriverNodes[kCoreclk]) == "coreclk");
+static_assert(std::string_view(kHwmonNodes[kFan1]) == "fan1_input");
 
 // The name at `index`, or null when the table has none there.
 template<std::size_t N>

@@ -2,6 +2,7 @@
 
 #include "adapter/current_adapter.hpp"
 #include "interface/say_line.hpp"
+#include "summary/gpuinfo_keys.hpp"
 #include "support/listing.hpp"
 
 #include <cstring>
@@ -55,16 +56,16 @@ void count_entry(const char* entry, std::int32_t card, DisplayOutputs& outputs) 
 // Max Display Port : 0x3
 // Support Display Type : DP EDP HDMI
 std::optional<DisplayOutputs> outputs_in_page(const GpuinfoPage& page, std::int32_t chip_id) {
-    const char* device = page.behind("Device ID : ");
+    const char* device = page.behind(kDeviceIdKey);
     if (device == nullptr || support::scan_unsigned(device, 16) != static_cast<std::uint32_t>(chip_id)) {
         return std::nullopt;
     }
-    const std::string_view line = line_behind(page, "Support Display Type :");
+    const std::string_view line = line_behind(page, kDisplayTypesKey);
     if (line.size() > kLongestTypeLine) {
         interface::say_line("get_line_from_string fail, string too long!!!");
         return std::nullopt;
     }
-    const DisplayOutputs outputs = {number_behind(page, "Max Display Port : "), types_named_in(line)};
+    const DisplayOutputs outputs = {number_behind(page, kDisplayPortsKey), types_named_in(line)};
     return outputs.ports != 0 && outputs.types != 0 ? std::optional(outputs) : std::nullopt;
 }
 

@@ -1,7 +1,8 @@
 #include "allocation/leak_matching.hpp"
 
+#include "allocation/hashed_places.hpp"
+
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <span>
 
@@ -16,41 +17,35 @@ bool same_allocation(const Record& a, const Record& b) {
             (a.hw_format ^ b.hw_format) | (a.at_type ^ b.at_type)) == 0;
 }
 
-std::uint64_t two(std::int32_t high, std::int32_t low) {
-    return static_cast<std::uint64_t>(static_cast<std::uint32_t>(high)) << 32 | static_cast<std::uint32_t>(low);
-}
-
 std::uint32_t identity_hash(const Record& record) {
-    std::uint64_t hash = two(record.handle, record.size) * 0x9E3779B97F4A7C15U;
-    hash = (hash ^ (hash >> 32) ^ two(record.width, record.height)) * 0xC2B2AE3D27D4EB4FU;
-    hash = (hash ^ (hash >> 29) ^ two(record.hw_format, record.at_type)) * 0x165667B19E3779F9U;
-    return static_cast<std::uint32_t>(hash >> 32);
+    return mixed_hash(two_fields(record.handle, record.size), two_fields(record.width, record.height),
+                      two_fields(record.hw_format, record.at_type));
 }
 
 // Finds the records of one list by identity, first come first served. Records of equal identity form a chain in list
-// order behind one slot; a slot whose chain is used up keeps naming its last record, so that probing goes on past it.
+// order that starts in one slot; a slot whose chain is used up keeps naming its last record, so that probing goes on
+// past it.
 class IdentityIndex {
 public:
     explicit IdentityIndex(std::span<const Record> records)
-        : records_(records), next_(records.size(), kEnd),
-          slots_(std::bit_ceil(std::max<std::size_t>(records.size() * 2, 16))) {
+        : records_(records), next_(records.size(), kEnd), heads_(records.size()) {
         // From the back, so that the first record of a chain ends up at its head.
         for (std::size_t at = records.size(); at-- > 0;) {
             const std::uint32_t hash = identity_hash(records[at]);
-            Slot& slot = find(hash, records[at]);
-            next_[at] = slot.record;
+            HashedPlaces::Slot& slot = find(hash, records[at]);
+            next_[at] = slot.place;
             slot = {hash, static_cast<std::uint32_t>(at)};
         }
     }
 
     // Takes the first record left of that identity; false when there is none.
     bool take_first(const Record& wanted) {
-        Slot& slot = find(identity_hash(wanted), wanted);
-        if (slot.record == kEnd || (slot.record & kUsedUp) != 0) {
+        HashedPlaces::Slot& slot = find(identity_hash(wanted), wanted);
+        if (slot.place == kEnd || (slot.place & kUsedUp) != 0) {
             return false;
         }
-        const std::uint32_t first = slot.record;
-        slot.record = next_[first] == kEnd ? first | kUsedUp : next_[first];
+        const std::uint32_t first = slot.place;
+        slot.place = next_[first] == kEnd ? first | kUsedUp : next_[first];
         next_[first] = kTaken;
         return true;
     }
@@ -58,29 +53,19 @@ public:
     [[nodiscard]] bool taken(std::size_t at) const { return next_[at] == kTaken; }
 
 private:
-    static constexpr std::uint32_t kEnd = 0xFFFFFFFF;   // no record: an unused slot, or the end of a chain
-    static constexpr std::uint32_t kTaken = 0xFFFFFFFE; // in next_: this record has found its match
+    static constexpr std::uint32_t kEnd = HashedPlaces::kUnused; // no record, in a slot or at the end of a chain
+    static constexpr std::uint32_t kTaken = 0xFFFFFFFE;          // in next_: this record has found its match
     static constexpr std::uint32_t kUsedUp = 0x80000000;
 
-    struct Slot {
-        std::uint32_t hash = 0;
-        std::uint32_t record = kEnd;
-    };
-
-    // The slot of that identity, or the unused one where it belongs. At most half of the slots are used.
-    Slot& find(std::uint32_t hash, const Record& wanted) {
-        const std::size_t mask = slots_.size() - 1;
-        std::size_t at = hash & mask;
-        while (slots_[at].record != kEnd &&
-               (slots_[at].hash != hash || !same_allocation(records_[slots_[at].record & ~kUsedUp], wanted))) {
-            at = (at + 1) & mask;
-        }
-        return slots_[at];
+    // The slot of that identity, or the unused one where it belongs.
+    HashedPlaces::Slot& find(std::uint32_t hash, const Record& wanted) {
+        return heads_.find(hash,
+                           [&](std::uint32_t place) { return same_allocation(records_[place & ~kUsedUp], wanted); });
     }
 
     std::span<const Record> records_;
     std::vector<std::uint32_t> next_;
-    std::vector<Slot> slots_;
+    HashedPlaces heads_;
 };
 
 void raise_seen_count(Record& record) {

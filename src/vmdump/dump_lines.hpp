@@ -27,104 +27,106 @@ struct PageTableLine {
     std::int32_t level;
     std::int32_t index;
     std::string_view address;
-    const char* rest; // behind "buffer:"
+    const char* rest; // after "buffer:"
 };
 
-namespace matching {
+// Moves forward over the parts of a line; stays nowhere for good once a part is not there.
+class LineCursor {
+public:
+    explicit LineCursor(const char* text) : at_(text) {}
 
-using support::decimal_value;
-using support::HexDigits;
-using support::leading_count;
-using support::load_word;
-using support::no_decimal_digits;
-using support::prefix_length;
+    // The place after what was read, or null.
+    [[nodiscard]] const char* place() const { return at_; }
 
-inline const char* skip_blanks(const char* at) {
-    const char* const limit = at + 16;
-    while (*at == ' ' && at != limit) {
-        ++at;
+    LineCursor& spaces() {
+        const char* const limit = at_ + 16;
+        while (*at_ == ' ' && at_ != limit) {
+            ++at_;
+        }
+        return *this;
     }
-    return at;
-}
 
-// One to seven digits. Null when there are none or more.
-inline const char* number(const char* at, std::int32_t& value) {
-    const std::uint64_t digits = load_word(at);
-    const int count = leading_count(no_decimal_digits(digits));
-    if (count == 0 || count == 8) {
-        return nullptr;
+    template<std::size_t N>
+    LineCursor& expect(const char (&word)[N]) {
+        at_ = starts_with(word) ? at_ + (N - 1) : nullptr;
+        return *this;
     }
-    value = static_cast<std::int32_t>(decimal_value(digits, count));
-    return at + count;
-}
 
-// As above for numbers that mostly have one digit.
-inline const char* short_number(const char* at, std::int32_t& value) {
-    const auto digit = [](char c) { return static_cast<unsigned>(c) - '0'; };
-    value = static_cast<std::int32_t>(digit(at[0]));
-    return digit(at[0]) < 10 && digit(at[1]) >= 10 ? at + 1 : number(at, value);
-}
+    // The same for a part that lines may lack: false when it is not there.
+    template<std::size_t N>
+    bool skip(const char (&word)[N]) {
+        const bool found = starts_with(word);
+        at_ += found ? N - 1 : 0;
+        return found;
+    }
 
-template<std::size_t N>
-const char* word(const char* at, const char (&text)[N]) {
-    return at != nullptr && std::memcmp(at, text, N - 1) == 0 ? at + (N - 1) : nullptr;
-}
+    // One to seven digits.
+    LineCursor& number(std::int32_t& value) {
+        if (at_ == nullptr) {
+            return *this;
+        }
+        const std::uint64_t digits = support::load_word(at_);
+        const int count = support::leading_count(support::no_decimal_digits(digits));
+        if (count == 0 || count == 8) {
+            at_ = nullptr;
+            return *this;
+        }
+        value = static_cast<std::int32_t>(support::decimal_value(digits, count));
+        at_ += count;
+        return *this;
+    }
 
-// One to fifteen hexadecimal digits, "0x" in front or not. Null when there are none or more.
-inline const char* address(const char* at) {
-    const char* const digits = at + prefix_length(at);
-    const int count = HexDigits(digits).count();
-    return count == 0 || count == 16 ? nullptr : digits + count;
-}
+    // The same for numbers that mostly have one digit.
+    LineCursor& short_number(std::int32_t& value) {
+        const auto digit = [](char c) { return static_cast<unsigned>(c) - '0'; };
+        if (at_ == nullptr || digit(at_[0]) >= 10 || digit(at_[1]) < 10) {
+            return number(value);
+        }
+        value = static_cast<std::int32_t>(digit(*at_++));
+        return *this;
+    }
 
-inline std::string_view between(const char* first, const char* last) {
-    return {first, static_cast<std::size_t>(last - first)};
-}
+    // One to fifteen hexadecimal digits, "0x" before them or not.
+    LineCursor& address(std::string_view& text) {
+        if (at_ == nullptr) {
+            return *this;
+        }
+        const char* const digits = at_ + support::prefix_length(at_);
+        const int count = support::HexDigits(digits).count();
+        text = {at_, static_cast<std::size_t>(digits + count - at_)};
+        at_ = count == 0 || count == 16 ? nullptr : digits + count;
+        return *this;
+    }
 
-} // namespace matching
+private:
+    template<std::size_t N>
+    bool starts_with(const char (&word)[N]) const {
+        return at_ != nullptr && std::memcmp(at_, word, N - 1) == 0;
+    }
+
+    const char* at_;
+};
 
 // 2:511 Snoop:1 Segment:0 LargePage:0 Addr:0x3f00
-// The text must hold kMatchReach bytes. Returns the place behind the newline, or null.
+// The text must hold kMatchReach bytes. Returns the place after the newline, or null.
 inline const char* match_sub_table_line(const char* text, SubTableLine& line) {
-    using namespace matching;
-    const char* at = short_number(skip_blanks(text), line.level);
-    if ((at = word(at, ":")) == nullptr || (at = number(at, line.index)) == nullptr) {
-        return nullptr;
-    }
-    if ((at = word(at, " Snoop:")) == nullptr || (at = short_number(at, line.snoop)) == nullptr) {
-        return nullptr;
-    }
-    if ((at = word(at, " Segment:")) == nullptr || (at = short_number(at, line.segment)) == nullptr) {
-        return nullptr;
-    }
+    LineCursor cursor(text);
+    cursor.spaces().short_number(line.level).expect(":").number(line.index);
+    cursor.expect(" Snoop:").short_number(line.snoop).expect(" Segment:").short_number(line.segment);
     line.large_page = 0;
-    if (const char* value = word(at, " LargePage:"); value != nullptr) {
-        if ((at = short_number(value, line.large_page)) == nullptr) {
-            return nullptr;
-        }
+    if (cursor.skip(" LargePage:")) {
+        cursor.short_number(line.large_page);
     }
-    const char* const start = word(at, " Addr:");
-    if (start == nullptr || (at = address(start)) == nullptr || *at != '\n') {
-        return nullptr;
-    }
-    line.address = between(start, at);
-    return at + 1;
+    return cursor.expect(" Addr:").address(line.address).expect("\n").place();
 }
 
 //   1:7: entry addr:0x1a20, buffer:text of the buffer
 // As above, up to the buffer text; the rest of the line is the caller's. Returns that place, or null.
 inline const char* match_page_table_line(const char* text, PageTableLine& line) {
-    using namespace matching;
-    const char* at = short_number(skip_blanks(text), line.level);
-    if ((at = word(at, ":")) == nullptr || (at = number(at, line.index)) == nullptr) {
-        return nullptr;
-    }
-    const char* const start = word(at, ": entry addr:");
-    if (start == nullptr || (at = address(start)) == nullptr) {
-        return nullptr;
-    }
-    line.address = between(start, at);
-    return line.rest = word(at, ", buffer:");
+    LineCursor cursor(text);
+    cursor.spaces().short_number(line.level).expect(":").number(line.index);
+    cursor.expect(": entry addr:").address(line.address).expect(", buffer:");
+    return line.rest = cursor.place();
 }
 
 } // namespace kt3::vmdump

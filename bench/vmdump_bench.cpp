@@ -440,7 +440,7 @@ void WalkAllocations(benchmark::State& state) {
     std::vector<allcation_Info> list;
     for (auto _ : state) {
         list.clear();
-        vmdump::walk_allocations(driver.c_str(), list);
+        vmdump::walk_allocation_nodes(driver.c_str(), list);
         benchmark::DoNotOptimize(list.data());
     }
 }

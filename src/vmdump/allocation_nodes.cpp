@@ -69,7 +69,7 @@ allcation_Info make_node(std::string_view node, std::string_view handle) {
     return made;
 }
 
-bool walk_allocations(const char* driver_directory, std::vector<allcation_Info>& list) {
+bool walk_allocation_nodes(const char* driver_directory, std::vector<allcation_Info>& list) {
     support::Listing allocations(directory_path(driver_directory, kAllocations).text);
     support::PageBuffer pages;
     while (const char* handle = allocations.next()) {

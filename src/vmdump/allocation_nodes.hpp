@@ -18,7 +18,7 @@ allcation_Info make_node(std::string_view node, std::string_view handle);
 
 // Appends every node of every allocation below the driver directory. False when the directory or a file cannot be
 // read (the latter with one line on standard output); what was appended until then stays.
-bool walk_allocations(const char* driver_directory, std::vector<allcation_Info>& list);
+bool walk_allocation_nodes(const char* driver_directory, std::vector<allcation_Info>& list);
 
 // One entry per node. Malformed numbers raise the "stoi" and "stoll" errors with the entries before filled.
 void fill_entries(_GFX_VM_ALLOCATION_DATA* entries, const std::vector<allcation_Info>& list);

@@ -157,7 +157,7 @@ KT3_EXPORT void Print_SubTable(vidmm_vm_pte_elt3k* entry) {
 // ---- allocation nodes -----------------------------------------------------------------------------------------------
 
 KT3_EXPORT int get_alloction_data_try(std::vector<allcation_Info>& list) {
-    return status_of(vmdump::walk_allocations(vmdump::kDriverDirectory, list));
+    return status_of(vmdump::walk_allocation_nodes(vmdump::kDriverDirectory, list));
 }
 
 KT3_EXPORT int get_alloction_data(std::vector<allcation_Info>& list) {

@@ -116,7 +116,7 @@ TEST(AllocationWalk, TakesAListingThatFailsForADirectoryThatCannotBeOpened) {
     EXPECT_TRUE(holds_while_listings_fail([&] {
         std::vector<allcation_Info> list;
         OutputCapture output;
-        return !kt3::vmdump::walk_allocations(real.c_str(), list) && output.text().empty();
+        return !kt3::vmdump::walk_allocation_nodes(real.c_str(), list) && output.text().empty();
     }));
 }
 

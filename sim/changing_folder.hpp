@@ -27,7 +27,7 @@ void make_changing(const std::string& root, const std::string& simulated_folder,
 bool has_changing_folder(const char* root);
 
 // One listing of a folder: the constructor makes the step that comes before it when the folder is the changing one,
-// the destructor takes away what goes before it can be opened.
+// the destructor removes what goes before it can be opened.
 class FolderStep {
 public:
     FolderStep(const char* root, const std::string& simulated_folder);

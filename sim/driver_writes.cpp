@@ -62,7 +62,7 @@ std::string node_of(std::string_view spool_name) {
     return path;
 }
 
-// Without a write the driver hears nothing, so an opened and closed node leaves no record.
+// Without a write the driver is not called, so a node that is only opened and closed leaves no record.
 void deliver(const std::string& root, const std::string& path, const std::string& text) {
     if (text.empty()) {
         return;

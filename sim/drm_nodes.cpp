@@ -39,10 +39,10 @@ DriverVersion read_driver_version(int node) {
         return version;
     }
     version.refused = std::string_view(text).substr(0, 7) == "refused";
-    DriverVersion told;
-    if (std::sscanf(text, "%63s %d.%d.%d %63s %127[^\n]", told.name, &told.major, &told.minor, &told.patch, told.date,
-                    told.description) == 6) {
-        version = told;
+    DriverVersion found;
+    if (std::sscanf(text, "%63s %d.%d.%d %63s %127[^\n]", found.name, &found.major, &found.minor, &found.patch,
+                    found.date, found.description) == 6) {
+        version = found;
     }
     return version;
 }

@@ -29,7 +29,7 @@ static_assert(sizeof(dirent) == sizeof(dirent64), "one entry record serves both 
 struct Listing {
     std::string folder;                // simulated path
     bool loaded = false;               // whether the members below hold the folder's entries
-    std::vector<char> records;         // the entries as the C library delivered them, one behind the other
+    std::vector<char> records;         // the entries as the C library delivered them, one after the other
     std::vector<std::size_t> in_order; // their offsets, sorted by name
     std::size_t next = 0;              // the entry to be handed out next
 };

@@ -1,6 +1,6 @@
 #pragma once
 // A machine made of files: writes what the kernel and the drivers of the graphics adapters publish into a folder, at
-// the places where they publish it. The path shim puts that folder in front of the programs that look for it.
+// the places where they publish it. The path shim makes programs find that folder there.
 
 #include "moving_nodes.hpp"
 
@@ -50,7 +50,7 @@ struct Adapter {
     Adapter& connector(std::string_view name, std::string_view status = "disconnected\n");
     // The driver's answer to a version request: "name major.minor.patch date description", or "refused".
     Adapter& driver_version(std::string_view text);
-    // Lets a published number move; see moving_nodes.hpp. Of a page, the number behind the key.
+    // Lets a published number move; see moving_nodes.hpp. Of a page, the number after the key.
     Adapter& moving_node(std::string_view node, Waveform waveform, std::int64_t lowest, std::int64_t highest,
                          std::int64_t period_ms, std::string_view key = "");
     Adapter& moving_hwmon(std::string_view attribute, Waveform waveform, std::int64_t lowest, std::int64_t highest,

@@ -40,7 +40,7 @@ std::string list_path(const std::string& root) {
     return root + "/moving-nodes";
 }
 
-// A line that is no entry is left out.
+// A line that is not an entry is left out.
 void read_entry(const std::string& line, MovingList& list) {
     if (line.compare(0, sizeof kStepClock - 1, kStepClock) == 0) {
         list.step_ms = std::strtoll(line.c_str() + sizeof kStepClock - 1, nullptr, 10);
@@ -85,7 +85,7 @@ std::int64_t time_now(const MovingList& list, MachineState& state) {
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-// Other processes may be reading: they see the old text or the new one, never a half.
+// Other processes may be reading: they see the old text or the new one, never a part of it.
 void replace_text(const std::string& path, const std::string& text) {
     const std::string fresh = path + ".moving-" + std::to_string(::getpid());
     std::ofstream(fresh, std::ios::binary) << text;
@@ -160,7 +160,7 @@ void refresh_moving_file(const std::string& root, const char* simulated_path) {
     if (std::any_of(list.numbers.begin(), list.numbers.end(), listed)) {
         const std::string file = root + path;
         std::ifstream in(file, std::ios::binary);
-        const bool there = in.is_open(); // a node that was taken away stays away
+        const bool there = in.is_open(); // a node that was removed stays removed
         std::string text(std::istreambuf_iterator<char>(in), {});
         const std::int64_t now = time_now(list, *machine_state(root));
         for (const MovingNumber& number : list.numbers) {

@@ -35,13 +35,13 @@ void step_moving_numbers(const std::string& root, std::int64_t milliseconds);
 // The number at a time.
 std::int64_t moving_value(const MovingNumber& number, std::int64_t time_ms);
 
-// The text with the number behind the key replaced; the text itself when there is no such number.
+// The text with the number after the key replaced; the text itself when there is no such number.
 std::string with_number(std::string_view text, std::string_view key, std::int64_t value);
 
 // Whether anything moves at all. Costs no system call.
 bool anything_moves(std::string_view root);
 
-// Makes the text of the file at this simulated path afresh when it is listed.
+// Writes the text of the file at this simulated path again when it is listed.
 void refresh_moving_file(const std::string& root, const char* simulated_path);
 
 } // namespace kt3::sim

@@ -8,7 +8,7 @@ namespace {
 // The forms of the values that commands carry.
 enum class Value { hex, decimal, level };
 
-// A node that takes commands: the rest of the command behind `command` becomes the value behind `key` in the page.
+// A node that takes commands: the rest of the command after `command` becomes the value after `key` in the page.
 struct Register {
     std::string_view node;
     std::string_view command;
@@ -72,11 +72,11 @@ bool has_form(std::string_view text, Value form) {
 }
 
 // Drivers take any white space between the fields of a command.
-std::string with_single_blanks(std::string_view text) {
+std::string with_single_spaces(std::string_view text) {
     std::string words;
     for (const char c : text) {
-        const bool blank = c == ' ' || c == '\t' || c == '\n' || c == '\r';
-        if (!blank) {
+        const bool space = c == ' ' || c == '\t' || c == '\n' || c == '\r';
+        if (!space) {
             words += c;
         } else if (!words.empty() && words.back() != ' ') {
             words += ' ';
@@ -130,7 +130,7 @@ std::optional<std::string> page_after_write(std::string_view node, std::string_v
     std::string changed(page);
     while (!text.empty()) {
         const std::size_t end = std::min(text.find('\n'), text.size());
-        const auto next = after_command(node, changed, with_single_blanks(text.substr(0, end)));
+        const auto next = after_command(node, changed, with_single_spaces(text.substr(0, end)));
         if (!next) {
             return std::nullopt;
         }

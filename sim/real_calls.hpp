@@ -1,5 +1,5 @@
 #pragma once
-// The definitions behind the shim's own.
+// The definitions that the shim's own replace.
 
 #include <dlfcn.h>
 

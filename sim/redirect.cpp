@@ -67,7 +67,7 @@ const char* resolved_root() {
     return cache.resolved;
 }
 
-const char* behind(const char* path, const char* folder) {
+const char* part_below(const char* path, const char* folder) {
     const std::size_t length = std::strlen(folder);
     return std::strncmp(path, folder, length) == 0 && path[length] == '/' ? path + length : nullptr;
 }
@@ -112,11 +112,11 @@ const char* simulated_name(const char* real_path) {
     if (root == nullptr || real_path == nullptr) {
         return nullptr;
     }
-    if (const char* name = behind(real_path, root)) {
+    if (const char* name = part_below(real_path, root)) {
         return name;
     }
     const char* resolved = resolved_root();
-    return resolved == nullptr ? nullptr : behind(real_path, resolved);
+    return resolved == nullptr ? nullptr : part_below(real_path, resolved);
 }
 
 const char* simulated_name_at(int directory, const char* path, char* buffer) {

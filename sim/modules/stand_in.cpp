@@ -7,8 +7,8 @@
 //     init_hwinfo 0               answer of the bandwidth set-up
 //     clock real                  values move with the time of day, or
 //     clock step 1000000000       by so many nanoseconds with every sample taken, which makes runs repeatable
-//     sway 40 8                   busy and bandwidth values swing by 40 per cent around their value every 8 seconds
-//     busy 35 10 5                3D, video, post-processing, in per cent
+//     sway 40 8                   busy and bandwidth values swing by 40 percent around their value every 8 seconds
+//     busy 35 10 5                3D, video, post-processing, in percent
 //     busy_ext 0 35 0 10 5 0 5 0 0   words 1 to 9 of the extended answer
 //     frames 60 30                the two frame counters, per second
 //     bandwidth 1 2 3 ...         twelve words
@@ -119,7 +119,7 @@ std::uint64_t sample_time(const Behaviour& behaviour) {
     return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000u + static_cast<std::uint64_t>(now.tv_nsec);
 }
 
-// A triangle between 100 - sway and 100 + sway per cent.
+// A triangle between 100 - sway and 100 + sway percent.
 std::uint32_t swinging(std::uint32_t value, std::uint64_t time, const Behaviour& behaviour) {
     constexpr std::uint64_t top = 1000;
     const std::uint64_t period = behaviour.sway_seconds * 1'000'000'000u;

@@ -22,7 +22,7 @@ fs::path find_part(const fs::path& program_folder, const char* in_build_tree, co
                              " nor " + places[1].string() + " exists");
 }
 
-// Puts `first` in front of what the variable holds.
+// Puts `first` before what the variable holds.
 void prepend(const char* variable, const std::string& first, const char* separator) {
     const char* before = std::getenv(variable);
     std::string value = first;

@@ -1,5 +1,5 @@
 #pragma once
-// The parts of the simulator that a run needs, and the environment that puts them in front of a program.
+// The parts of the simulator that a run needs, and the environment that makes a program use them.
 
 #include <filesystem>
 

@@ -21,7 +21,7 @@ Options parse_run(const std::vector<std::string>& arguments) {
     }
     const std::size_t first = arguments.size() > 2 && arguments[2] == "--" ? 3 : 2;
     if (arguments.size() <= first) {
-        return usage_error("'run' needs a command behind the scene");
+        return usage_error("'run' needs a command after the scene");
     }
     Options options;
     options.action = Action::run;
@@ -79,7 +79,7 @@ std::string_view help_text() {
            "\n"
            "A run needs no rights. The machine lives in a temporary folder, which goes when the command ends. "
            "Programs\n"
-           "see its adapters below /sys, /dev/dri and /proc; dmidecode and ps tell about it; HOME lies inside it.\n"
+           "see its adapters below /sys, /dev/dri and /proc; dmidecode and ps report it; HOME lies inside it.\n"
            "\n"
            "Exit status: that of the command, 128 and the signal's number when a signal ended it, 126 or 127 when it\n"
            "cannot be run; 1 when the machine cannot be built, 2 for a wrong command line.\n"

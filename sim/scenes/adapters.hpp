@@ -9,7 +9,7 @@ namespace kt3::sim {
 Adapter add_newer(Machine& machine, std::string_view bdf, AdapterOptions options = {});
 Adapter add_older(Machine& machine, std::string_view bdf, AdapterOptions options = {});
 
-// What every machine has besides its adapters: memory modules as dmidecode tells them, mounted kernel file systems.
+// What every machine has besides its adapters: memory modules as dmidecode prints them, mounted kernel file systems.
 void add_mainboard(const Machine& machine);
 
 } // namespace kt3::sim

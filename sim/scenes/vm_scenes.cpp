@@ -37,7 +37,7 @@ void add_driver(Machine& machine) {
 struct Client {
     std::string_view folder;
     std::string_view pid;
-    std::string_view name; // as ps tells it; empty for a process that is gone
+    std::string_view name; // as ps prints it; empty for a process that has ended
 };
 
 void add_client(const Machine& machine, const Client& client, std::string_view dump) {
@@ -128,7 +128,7 @@ void vm_deep(Machine& machine) {
     constexpr Client early = {"00000031", "2001", "early"};
     constexpr Client late = {"00000032", "2002", "late bird"};
     constexpr Client gone = {"00000033", "2003", ""};
-    // A level-1 line in front of every level-0 line is dropped, and so is a level-2 line right behind level 0.
+    // A level-1 line before every level-0 line is dropped, and so is a level-2 line right after level 0.
     add_client(machine, early,
                "1:9: entry addr:900000, buffer:dropped, no directory yet\n"
                "0:0: entry addr:0x100000, buffer:directory\n"
@@ -142,7 +142,7 @@ void vm_deep(Machine& machine) {
                "2:1: entry addr:106000, buffer:pages\n"
                "2:2: entry addr:107000, buffer:more pages\n"
                "5:0: entry addr:108000, buffer:dropped, no such level\n");
-    // Runs: falling indexes, another level in the middle, a run behind a table of another level.
+    // Runs: falling indexes, another level in the middle, a run after a table of another level.
     add_client(machine, late,
                "2:0 Snoop:1 Segment:1 Addr:0x1\n"
                "0:0: entry addr:0x100000, buffer:directory\n"

@@ -2,8 +2,8 @@
 // Numbers in driver text. The policy is chosen by name: checked_* throws as the standard conversions do and
 // with their texts, leading_* takes what digits there are.
 //
-// All of them skip leading white space, accept one sign and stop at the first character that is no digit of
-// the base. Base 16 accepts a "0x" prefix in front of at least one digit.
+// All of them skip leading white space, accept one sign and stop at the first character that is not a digit of
+// the base. Base 16 accepts a "0x" prefix before at least one digit.
 
 #include <cstddef>
 #include <cstdint>
@@ -17,7 +17,7 @@ struct LeadingNumber {
     std::int64_t value = 0; // saturated at the 64-bit bounds when `overflow` is set
     bool any_digit = false;
     bool overflow = false;
-    std::size_t end = 0; // position behind the last digit, when there is any
+    std::size_t end = 0; // position after the last digit, when there is any
 };
 
 constexpr bool is_c_space(char c) {
@@ -85,7 +85,7 @@ inline std::int32_t checked_int(std::string_view text, unsigned base) {
     return static_cast<std::int32_t>(found.value);
 }
 
-// The low 32 bits of a decimal long integer; text that is no number gives 0.
+// The low 32 bits of a decimal long integer; text that is not a number gives 0.
 constexpr std::int32_t leading_int(std::string_view text) {
     return static_cast<std::int32_t>(scan_leading_number(text, 10).value);
 }

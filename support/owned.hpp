@@ -1,6 +1,6 @@
 #pragma once
 // Owned handles: a value, the function that closes it, and the value that means "nothing held".
-// The five names at the end are the only handles the library opens. Every open is close-on-exec.
+// The five names at the end are all the handles that are opened. Every open is close-on-exec.
 
 #include <cstdio>
 #include <dirent.h>

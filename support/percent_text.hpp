@@ -7,7 +7,7 @@
 
 namespace kt3::support {
 
-// Writes `line` into `out` with every per-cent sign that is not half of a "%%" pair doubled, so that printing the
+// Writes `line` into `out` with every percent sign that is not half of a "%%" pair doubled, so that printing the
 // result as a format prints the line (a pair still prints as one sign) and fetches no argument. Cuts at
 // `capacity` - 1 characters and always terminates; `capacity` must not be 0.
 void double_lone_percents(std::string_view line, char* out, std::size_t capacity);

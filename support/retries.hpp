@@ -1,5 +1,5 @@
 #pragma once
-// Walks of a driver's folders fail when an object goes away under them. The next try no longer meets it.
+// A walk of a driver's folders fails when an object is freed meanwhile. The next try no longer finds it.
 
 #include <cerrno>
 #include <chrono>

@@ -17,8 +17,8 @@ struct TextPage {
     std::size_t bytes; // as read; 0 when the page is absent or empty
 
     // The text right after the first `key`, or null. A key that touches byte N - 1 is not found: its value is cut off.
-    [[nodiscard]] const char* behind(std::string_view key) const {
-        const std::int32_t at = find_behind(text, static_cast<std::int32_t>(std::min(bytes + 1, N)), key);
+    [[nodiscard]] const char* after(std::string_view key) const {
+        const std::int32_t at = find_after(text, static_cast<std::int32_t>(std::min(bytes + 1, N)), key);
         return at < 0 ? nullptr : text + at;
     }
 };

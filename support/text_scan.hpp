@@ -1,5 +1,5 @@
 #pragma once
-// Searching a page for a key and reading the number right behind it.
+// Searching a page for a key and reading the number right after it.
 
 #include <cstdint>
 #include <cstdlib>
@@ -10,10 +10,10 @@
 
 namespace kt3::support {
 
-// Position just behind the first `key` in the `length` bytes of `page`, or -1. Bytes are compared raw, zero bytes
-// included. A match may not touch the last byte of the buffer: clients rely on a key at the very edge not being
-// found, because a page that was cut there has lost the value as well.
-inline std::int32_t find_behind(const char* page, std::int32_t length, std::string_view key) {
+// Position just after the first `key` in the `length` bytes of `page`, or -1. Bytes are compared raw, zero bytes
+// included. A match may not touch the last byte of the buffer: a page that was cut there has lost the value
+// as well, and clients rely on such a key not being found.
+inline std::int32_t find_after(const char* page, std::int32_t length, std::string_view key) {
     if (length <= 0 || key.size() >= static_cast<std::size_t>(length)) {
         return -1;
     }
@@ -22,7 +22,7 @@ inline std::int32_t find_behind(const char* page, std::int32_t length, std::stri
 }
 
 // The numbers below stand in a NUL-terminated text. Leading white space is skipped; nothing is given, and `at` stays,
-// when no digit follows. Otherwise `at` moves behind the digits. Like the C library's formatted input the 32-bit forms
+// when no digit follows. Otherwise `at` moves past the digits. Like the C library's formatted input the 32-bit forms
 // keep the low 32 bits of what was converted as a 64-bit number.
 inline std::optional<std::int64_t> take_long(const char*& at) {
     char* end = nullptr;

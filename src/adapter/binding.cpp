@@ -29,7 +29,7 @@ support::Library open_module(const Chip& chip) {
     return module;
 }
 
-// Binding again without letting go keeps the older module loaded: entry points resolved from it stay callable.
+// Binding again without an exit in between keeps the older module loaded: entry points resolved from it stay callable.
 void load_module(const Chip& chip, std::int32_t card) {
     binding.state.module = open_module(chip).release();
     support::format_into(sys_kernel_debug_ID_dri_ADAPTER_path, chip.debugfs_dir, card);

@@ -1,5 +1,5 @@
 #pragma once
-// Binding the library to one adapter slot and letting it go.
+// Binding the library to one adapter slot, and releasing it.
 
 #include "kt3_mgmt/kt3_mgmt_interface.h"
 
@@ -8,7 +8,7 @@
 namespace kt3::adapter {
 
 // Binds the slot at the record's current index. Returns the chip id, or -1; after a failure the steps already done
-// stay done. An index that is no slot touches nothing.
+// stay done. An index that is not a slot changes nothing.
 std::int32_t bind_adapter(find_adapter& record);
 
 // Switches usage accounting off, closes the module, frees the device object and drops the preference list.

@@ -16,7 +16,7 @@ const gpu_infos* current_adapter();
 // "/sys/bus/pci/devices/<bus id>" of the current adapter; empty before one was selected.
 const char* current_pci_directory();
 
-// Makes the slot at the record's current index current and logs it. Nothing happens for an index that is no slot.
+// Makes the slot at the record's current index current and logs it. An index that is not a slot changes nothing.
 void select_adapter(find_adapter& record);
 
 } // namespace kt3::adapter

@@ -106,7 +106,7 @@ void consider_own_device(find_adapter& record, const drmDevice* device) {
     }
     const std::int32_t slot = record.chip_num;
     find_adapter_ext1_cache.vendor_id[slot] = family->vendor;
-    record.drm_fd[slot] = node->get(); // an unknown chip leaves its number behind although the node is closed
+    record.drm_fd[slot] = node->get(); // of an unknown chip the number stays here although the node is closed
     const Chip* chip = find_chip(family->vendor, device_id);
     if (chip == nullptr) {
         return;
@@ -142,7 +142,7 @@ bool record_other_vendor(find_adapter& record, const drmDevice* device) {
     return true;
 }
 
-// Hands the first three list positions to `visit` until it returns true. A longer list is said to be too long.
+// Hands the first three list positions to `visit` until it returns true. Reports a longer list.
 template<typename Visit>
 void visit_positions(const DeviceList& devices, Visit visit) {
     for (std::size_t position = 0; position < MAX_CHIP_NUM; ++position) {

@@ -14,7 +14,7 @@ struct DebugTree {
 // Lists the directory `name` of the tree.
 support::Listing list_directory(const DebugTree& tree, const char* name);
 
-// Whether the walk has seen every entry; says "Error opening directory" when the listing failed.
+// Whether the walk has seen every entry; prints "Error opening directory" when the listing failed.
 bool is_listed_whole(const support::Listing& listing);
 
 // Opens the file `entry`/`leaf` below the listing.

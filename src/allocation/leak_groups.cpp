@@ -30,7 +30,7 @@ struct Shape {
 
 struct Group {
     Shape shape;
-    std::uint32_t sum_count; // signed in the record; counted up as unsigned, where running over is defined
+    std::uint32_t sum_count; // signed in the record; counted up as unsigned, where overflow is defined
     std::uint32_t first;     // the record that stands for the group
 };
 

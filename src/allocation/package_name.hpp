@@ -11,7 +11,7 @@ namespace kt3::allocation {
 std::string_view short_program_name(std::string_view first_argument, std::int32_t limit);
 
 // Writes the program name of a process, terminated, into the `limit` bytes of `name`; nothing when there are none. A
-// process that is gone has the empty name. False, with nothing written, for a command line that is empty or cannot be
+// process that has ended has the empty name. False, with nothing written, for a command line that is empty or cannot be
 // read.
 bool read_package_name(std::int32_t pid, char* name, std::int32_t limit);
 

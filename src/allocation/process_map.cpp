@@ -68,7 +68,7 @@ bool read_process_map(const DebugTree& tree, ProcessMap maps) {
         parse_device_page(*page, take_pid, [&](std::int32_t handle) { map.handle = handle; });
         ++filled;
         if (filled == maps.size()) {
-            // Said for the fiftieth device even when it is the last one; clients see the line then.
+            // Reported for the fiftieth device even when it is the last one.
             interface::say_line("exceed ALLOCATION_SUMMARY_MAX!!! ");
             return true;
         }

@@ -1,5 +1,5 @@
 #pragma once
-// The list of all allocations, handed out in slices because a client's record has room for twenty.
+// The list of all allocations, handed out in slices because a client's record holds twenty.
 
 #include "allocation/debug_tree.hpp"
 #include "allocation/sums.hpp"
@@ -21,10 +21,10 @@ struct AllocationState {
 AllocationState& allocation_state();
 
 // Holds a copy of the records, ordered by device, for copy_slice. Records of one device come out in the order in which
-// the standard sort leaves them. False, with a line on standard output, when there is no memory for it.
+// the standard sort leaves them. False, with a line on standard output, when memory runs out.
 bool hold_sorted(RecordSpan records);
 
-// Fills the slice that `list.trasfer_cnt` asks for from the held records. A slice past the end is said on standard
+// Fills the slice that `list.trasfer_cnt` asks for from the held records. A slice past the end is reported on standard
 // output; like one with a negative number, or of a block that could not be obtained, it holds nothing.
 void copy_slice(_GFX_ALLOCATION_RAW_LIST& list);
 

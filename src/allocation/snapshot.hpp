@@ -15,7 +15,7 @@ using Records = std::vector<_GFX_ALLOCATION_INFO>;
 // parse_info_page pass through.
 bool walk_allocations(const DebugTree& tree, Records& records);
 
-// Walks up to ten times, as allocations may vanish under the walk, with a pause after each failure. What a failed
+// Walks up to ten times, as allocations may be freed during the walk, with a pause after each failure. What a failed
 // walk appended stays, so a retried snapshot holds some allocations twice.
 bool take_snapshot(const DebugTree& tree, Records& records);
 

@@ -9,7 +9,7 @@ namespace kt3::allocation {
 namespace {
 
 constexpr std::int32_t kOtherSegments = 4;
-constexpr std::size_t kMostDevices = 49; // the process map has room for 50; clients rely on both limits
+constexpr std::size_t kMostDevices = 49; // the process map holds 50; clients rely on both limits
 
 std::size_t slot_of(std::int32_t segmentid) {
     return static_cast<std::size_t>(std::min(segmentid, kOtherSegments));

@@ -18,7 +18,7 @@ using SummaryExt1 = std::span<_GFX_DEVICE_ALLOCATION_SUMMARY_EXT1, ALLOCATION_SU
 void total_by_segment(RecordSpan records, SegmentTotals totals);
 
 // Bytes per device and segment slot, into zeroed entries, in the order in which the devices first appear. 49 of the 50
-// entries are used; records of further devices, and of invalid segments, are said on standard output and left out.
+// entries are used; records of further devices, and of invalid segments, are reported on standard output and left out.
 void sum_by_device(RecordSpan records, Summary entries);
 void sum_by_device(RecordSpan records, SummaryExt1 entries);
 

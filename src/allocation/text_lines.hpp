@@ -12,7 +12,7 @@ namespace kt3::allocation {
 // Values are held in 128 characters with their terminator. Longer ones are outside the format and are cut.
 inline constexpr std::size_t kLongestValue = 127;
 
-// Calls `use` with the texts in front of and behind the first "=" of every line that has one. The second includes the
+// Calls `use` with the texts before and after the first "=" of every line that has one. The second includes the
 // newline when there is one. As the driver's pages are text, a line ends for the reader at its first zero byte.
 template<typename Use>
 void for_each_pair(std::string_view page, Use&& use) {

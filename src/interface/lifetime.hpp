@@ -1,7 +1,7 @@
 #pragma once
-// Clients may call in when the exported containers are gone: from the destructor of an object that is older than the
+// Clients may call after the exported containers are destroyed: from the destructor of an object that is older than the
 // library, or from an exit handler that was registered before the library was loaded. Every call that would touch a
-// container asks first, does nothing when they are gone, and answers as it answers a failure.
+// container asks first, and answers like a failed call when they are destroyed.
 
 namespace kt3::interface {
 

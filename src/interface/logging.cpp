@@ -18,7 +18,7 @@ kt3_print_callback printf_itself() {
 }
 
 // The default callback takes the finished line as its format. Lines carry texts of users (INI entries, process names),
-// so a lone per-cent sign must not become a conversion there. Any other callback gets the line as it is.
+// so a lone percent sign must not become a conversion there. Any other callback gets the line as it is.
 void deliver(const char* line) {
     if (pServerPrintCallback != printf_itself()) {
         pServerPrintCallback(line);

@@ -15,7 +15,7 @@ NumberPage read_driver_node(std::int32_t index) {
     return read_number_page(current_info_directory(), name_at(kDriverNodes, index));
 }
 
-// For numbers that count however far they stand in a node. Sysfs gives a node one page of memory.
+// For numbers that may stand anywhere in a node. Sysfs gives a node one page of memory.
 auto read_whole_node(int directory, const char* node) {
     return support::read_node_page<4096>(directory, node);
 }

@@ -23,7 +23,7 @@ std::optional<std::int64_t> level_in(const DvfsPage& page, const char* key) {
     for (const char* const& level : kDvfsLevels) {
         char text[32];
         std::snprintf(text, sizeof text, "%s%s", key, level);
-        if (page.behind(text) != nullptr) {
+        if (page.after(text) != nullptr) {
             return &level - kDvfsLevels;
         }
     }
@@ -35,7 +35,7 @@ std::optional<std::int64_t> value_in(const DvfsPage& page, const DvfsRegister& r
     if (row.form == DvfsForm::level) {
         return level_in(page, row.key);
     }
-    const char* at = page.behind(row.key);
+    const char* at = page.after(row.key);
     if (at == nullptr) {
         return std::nullopt;
     }

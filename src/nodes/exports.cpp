@@ -62,7 +62,7 @@ KT3_EXPORT int32_t gpuinfo_set_data_to_dvfs_register(const _GPU_DVFS_REGISTER_DA
 }
 
 KT3_EXPORT int32_t find_str_in_buffer(const char* buffer, int32_t length, const char* key) {
-    return buffer == nullptr || key == nullptr ? -1 : support::find_behind(buffer, length, key);
+    return buffer == nullptr || key == nullptr ? -1 : support::find_after(buffer, length, key);
 }
 
 KT3_EXPORT uint32_t safe_str_copy_till_return(char* destination, const char* source, uint64_t capacity) {

@@ -15,7 +15,7 @@ NumberPage read_number_page(int directory, const char* node);
 // The decimal integer at the start of the page, 0 when there is none.
 std::int32_t int_in(const NumberPage& page);
 
-// Sends a text to a driver node in one write. The text is a print format without arguments: a pair of per-cent signs
+// Sends a text to a driver node in one write. The text is a print format without arguments: a pair of percent signs
 // is sent as one. Returns the characters sent, also when the driver refuses them; 0 when the node cannot be opened.
 std::uint32_t write_node(int directory, const char* node, const char* text);
 

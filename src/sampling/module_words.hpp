@@ -7,7 +7,7 @@
 
 namespace kt3::sampling {
 
-// What a module call fills. Modules of later versions write more words than the library asks for, so there is room.
+// What a module call fills. Modules of later versions write more words than the library asks for, so it is larger.
 struct ModuleBuffer {
     static constexpr std::size_t kWords = 1024;
     std::uint32_t words[kWords] = {};

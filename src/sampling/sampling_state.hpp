@@ -55,12 +55,12 @@ struct SamplingState {
     EntryPoints entries;
     FrameSample initial;  // set by fps_init; the average rate counts from here
     FrameSample previous; // the last sample that gave rates; fps_init sets it to the initial one
-    FrameSample current;  // the last sample taken; what cannot be read keeps its value, so time seems to stand still
+    FrameSample current;  // the last sample taken; what cannot be read keeps its value, so no time seems to pass
 };
 SamplingState& sampling_state();
 
-// To be called when the module is closed: its entry points would lie in unmapped code. Samples stay; the busy and
-// bandwidth calls leave the client's record alone, and counted frames seem to stand still.
+// To be called when the module is closed: its entry points would lie in unmapped code. Samples stay as they are; the
+// busy and bandwidth calls leave the client's record alone, and the frame count no longer changes.
 void suspend_entry_points();
 
 // To be called when a module has been bound: what the last init calls had found is looked up in it by name.

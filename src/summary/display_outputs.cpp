@@ -13,14 +13,14 @@ namespace {
 
 constexpr std::size_t kLongestTypeLine = 99;
 
-std::uint32_t number_behind(const GpuinfoPage& page, const char* key) {
-    const char* at = page.behind(key);
+std::uint32_t number_after(const GpuinfoPage& page, const char* key) {
+    const char* at = page.after(key);
     return at == nullptr ? 0 : support::scan_unsigned(at, 16).value_or(0);
 }
 
 // The rest of the line, its newline included.
-std::string_view line_behind(const GpuinfoPage& page, const char* key) {
-    const char* at = page.behind(key);
+std::string_view line_after(const GpuinfoPage& page, const char* key) {
+    const char* at = page.after(key);
     if (at == nullptr) {
         return {};
     }
@@ -56,16 +56,16 @@ void count_entry(const char* entry, std::int32_t card, DisplayOutputs& outputs) 
 // Max Display Port : 0x3
 // Support Display Type : DP EDP HDMI
 std::optional<DisplayOutputs> outputs_in_page(const GpuinfoPage& page, std::int32_t chip_id) {
-    const char* device = page.behind(kDeviceIdKey);
+    const char* device = page.after(kDeviceIdKey);
     if (device == nullptr || support::scan_unsigned(device, 16) != static_cast<std::uint32_t>(chip_id)) {
         return std::nullopt;
     }
-    const std::string_view line = line_behind(page, kDisplayTypesKey);
+    const std::string_view line = line_after(page, kDisplayTypesKey);
     if (line.size() > kLongestTypeLine) {
         interface::say_line("get_line_from_string fail, string too long!!!");
         return std::nullopt;
     }
-    const DisplayOutputs outputs = {number_behind(page, kDisplayPortsKey), types_named_in(line)};
+    const DisplayOutputs outputs = {number_after(page, kDisplayPortsKey), types_named_in(line)};
     return outputs.ports != 0 && outputs.types != 0 ? std::optional(outputs) : std::nullopt;
 }
 

@@ -66,9 +66,9 @@ void parse(const GpuinfoPage& page, GpuinfoRead read, Extended& record) {
         if (row.read != read) {
             continue;
         }
-        const char* at = page.behind(row.key);
+        const char* at = page.after(row.key);
         if (at == nullptr && row.second_key != nullptr) {
-            at = page.behind(row.second_key);
+            at = page.after(row.second_key);
         }
         if (at != nullptr) {
             store(record, row, at);

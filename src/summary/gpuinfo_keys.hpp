@@ -1,5 +1,5 @@
 #pragma once
-// The keys of /proc/gpuinfo_N, the driver's page about one card: what stands behind each and which field of the
+// The keys of /proc/gpuinfo_N, the driver's page about one card: what stands after each and which field of the
 // extended summary holds it.
 
 #include "kt3_mgmt/kt3_mgmt_interface.h"

@@ -8,7 +8,7 @@
 namespace kt3::summary {
 namespace {
 
-const char* behind(const char* line, const char* word) {
+const char* text_after(const char* line, const char* word) {
     const char* at = std::strstr(line, word);
     return at == nullptr ? nullptr : at + std::strlen(word);
 }
@@ -42,10 +42,10 @@ std::uint32_t four_devices(const MemoryDevices& devices) {
 // Total Width: 64 bits
 bool take_line(MemoryDevices& devices, const DeviceField& field, const char* line) {
     if (is_total_width(line)) {
-        store_if_found(devices.widths[devices.count], support::scan_int(behind(line, "Width:")));
+        store_if_found(devices.widths[devices.count], support::scan_int(text_after(line, "Width:")));
         devices.inside = true;
     }
-    const char* value = behind(line, field.value_word);
+    const char* value = text_after(line, field.value_word);
     if (!devices.inside || !names(line, field.line_word) || value == nullptr) {
         return true;
     }

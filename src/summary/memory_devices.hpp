@@ -5,7 +5,7 @@
 
 namespace kt3::summary {
 
-// A device is complete at the line that names its field: one word makes the line count, the value stands behind the
+// A device is complete at the line that names its field: one word makes the line count, the value stands after the
 // other, as in "Type: DDR4" or "Bank Locator: CHANNEL A".
 struct DeviceField {
     const char* line_word;

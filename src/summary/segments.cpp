@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::int32_t kPageBytes = 512;
 
-// A page as the driver writes it; the byte behind it keeps the scans inside.
+// A page as the driver writes it; the byte after it ends every scan.
 struct Page {
     char text[kPageBytes + 1] = {};
 };
@@ -38,10 +38,10 @@ constexpr Heap kHeaps[] = {
 constexpr std::size_t kOtherSegments = 4;
 
 // Total segment size:  8589934592
-// Bytes behind the key as MiB in 32 bits: sizes of 4 GiB and more wrap, and clients see the wrapped number. False when
+// Bytes after the key as MiB in 32 bits: sizes of 4 GiB and more wrap, and clients see the wrapped number. False when
 // the page lacks the key; a key without a number leaves the word as it was.
 bool scan_mib(const Page& page, std::string_view key, std::uint32_t& word) {
-    const std::int32_t at = support::find_behind(page.text, kPageBytes, key);
+    const std::int32_t at = support::find_after(page.text, kPageBytes, key);
     if (at < 0) {
         return false;
     }
@@ -105,7 +105,7 @@ bool parse_segment_page(std::span<const char> page, _GFX_SEGMENT_INFO& segments)
     while (count < KT3_SEGMENTS) {
         char key[50];
         std::snprintf(key, sizeof key, "segment_id:%zu,", count);
-        const std::int32_t at = support::find_behind(page.data(), static_cast<std::int32_t>(page.size()), key);
+        const std::int32_t at = support::find_after(page.data(), static_cast<std::int32_t>(page.size()), key);
         if (at < 0) {
             break;
         }

@@ -13,7 +13,7 @@ namespace kt3::summary {
 bool choose_segment_source(const find_adapter* record);
 
 // segment_id:0,total_size:1000000,used_size:500000,
-// One page of the "segment_info" node. False when it names no segment. `page` ends in a zero byte behind its last one.
+// One page of the "segment_info" node. False when it names no segment. A zero byte follows the last one of `page`.
 bool parse_segment_page(std::span<const char> page, _GFX_SEGMENT_INFO& segments);
 
 // The current adapter's node. False when it is too short to be one or names no segment.

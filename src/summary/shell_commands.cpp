@@ -86,7 +86,7 @@ std::uint32_t configured_memory_speed() {
     if (run_shell_command("dmidecode -t memory |grep Configured |grep MT/s", text, sizeof text) <= 10) {
         return 0;
     }
-    const std::int32_t at = support::find_behind(text, sizeof text, "Memory Speed: ");
+    const std::int32_t at = support::find_after(text, sizeof text, "Memory Speed: ");
     return at < 0 ? 0 : static_cast<std::uint32_t>(support::scan_int(text + at).value_or(0));
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 // Facts about the memory devices, from the system's "dmidecode" run through a read pipe. A command that cannot be
-// started says so on standard output. Children inherit standard streams only.
+// started is reported on standard output. Children inherit standard streams only.
 
 #include <cstddef>
 #include <cstdint>

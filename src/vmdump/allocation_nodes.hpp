@@ -8,7 +8,7 @@
 namespace kt3::vmdump {
 
 // The next node of the text: from its separator up to the next one or the end. Cuts it off the text together with
-// whatever lies in front of it. Empty when there is no separator left.
+// whatever stands before it. Empty when there is no separator left.
 std::string_view next_node(std::string_view& text);
 
 // All nodes of a text.

@@ -41,7 +41,7 @@ std::string read_all(std::FILE* pipe) {
 } // namespace
 
 bool read_process_id(const char* info_path, data_vectors& record) {
-    // Nothing is read after the owner line, so a file that fails there is no failure.
+    // Nothing is read after the owner line, so a read that fails there does not count.
     const auto take_owner_line = [&record](std::string_view text, bool last) {
         std::string_view left = text;
         while (left.size() >= kLineSize || contains(left, "\n") || (last && !left.empty())) {

@@ -19,7 +19,7 @@ struct Capacities {
 // An empty record for a usual client. Its memory is address space; untouched pages cost nothing.
 data_vectors make_record();
 
-// Empties the six sequences and keeps their capacity.
+// Clears the six sequences and keeps their capacity.
 void empty_sequences(data_vectors& record);
 
 // The record that is filled for one client after the other, and what the next of them will need.
@@ -28,7 +28,7 @@ struct ReusedRecord {
     Capacities expected;
 };
 
-// Empties the record: nothing of the client before is left in it.
+// Clears the record and reserves capacity again after a move: nothing of the client before is left in it.
 void make_ready(ReusedRecord& client);
 
 // Appends the record to the list: itself when it fills a good part of its capacity, else a copy of just the size
@@ -62,7 +62,7 @@ Entry& append_entry(data_vectors& record, std::vector<Entry>& sequence) {
 
 inline constexpr std::size_t kFieldSize = 48;
 
-// Says on standard error which field is too long, and aborts. Clients have never been given a cut address or name.
+// Names the field that is too long on standard error and aborts: clients never see a cut address or name.
 [[noreturn]] void end_over_long_field(const char* field_name, std::size_t length);
 
 // The text must not hold a zero byte. The rest of the field is left alone.

@@ -5,21 +5,21 @@
 namespace kt3::vmdump {
 namespace {
 
-// Stamps the run of `head` and returns the end of its part that lies in one piece in front of `limit`. Runs read from
+// Stamps the run of `head` and returns the end of its part that lies in one piece before `limit`. Runs read from
 // a dump always do, so a whole sequence is stamped in one pass.
 vidmm_vm_pte_elt3k* stamp_from(vidmm_vm_pte_elt3k& head, const vidmm_vm_pte_elt3k* limit) {
-    vidmm_vm_pte_elt3k* behind = &head + 1;
+    vidmm_vm_pte_elt3k* after = &head + 1;
     if (head.pre != nullptr || head.parent == nullptr) {
-        return behind;
+        return after;
     }
     const kt3_digital_index owner = {head.parent->PT_Level, head.parent->PT_index};
     for (vidmm_vm_pte_elt3k* entry = &head; entry != nullptr; entry = entry->next) {
         entry->DigitalIndex = owner;
-        if (entry == behind && behind != limit && entry->pre != nullptr) {
-            ++behind;
+        if (entry == after && after != limit && entry->pre != nullptr) {
+            ++after;
         }
     }
-    return behind;
+    return after;
 }
 
 void stamp_sequence(std::vector<vidmm_vm_pte_elt3k>& entries) {

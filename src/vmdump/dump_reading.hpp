@@ -1,7 +1,6 @@
 #pragma once
 // Dump files are read in large blocks and handed out in lines of at most 511 characters; a longer line counts as
-// several. Like the line reads that clients were first served with, a line ends at its first zero byte as far as its
-// text is concerned; what follows up to the newline is skipped.
+// several. As with fgets, the text of a line ends at its first zero byte; what follows up to the newline is skipped.
 
 #include "support/file_reading.hpp"
 #include "support/read_once.hpp"

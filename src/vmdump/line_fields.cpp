@@ -11,7 +11,7 @@ using support::checked_int;
 
 constexpr std::size_t kNowhere = std::string_view::npos;
 
-// From `start` up to `end`, counted as std::string::substr counts: an end in front of the start wraps around and
+// From `start` up to `end`, counted as std::string::substr counts: an end before the start wraps around and
 // gives everything up to the end of the text.
 std::string_view cut(std::string_view text, std::size_t start, std::size_t end) {
     if (start > text.size()) {
@@ -41,8 +41,8 @@ std::int32_t index_of_line(std::string_view line) {
     if (colon == kNowhere) {
         return 0;
     }
-    const char behind = contains(line, "entry") ? ':' : ' ';
-    return checked_int(cut(line, colon + 1, line.find(behind, colon + 1)), 10);
+    const char end = contains(line, "entry") ? ':' : ' ';
+    return checked_int(cut(line, colon + 1, line.find(end, colon + 1)), 10);
 }
 
 std::string_view address_of_line(std::string_view line, std::string_view key) {
@@ -77,8 +77,8 @@ std::string_view node_value(std::string_view text, std::string_view key) {
     if (at == kNowhere) {
         return {};
     }
-    // Without an equals sign behind the key the start wraps around to the second character of the text; clients
-    // have always been given that.
+    // Without an equals sign after the key the start wraps around to the second character of the text; clients
+    // rely on it.
     return cut(text, text.find('=', at) + 2, text.find('\n', at));
 }
 

@@ -36,7 +36,7 @@ void add_sibling(data_vectors& record, const vidmm_vm_pt& made) {
     link_to_previous(page_tables(record, made.PT_Level));
 }
 
-// A level 2 line right behind a level 0 line, and a line below level 0 before any other, has no table to hang in. It
+// A level 2 line right after a level 0 line, and a line below level 0 before any other, has no parent. It
 // is dropped and still counts for what follows.
 void add_page_table(data_vectors& record, ReadingState& state, const vidmm_vm_pt& made) {
     state.in_sub_table = false;

@@ -14,7 +14,7 @@ using support::bounded_text;
     return support::checked_int(bounded_text(text), 16);
 }
 
-// Usual addresses, up to eight digits and "0x" in front or not, are taken in one go; the field is long enough for that.
+// Usual addresses, up to eight digits and with or without "0x", are taken at once; the field is long enough for that.
 std::int64_t address_of(const char (&text)[48]) {
     const char* const first = text + support::prefix_length(text);
     const support::HexDigits digits(first);

@@ -41,7 +41,7 @@ const vidmm_vm_pte_elt3k* below_table_at(const std::vector<vidmm_vm_pt>& tables,
     if (address.empty()) {
         return nullptr;
     }
-    // Sub-table entries hold frame numbers with "0x" in front, page-table entries byte addresses without it.
+    // Sub-table entries hold frame numbers after "0x", page-table entries byte addresses without it.
     const std::string key = (std::string(address) + "000").substr(2);
     for (const vidmm_vm_pt& table : tables) {
         if (bounded_text(table.Addr) == key) {

@@ -9,7 +9,7 @@ using namespace kt3::support;
 namespace {
 
 // The rule in its plainest form: every start position but the last possible one, bytes compared one by one.
-std::int32_t plain_find_behind(const std::string& page, const std::string& key) {
+std::int32_t plain_find_after(const std::string& page, const std::string& key) {
     const auto length = static_cast<std::int32_t>(page.size());
     const auto key_length = static_cast<std::int32_t>(key.size());
     for (std::int32_t at = 0; key_length < length && at != length - key_length; ++at) {
@@ -35,13 +35,13 @@ TEST(FindBehind, AgreesWithAByteLoopOnRandomPages) {
         const std::string page = word(12);
         const std::string key = word(4);
         const auto length = static_cast<std::int32_t>(page.size());
-        ASSERT_EQ(find_behind(page.data(), length, key), plain_find_behind(page, key)) << round;
+        ASSERT_EQ(find_after(page.data(), length, key), plain_find_after(page, key)) << round;
     }
 }
 
 TEST(FindBehind, FindsNothingInABufferWithoutLength) {
-    EXPECT_EQ(find_behind("abc", 0, "a"), -1);
-    EXPECT_EQ(find_behind("abc", -5, "a"), -1);
+    EXPECT_EQ(find_after("abc", 0, "a"), -1);
+    EXPECT_EQ(find_after("abc", -5, "a"), -1);
 }
 
 TEST(ScanNumbers, GiveNothingWithoutADigit) {

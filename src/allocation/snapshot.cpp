@@ -42,6 +42,7 @@ bool walk_allocations(const DebugTree& tree, Records& records) {
     return is_listed_whole(listing);
 }
 
+// A snapshot that keeps failing costs the client 50 ms of pauses.
 bool take_snapshot(const DebugTree& tree, Records& records) {
     return support::walk_with_retries(5ms, [&] { return walk_allocations(tree, records); });
 }

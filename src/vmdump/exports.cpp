@@ -24,6 +24,9 @@ using interface::containers_alive;
 
 namespace {
 
+// Between walks that are retried: one that keeps failing costs the client 10 ms of pauses.
+constexpr auto kPause = 1ms;
+
 // 0 or -1 for clients.
 int status_of(bool succeeded) {
     return succeeded ? 0 : -1;
@@ -114,7 +117,7 @@ KT3_EXPORT int get_PageTable_data(std::vector<data_vectors>& list) {
 }
 
 KT3_EXPORT int get_PageTable_data_try(std::vector<data_vectors>& list) {
-    return status_of(support::walk_with_retries(1ms, [&] { return get_PageTable_data(list) >= 0; }));
+    return status_of(support::walk_with_retries(kPause, [&] { return get_PageTable_data(list) >= 0; }));
 }
 
 // ---- page tables ----------------------------------------------------------------------------------------------------
@@ -161,7 +164,7 @@ KT3_EXPORT int get_alloction_data_try(std::vector<allcation_Info>& list) {
 }
 
 KT3_EXPORT int get_alloction_data(std::vector<allcation_Info>& list) {
-    return status_of(support::walk_with_retries(1ms, [&] { return get_alloction_data_try(list) >= 0; }));
+    return status_of(support::walk_with_retries(kPause, [&] { return get_alloction_data_try(list) >= 0; }));
 }
 
 KT3_EXPORT std::vector<std::string> split_VmNode_Info(std::string text) {

@@ -1,6 +1,6 @@
 #include "support/file_reading.hpp"
 
-#include <cerrno>
+#include "support/interrupted_calls.hpp"
 
 namespace kt3::support {
 namespace {
@@ -10,10 +10,7 @@ enum class Until { full_or_end, newline };
 PageRead read_until(Until until, int file, char* buffer, std::size_t size) {
     PageRead page;
     while (page.bytes < size) {
-        const ssize_t got = ::read(file, buffer + page.bytes, size - page.bytes);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t got = read_once(file, buffer + page.bytes, size - page.bytes);
         if (got <= 0) {
             page.failed = got < 0;
             break;
@@ -30,6 +27,10 @@ PageRead read_until(Until until, int file, char* buffer, std::size_t size) {
 
 Fd open_for_reading(int directory, const char* name) {
     return Fd(::openat(directory, name, O_RDONLY | O_CLOEXEC));
+}
+
+ssize_t read_once(int file, char* buffer, std::size_t size) {
+    return repeat_interrupted([&] { return ::read(file, buffer, size); });
 }
 
 PageRead read_whole(int file, char* buffer, std::size_t size) {

@@ -6,11 +6,15 @@
 
 #include <cstddef>
 #include <fcntl.h>
+#include <sys/types.h>
 
 namespace kt3::support {
 
 // Opens `name` read-only below `directory` (any descriptor when the name is absolute). Empty on failure.
 Fd open_for_reading(int directory, const char* name);
+
+// What one read gives, repeated only when a signal of the client interrupts it: bytes, 0 at the end, -1 for an error.
+ssize_t read_once(int file, char* buffer, std::size_t size);
 
 // What a page held. After a read error, which is not the end of the file, `bytes` counts what came before it.
 struct PageRead {

@@ -1,7 +1,6 @@
 #include "allocation/package_name.hpp"
 
 #include "support/file_reading.hpp"
-#include "support/read_once.hpp"
 
 #include <algorithm>
 #include <cstdio>

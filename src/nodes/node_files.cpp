@@ -1,23 +1,14 @@
 #include "nodes/node_files.hpp"
 
+#include "support/interrupted_calls.hpp"
 #include "support/owned.hpp"
 #include "support/percent_text.hpp"
 #include "support/text_scan.hpp"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <string>
 
 namespace kt3::nodes {
-namespace {
-
-void write_once(int file, const char* text, std::size_t size) {
-    while (::write(file, text, size) < 0 && errno == EINTR) {
-    }
-}
-
-} // namespace
-
 NumberPage read_number_page(int directory, const char* node) {
     return node == nullptr ? NumberPage{} : support::read_node_page<64>(directory, node);
 }
@@ -36,7 +27,7 @@ std::uint32_t write_node(int directory, const char* node, const char* text) {
     }
     const std::string sent = support::printed_as_format(text);
     if (!sent.empty()) {
-        write_once(file.get(), sent.data(), sent.size());
+        support::repeat_interrupted([&] { return ::write(file.get(), sent.data(), sent.size()); });
     }
     return static_cast<std::uint32_t>(sent.size());
 }

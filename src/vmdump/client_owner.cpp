@@ -2,7 +2,7 @@
 
 #include "interface/say_line.hpp"
 #include "support/bounded_copy.hpp"
-#include "support/read_once.hpp"
+#include "support/file_reading.hpp"
 #include "vmdump/client_record.hpp"
 #include "vmdump/dump_reading.hpp"
 #include "vmdump/line_fields.hpp"

@@ -3,7 +3,6 @@
 // several. As with fgets, the text of a line ends at its first zero byte; what follows up to the newline is skipped.
 
 #include "support/file_reading.hpp"
-#include "support/read_once.hpp"
 
 #include <cstring>
 #include <memory>

@@ -86,8 +86,8 @@ void library(benchmark::State& state) {
     }
 }
 
-BENCHMARK(two_bare_listings);
-BENCHMARK(what_must_remain);
-BENCHMARK(library);
+BENCHMARK(two_bare_listings)->Name("find_adapter/floor_two_bare_listings");
+BENCHMARK(what_must_remain)->Name("find_adapter/floor_what_must_remain");
+BENCHMARK(library)->Name("find_adapter/library");
 
 } // namespace

@@ -53,7 +53,7 @@ void system_calls_alone(benchmark::State& state) {
         }
     }
 }
-BENCHMARK(system_calls_alone);
+BENCHMARK(system_calls_alone)->Name("register_read/floor_system_calls");
 
 void full_register_read(benchmark::State& state) {
     adapter();
@@ -66,7 +66,7 @@ void full_register_read(benchmark::State& state) {
         state.SkipWithError("the registers were not read");
     }
 }
-BENCHMARK(full_register_read);
+BENCHMARK(full_register_read)->Name("register_read/library");
 
 void plain_stdio_reading(benchmark::State& state) {
     const int directory = adapter().directory();
@@ -84,6 +84,6 @@ void plain_stdio_reading(benchmark::State& state) {
         }
     }
 }
-BENCHMARK(plain_stdio_reading);
+BENCHMARK(plain_stdio_reading)->Name("register_read/peer_stdio");
 
 } // namespace

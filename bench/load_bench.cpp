@@ -31,7 +31,7 @@ void load(benchmark::State& state, const char* library) {
     }
 }
 
-BENCHMARK_CAPTURE(load, empty_library, KT3_EMPTY_LIBRARY)->UseManualTime();
-BENCHMARK_CAPTURE(load, library, KT3_LIBRARY)->UseManualTime();
+BENCHMARK_CAPTURE(load, empty_library, KT3_EMPTY_LIBRARY)->Name("load/floor_empty_library")->UseManualTime();
+BENCHMARK_CAPTURE(load, library, KT3_LIBRARY)->Name("load/library")->UseManualTime();
 
 } // namespace

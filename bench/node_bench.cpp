@@ -99,11 +99,11 @@ void page_search_by_library(benchmark::State& state) {
     }
 }
 
-BENCHMARK(bare_calls);
-BENCHMARK(library);
-BENCHMARK(fopen_and_fscanf);
-BENCHMARK(ifstream);
-BENCHMARK(page_search_by_bytes);
-BENCHMARK(page_search_by_library);
+BENCHMARK(bare_calls)->Name("node_read/floor_bare_calls");
+BENCHMARK(library)->Name("node_read/library");
+BENCHMARK(fopen_and_fscanf)->Name("node_read/peer_fopen_and_fscanf");
+BENCHMARK(ifstream)->Name("node_read/peer_ifstream");
+BENCHMARK(page_search_by_bytes)->Name("key_search/peer_byte_loop");
+BENCHMARK(page_search_by_library)->Name("key_search/library");
 
 } // namespace

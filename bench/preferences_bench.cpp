@@ -71,7 +71,7 @@ void count_lines_with_fgets(benchmark::State& state) {
         benchmark::DoNotOptimize(lines);
     }
 }
-BENCHMARK(count_lines_with_fgets);
+BENCHMARK(count_lines_with_fgets)->Name("preferences_parse/floor_fgets");
 
 void count_lines_with_getline(benchmark::State& state) {
     for (auto _ : state) {
@@ -84,7 +84,7 @@ void count_lines_with_getline(benchmark::State& state) {
         benchmark::DoNotOptimize(lines);
     }
 }
-BENCHMARK(count_lines_with_getline);
+BENCHMARK(count_lines_with_getline)->Name("preferences_parse/floor_getline");
 
 void parse_file(benchmark::State& state) {
     for (auto _ : state) {
@@ -93,7 +93,7 @@ void parse_file(benchmark::State& state) {
         release_list();
     }
 }
-BENCHMARK(parse_file);
+BENCHMARK(parse_file)->Name("preferences_parse/library");
 
 void parse_file_with_a_log_callback(benchmark::State& state) {
     static_cast<void>(sample());
@@ -101,7 +101,7 @@ void parse_file_with_a_log_callback(benchmark::State& state) {
     parse_file(state);
     set_print_callback(nullptr);
 }
-BENCHMARK(parse_file_with_a_log_callback);
+BENCHMARK(parse_file_with_a_log_callback)->Name("preferences_parse_logged/library");
 
 void parse_text_only(benchmark::State& state) {
     const std::string text = sample().home.text();
@@ -109,7 +109,7 @@ void parse_text_only(benchmark::State& state) {
         benchmark::DoNotOptimize(kt3::config::parse_ini(text));
     }
 }
-BENCHMARK(parse_text_only);
+BENCHMARK(parse_text_only)->Name("preferences_parse_text/library");
 
 // ---- writing --------------------------------------------------------------------------------------------------------
 
@@ -133,7 +133,7 @@ void save_with_fprintf(benchmark::State& state) {
         std::fclose(file);
     }
 }
-BENCHMARK(save_with_fprintf);
+BENCHMARK(save_with_fprintf)->Name("preferences_save_in_place/peer_fprintf");
 
 void save_in_place(benchmark::State& state) {
     interface_config_list = sample().entries;
@@ -142,7 +142,7 @@ void save_in_place(benchmark::State& state) {
     }
     release_list();
 }
-BENCHMARK(save_in_place);
+BENCHMARK(save_in_place)->Name("preferences_save_in_place/library");
 
 // The whole safe save, flushes to the disk included, and what a loop of fprintf costs when it is to be as safe.
 void save_by_renaming(benchmark::State& state) {
@@ -153,7 +153,7 @@ void save_by_renaming(benchmark::State& state) {
     }
     release_list();
 }
-BENCHMARK(save_by_renaming);
+BENCHMARK(save_by_renaming)->Name("preferences_save/library");
 
 void save_with_fprintf_by_renaming(benchmark::State& state) {
     const std::string path = sample().home.root() / "renamed.ini";
@@ -170,7 +170,7 @@ void save_with_fprintf_by_renaming(benchmark::State& state) {
         ::close(folder);
     }
 }
-BENCHMARK(save_with_fprintf_by_renaming);
+BENCHMARK(save_with_fprintf_by_renaming)->Name("preferences_save/peer_fprintf");
 
 #ifdef KT3_HAVE_GLIB
 void parse_with_keyfile(benchmark::State& state) {
@@ -186,7 +186,7 @@ void parse_with_keyfile(benchmark::State& state) {
         g_key_file_free(keys);
     }
 }
-BENCHMARK(parse_with_keyfile);
+BENCHMARK(parse_with_keyfile)->Name("preferences_parse/peer_keyfile");
 
 GKeyFile* sample_keys() {
     GKeyFile* keys = g_key_file_new();
@@ -216,7 +216,7 @@ void save_with_keyfile_in_place(benchmark::State& state) {
     }
     g_key_file_free(keys);
 }
-BENCHMARK(save_with_keyfile_in_place);
+BENCHMARK(save_with_keyfile_in_place)->Name("preferences_save_in_place/peer_keyfile");
 
 void save_with_keyfile(benchmark::State& state) {
     GKeyFile* keys = sample_keys();
@@ -226,7 +226,7 @@ void save_with_keyfile(benchmark::State& state) {
     }
     g_key_file_free(keys);
 }
-BENCHMARK(save_with_keyfile);
+BENCHMARK(save_with_keyfile)->Name("preferences_save/peer_keyfile");
 #endif
 
 } // namespace

@@ -3,15 +3,22 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 
 namespace kt3::bench {
 
+// For files that are to cost no more than their system calls: a folder in memory where there is one.
+inline std::filesystem::path memory_folder() {
+    const std::filesystem::path shared = "/dev/shm";
+    return std::filesystem::exists(shared) ? shared : std::filesystem::temp_directory_path();
+}
+
 class ScratchFolder {
 public:
-    ScratchFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "kt3-bench-XXXXXX").string();
+    explicit ScratchFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+        std::string pattern = (parent / "kt3-bench-XXXXXX").string();
         if (::mkdtemp(pattern.data()) == nullptr) {
             throw std::runtime_error("no temporary folder");
         }
@@ -25,6 +32,14 @@ public:
     ScratchFolder& operator=(const ScratchFolder&) = delete;
 
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+    // Makes the file `name` below the folder, and the folders on the way; returns its path.
+    std::string write(const std::string& name, const std::string& text) const {
+        const std::filesystem::path file = path_ / name;
+        std::filesystem::create_directories(file.parent_path());
+        std::ofstream(file, std::ios::binary) << text;
+        return file.string();
+    }
 
 private:
     std::filesystem::path path_;

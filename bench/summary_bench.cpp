@@ -40,7 +40,7 @@ void bare_page_read(benchmark::State& state) {
         ::close(file);
     }
 }
-BENCHMARK(bare_page_read);
+BENCHMARK(bare_page_read)->Name("extended_summary/floor_page_read");
 
 void warm_extended_summary(benchmark::State& state) {
     _GPU_ADAPTER_SUMMARY_EXT2 record = {};
@@ -53,7 +53,7 @@ void warm_extended_summary(benchmark::State& state) {
         state.SkipWithError("the page was not read");
     }
 }
-BENCHMARK(warm_extended_summary);
+BENCHMARK(warm_extended_summary)->Name("extended_summary/library");
 
 void bare_clock_nodes(benchmark::State& state) {
     const int directory = adapter().directory();
@@ -66,7 +66,7 @@ void bare_clock_nodes(benchmark::State& state) {
         }
     }
 }
-BENCHMARK(bare_clock_nodes);
+BENCHMARK(bare_clock_nodes)->Name("summary/floor_clock_nodes");
 
 void warm_summary(benchmark::State& state) {
     _GPU_ADAPTER_SUMMARY record = {};
@@ -79,6 +79,6 @@ void warm_summary(benchmark::State& state) {
         state.SkipWithError("the clocks were not read");
     }
 }
-BENCHMARK(warm_summary);
+BENCHMARK(warm_summary)->Name("summary/library");
 
 } // namespace

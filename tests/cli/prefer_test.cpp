@@ -133,6 +133,19 @@ TEST_F(Prefer, DoesNotWriteOverAFileItCannotRead) {
     EXPECT_TRUE(std::filesystem::is_symlink(scratch.preferences()));
 }
 
+TEST_F(Prefer, SaysThatTheDiskMayBeFullWhenASaveFails) {
+    std::string text;
+    for (int application = 0; application < 40; ++application) {
+        text += "[app" + std::to_string(application) + "]\nFullPath=/a/app" + std::to_string(application) + "\n";
+    }
+    scratch.write_preferences(text);
+    // No file may grow beyond one block.
+    const Ended failed = run_script("idle", "trap '' XFSZ; ulimit -f 1; \"$KT3\" prefer set /a/b --value 1", scratch);
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_THAT(failed.err, HasSubstr("does not show the change"));
+    EXPECT_EQ(stored(), text);
+}
+
 TEST_F(Prefer, NeedsOneAdapterAndSomethingToStore) {
     EXPECT_EQ(run({"set", "/a/b"}).status, 2);
     EXPECT_EQ(run({"set", "/a/b", "-g", "all"}, "two-families").status, 2);

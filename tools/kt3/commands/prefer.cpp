@@ -64,23 +64,28 @@ std::vector<Preference> read_preferences(Session& session) {
     return preferences;
 }
 
-// The library reports a failed save in its log only.
-void check_saved(const std::string& path) {
-    const auto lines = take_log_lines();
-    const bool refused = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
-        return line.rfind("savefile_INI: can't open", 0) == 0;
-    });
-    if (refused) {
-        const std::string folder = path.substr(0, path.rfind('/'));
-        const bool folder_there = ::access(folder.c_str(), F_OK) == 0;
-        const int error = ::access(path.c_str(), W_OK) == 0 ? EACCES : errno;
-        file_error("write", path, folder_there && error == ENOENT ? EACCES : error);
-    }
-}
-
 [[noreturn]] void not_saved(const std::string& path) {
     throw Failure{ExitStatus::failure, "not_saved", fmt::format("{} does not show the change", path),
                   "see whether the disk is full or another program writes the file"};
+}
+
+// The library reports a failed save in its log only: before any other line when the file could not be opened, after
+// those of the entries when it could not be written.
+void check_saved(const std::string& path) {
+    const auto lines = take_log_lines();
+    const auto refused = std::find_if(lines.begin(), lines.end(), [](const std::string& line) {
+        return line.rfind("savefile_INI: can't open", 0) == 0;
+    });
+    if (refused == lines.end()) {
+        return;
+    }
+    if (refused != lines.begin()) {
+        not_saved(path);
+    }
+    const std::string folder = path.substr(0, path.rfind('/'));
+    const bool folder_there = ::access(folder.c_str(), F_OK) == 0;
+    const int error = ::access(path.c_str(), W_OK) == 0 ? EACCES : errno;
+    file_error("write", path, folder_there && error == ENOENT ? EACCES : error);
 }
 
 // ---- output ---------------------------------------------------------------------------------------------------------

@@ -16,10 +16,9 @@ inline std::uint64_t two_fields(std::int32_t high, std::int32_t low) {
 
 // The upper half of the last product depends on every bit of the three words.
 inline std::uint32_t mixed_hash(std::uint64_t first, std::uint64_t second, std::uint64_t third) {
-    std::uint64_t hash = first * 0x9E3779B97F4A7C15U;
-    hash = (hash ^ (hash >> 32) ^ second) * 0xC2B2AE3D27D4EB4FU;
-    hash = (hash ^ (hash >> 29) ^ third) * 0x165667B19E3779F9U;
-    return static_cast<std::uint32_t>(hash >> 32);
+    const std::uint64_t spread = first * 0x9E3779B97F4A7C15U;
+    const std::uint64_t mixed = (spread ^ (spread >> 32)) + second * 0xC2B2AE3D27D4EB4FU + third;
+    return static_cast<std::uint32_t>((mixed * 0x165667B19E3779F9U) >> 32);
 }
 
 // A hash table of places in a list that somebody else holds. At most half of its slots are used.
@@ -45,9 +44,9 @@ public:
         return slots_[at];
     }
 
-    // To be called with the number of places before one more is added.
-    void reserve_one_more(std::size_t places) {
-        if ((places + 1) * 2 <= slots_.size()) {
+    // To be called with the number of places after one was added. Slots may move.
+    void keep_half_free(std::size_t places) {
+        if (places * 2 <= slots_.size()) {
             return;
         }
         HashedPlaces larger(slots_.size());

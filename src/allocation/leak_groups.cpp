@@ -42,7 +42,6 @@ std::vector<Group> groups_of(RecordSpan records) {
     for (std::size_t at = 0; at < records.size(); ++at) {
         const Shape shape(records[at]);
         const std::uint32_t hash = shape.hash();
-        places.reserve_one_more(groups.size());
         auto& slot = places.find(hash, [&](std::uint32_t place) { return groups[place].shape == shape; });
         if (slot.place != HashedPlaces::kUnused) {
             ++groups[slot.place].sum_count;
@@ -50,6 +49,7 @@ std::vector<Group> groups_of(RecordSpan records) {
         }
         slot = {hash, static_cast<std::uint32_t>(groups.size())};
         groups.push_back({shape, static_cast<std::uint32_t>(records[at].sum_count), static_cast<std::uint32_t>(at)});
+        places.keep_half_free(groups.size());
     }
     return groups;
 }

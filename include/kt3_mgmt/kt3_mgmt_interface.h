@@ -91,7 +91,10 @@ enum {
     KT3_VERSION_NEWER_CLIENT = 202  /* accepted with a warning */
 };
 
-/* Receives one finished, NUL-terminated log line. The line lives until the callback returns. */
+/*
+ * Receives one finished, NUL-terminated log line. The line lives until the callback returns. The callback may call the
+ * library; what that logs comes between two lines of the call under way.
+ */
 typedef void (*kt3_print_callback)(const char* line);
 
 /* ---- records: adapters ---------------------------------------------------------------------------------------- */
@@ -642,12 +645,14 @@ KT3_EXPORT uint32_t safe_str_copy_till_return(char* destination, const char* sou
  *
  * Reading. A file that does not exist counts as empty, and so does one that HOME gives no path for, because HOME is
  * unset or too long for UTIL_CONFIG_PATH; the log says so. A file that exists and cannot be read whole is left alone
- * from then on: a change stays in the list and "savefile_INI: can't open %s \n" is logged, with the path.
+ * from then on, until util_init_config_files has read it: a change stays in the list, and
+ * "savefile_INI: can't open %s \n" is logged with the path.
  *
  * Saving. A new file is renamed over the old one, with its owner, group, mode, access list and extended attributes, so
  * that a crash or a full disk leaves the old or the new text. Where that cannot be done the file is written in place.
  * What cannot be saved logs the same line: alone when nothing can be opened, after the lines of the entries when
- * writing fails. The folder of the file is never created.
+ * writing fails. The folder of the file is never created. A save that is killed may leave a file
+ * "tqm_gfx_util.ini.xxxxxx.tmp" beside it; a save an hour later removes it.
  *
  * Neither read nor written are devices, pipes and sockets, files over 64 MiB, and files that a symbolic link of
  * another user leads to, except that user's own files, and through a link of root those of the effective user.

@@ -4,11 +4,11 @@
 //
 // Words are little-endian: the first character is the lowest byte.
 
-#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstring>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace kt3::support {
@@ -59,23 +59,16 @@ constexpr std::uint32_t decimal_value(std::uint64_t word, int count) {
 
 // The first sixteen characters of a text as hexadecimal digits.
 class HexDigits {
-public:
-    explicit HexDigits(const char* text) : HexDigits(load_word(text), load_word(text + 8)) {}
+    using Bytes = std::uint8_t __attribute__((vector_size(16)));
+    using Pairs = std::uint16_t __attribute__((vector_size(16)));
+    using Octets = std::uint8_t __attribute__((vector_size(8)));
+    using Words = std::uint64_t __attribute__((vector_size(16)));
 
-    HexDigits(std::uint64_t first_word, std::uint64_t second_word) {
-        const Words words = {first_word, second_word};
-        const Bytes characters = reinterpret_cast<Bytes>(words);
-        const Bytes decimal = characters - '0';
-        const Bytes letter = (characters | 0x20) - 'a';
-        const Bytes is_decimal = reinterpret_cast<Bytes>(decimal < 10);
-        const Bytes is_letter = reinterpret_cast<Bytes>(letter < 6);
-        others_ = reinterpret_cast<Words>(~(is_decimal | is_letter));
-        const Bytes nibbles = (decimal & is_decimal) | ((letter + 10) & is_letter);
-        const Pairs pairs = reinterpret_cast<Pairs>(nibbles);
-        const auto octets = __builtin_convertvector(pairs << 4 | pairs >> 8, Octets);
-        std::memcpy(&value_, &octets, sizeof value_);
-        value_ = __builtin_bswap64(value_);
-    }
+public:
+    explicit HexDigits(const char* text) : HexDigits(load(text)) {}
+
+    // The characters of a word, followed by zero bytes.
+    explicit HexDigits(std::uint64_t word) : HexDigits(reinterpret_cast<Bytes>(Words{word, 0})) {}
 
     // Characters before the first one that is not a digit: 0 to 16. The first `skipped` of them, 0 to 8, count as
     // digits whatever they are.
@@ -94,10 +87,24 @@ public:
     }
 
 private:
-    using Bytes = std::uint8_t __attribute__((vector_size(16)));
-    using Pairs = std::uint16_t __attribute__((vector_size(16)));
-    using Octets = std::uint8_t __attribute__((vector_size(8)));
-    using Words = std::uint64_t __attribute__((vector_size(16)));
+    explicit HexDigits(Bytes characters) {
+        const Bytes decimal = characters - '0';
+        const Bytes letter = (characters | 0x20) - 'a';
+        const Bytes is_decimal = reinterpret_cast<Bytes>(decimal < 10);
+        const Bytes is_letter = reinterpret_cast<Bytes>(letter < 6);
+        others_ = reinterpret_cast<Words>(~(is_decimal | is_letter));
+        const Bytes nibbles = (decimal & is_decimal) | ((letter + 10) & is_letter);
+        const Pairs pairs = reinterpret_cast<Pairs>(nibbles);
+        const auto octets = __builtin_convertvector(pairs << 4 | pairs >> 8, Octets);
+        std::memcpy(&value_, &octets, sizeof value_);
+        value_ = __builtin_bswap64(value_);
+    }
+
+    static Bytes load(const char* text) {
+        Bytes characters;
+        std::memcpy(&characters, text, sizeof characters);
+        return characters;
+    }
 
     Words others_; // all bits set in every byte that is not a digit
     std::uint64_t value_;
@@ -108,36 +115,60 @@ inline int prefix_length(const char* text) {
     return text[0] == '0' && text[1] == 'x' ? 2 : 0;
 }
 
-// The value of a text of 1 to 15 hexadecimal digits, "0x" before them or not; nothing for any other text.
-inline std::optional<std::int64_t> usual_hex(std::string_view text) {
-    if (text.empty() || text.size() > 15) {
+// The value of a text of 1 to 15 hexadecimal digits, "0x" before them or not; nothing for any other text. Strings of up
+// to 15 characters always hold 16 bytes, all of which are read.
+inline std::optional<std::int64_t> usual_hex(const std::string& text) {
+    if (text.size() > 15) {
         return std::nullopt;
     }
     const auto size = static_cast<int>(text.size());
-    const std::size_t half = std::min<std::size_t>(text.size(), 8);
-    const HexDigits digits(short_word(text.substr(0, half)), short_word(text.substr(half)));
-    const int prefix = text.starts_with("0x") ? 2 : 0;
+    const int prefix = prefix_length(text.data());
+    const HexDigits digits(text.data());
     if (digits.count(prefix) != size || size == prefix) {
         return std::nullopt;
     }
     return static_cast<std::int64_t>(digits.value(prefix, size));
 }
 
-// The same for 1 to 8 decimal digits.
-inline std::optional<std::int32_t> usual_decimal(std::string_view text) {
+// The same for 1 to 8 digits without a prefix, in a text of which nothing more can be read.
+inline std::optional<std::uint32_t> short_hex(std::string_view text) {
+    if (text.empty() || text.size() > 8) {
+        return std::nullopt;
+    }
+    const auto size = static_cast<int>(text.size());
+    const HexDigits digits(short_word(text));
+    if (digits.count_of_eight() != size) {
+        return std::nullopt;
+    }
+    return static_cast<std::uint32_t>(digits.value(0, size));
+}
+
+// The value of a word of `size` decimal digits, 1 to 8; nothing when they are not all digits.
+inline std::optional<std::int32_t> decimal_of(std::uint64_t word, int size) {
+    if (leading_count(no_decimal_digits(word)) < size) {
+        return std::nullopt;
+    }
+    return static_cast<std::int32_t>(decimal_value(word, size));
+}
+
+// The value of a text of 1 to 8 decimal digits; nothing for any other text.
+inline std::optional<std::int32_t> usual_decimal(const std::string& text) {
+    if (text.empty() || text.size() > 8) {
+        return std::nullopt;
+    }
+    return decimal_of(load_word(text.data()), static_cast<int>(text.size()));
+}
+
+// The same for a text of which nothing more can be read. Most numbers in pages have one digit.
+inline std::optional<std::int32_t> short_decimal(std::string_view text) {
     if (text.size() == 1) {
-        const auto digit = static_cast<unsigned char>(text[0] - '0'); // most numbers have no more
+        const auto digit = static_cast<unsigned char>(text[0] - '0');
         return digit < 10 ? std::optional<std::int32_t>(digit) : std::nullopt;
     }
     if (text.empty() || text.size() > 8) {
         return std::nullopt;
     }
-    const auto count = static_cast<int>(text.size());
-    const std::uint64_t word = short_word(text);
-    if (leading_count(no_decimal_digits(word)) < count) {
-        return std::nullopt;
-    }
-    return static_cast<std::int32_t>(decimal_value(word, count));
+    return decimal_of(short_word(text), static_cast<int>(text.size()));
 }
 
 } // namespace kt3::support

@@ -107,18 +107,18 @@ const Field* find_field(std::string_view key) {
 // The general conversions take over where the text is more than a few digits: white space, signs, trailing text,
 // numbers that may not fit, and what those throw.
 std::int32_t decimal_value(std::string_view text) {
-    const auto usual = support::usual_decimal(text);
-    return usual ? *usual : support::leading_int(text);
+    const auto value = support::short_decimal(text);
+    return value ? *value : support::leading_int(text);
 }
 
 std::int32_t checked_hex(std::string_view text) {
-    const auto usual = support::usual_hex(text);
-    return usual && *usual <= INT32_MAX ? static_cast<std::int32_t>(*usual) : support::checked_int(text, 16);
+    const auto value = support::short_hex(text);
+    return value && *value <= INT32_MAX ? static_cast<std::int32_t>(*value) : support::checked_int(text, 16);
 }
 
 std::int32_t checked_decimal(std::string_view text) {
-    const auto usual = support::usual_decimal(text);
-    return usual ? *usual : support::checked_int(text, 10);
+    const auto value = support::short_decimal(text);
+    return value ? *value : support::checked_int(text, 10);
 }
 
 std::int32_t field_value(Scan scan, std::string_view text, bool va_driver) {

@@ -176,9 +176,11 @@ int main(int count, char** arguments) {
     }
     store_preference();
     read_driver();
+#ifndef KT3_LINKED
     if (mode == "close" || mode == "keep") {
         ::dlclose(library);
     }
+#endif
     if (mode == "close") {
         calls = {};
     }

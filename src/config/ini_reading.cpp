@@ -141,8 +141,11 @@ std::vector<Entry> parse_ini(std::string_view page) {
         if (entries.size() == entries.capacity()) {
             entries.reserve(next_capacity(entries.size(), done, page.size()));
         }
-        entries.push_back(entries.empty() ? before_any_section : Entry{});
-        store_name(name, entries.back());
+        Entry& added = entries.emplace_back();
+        if (entries.size() == 1) {
+            added = before_any_section;
+        }
+        store_name(name, added);
     }
     return entries;
 }

@@ -1,9 +1,9 @@
 // The preference file with 1000 sections: reading it against counting its lines, writing it against a loop of fprintf,
 // both against GLib's GKeyFile when it is there. Every peer does the whole job, file included.
 
+#include "config/entry_text.hpp"
 #include "config/home_folder.hpp"
 #include "config/ini_reading.hpp"
-#include "config/ini_writing.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 
 #include <benchmark/benchmark.h>

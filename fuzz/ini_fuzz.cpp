@@ -1,8 +1,8 @@
 // The preference file: whatever it holds, reading it touches no byte outside, and what was read can be written and read
 // again.
 
+#include "config/entry_text.hpp"
 #include "config/ini_reading.hpp"
-#include "config/ini_writing.hpp"
 
 #include <cstdint>
 #include <cstdlib>

@@ -3,6 +3,7 @@
 #include "adapter/binding_state.hpp"
 #include "adapter/chip_table.hpp"
 #include "adapter/current_adapter.hpp"
+#include "config/preference_operations.hpp"
 #include "interface/logging.hpp"
 #include "nodes/accessors.hpp"
 #include "support/format_into.hpp"
@@ -116,7 +117,7 @@ std::int32_t bind_adapter(find_adapter& record) {
     binding.state.va_driver = record.IS_VA_driver[slot];
     __perf_event_fd = record.drm_fd[slot];
     select_adapter(record);
-    initGPUPreference_config();
+    config::start_preferences();
     const Chip* chip = find_chip_by_id(binding.state.chip_id);
     if (chip != nullptr) {
         load_module(*chip, record.drm_card_idx[slot]);
@@ -134,7 +135,7 @@ void unbind_adapter(std::int32_t chip_index) {
     binding.state.module = nullptr;
     binding.device_object_size = nullptr;
     free_device_object();
-    uninitGPUPreference_config();
+    config::end_preferences();
 }
 
 } // namespace kt3::adapter

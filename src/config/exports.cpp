@@ -2,9 +2,9 @@
 
 #include "config/preference_file.hpp"
 #include "config/preference_operations.hpp"
-#include "config/trim.hpp"
 #include "interface/lifetime.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
+#include "support/text_edges.hpp"
 
 #include <cstring>
 
@@ -17,7 +17,7 @@ constinit char UTIL_CONFIG_PATH[512] = {};
 
 KT3_EXPORT void trimWhitespace(char* text) {
     if (text != nullptr) {
-        const std::string_view kept = config::trimmed(text);
+        const std::string_view kept = support::trimmed(text);
         std::memmove(text, kept.data(), kept.size());
         text[kept.size()] = '\0';
     }
@@ -75,18 +75,12 @@ KT3_EXPORT int32_t RemoveGPUPreference_config(const _UTIL_GPU_PREFERENCE_NODE* e
 }
 
 KT3_EXPORT int32_t initGPUPreference_config() {
-    if (containers_alive()) {
-        config::release_preferences();
-        lib_print_func("initGPUPreference_config.\n ");
-    }
+    config::start_preferences();
     return 0;
 }
 
 KT3_EXPORT int32_t uninitGPUPreference_config() {
-    if (containers_alive()) {
-        config::release_preferences();
-        lib_print_func("uninitGPUPreference_config.\n ");
-    }
+    config::end_preferences();
     return 0;
 }
 

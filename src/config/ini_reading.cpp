@@ -1,7 +1,7 @@
 #include "config/ini_reading.hpp"
 
-#include "config/trim.hpp"
 #include "support/checked_numbers.hpp"
+#include "support/text_edges.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -97,7 +97,7 @@ std::string_view take_line(std::string_view& rest) {
     rest.remove_prefix(line.size() + (ends_in_newline ? 1 : 0));
     // A zero byte ends the line for every reader that takes it as a C string. A ";" starts a comment even inside a
     // value: whoever writes the file cannot store one.
-    return trimmed(up_to(up_to(line, '\0'), ';'));
+    return support::trimmed(up_to(up_to(line, '\0'), ';'));
 }
 
 std::string_view section_name(std::string_view line) {
@@ -113,10 +113,10 @@ void store_value(std::string_view line, Entry& entry) {
     if (split == line.npos) {
         return;
     }
-    const std::string_view name = trimmed(line.substr(0, split));
+    const std::string_view name = support::trimmed(line.substr(0, split));
     for (const Key& key : kKeys) {
         if (key.name == name) {
-            key.store(trimmed(line.substr(split + 1)), entry);
+            key.store(support::trimmed(line.substr(split + 1)), entry);
             return;
         }
     }

@@ -1,8 +1,9 @@
 #include "config/preference_file.hpp"
 
 #include "config/config_state.hpp"
+#include "config/entry_text.hpp"
 #include "config/ini_reading.hpp"
-#include "config/ini_writing.hpp"
+#include "interface/logging.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 #include "support/whole_file.hpp"
 
@@ -17,6 +18,8 @@
 namespace kt3::config {
 namespace {
 
+constinit ConfigState state;
+
 using Entry = _UTIL_GPU_PREFERENCE_NODE;
 using support::ReadResult;
 using support::SaveResult;
@@ -27,13 +30,13 @@ constexpr char kBelowHome[] = "/.local/share/tqm_gfx_util.ini";
 
 // A print callback may call in again and change the list, so all lines are put together before the first is logged.
 std::string lines_if_logged(const char* tag, std::span<const Entry> entries) {
-    return pServerPrintCallback == nullptr ? std::string() : log_lines(tag, entries);
+    return interface::is_logging() ? log_lines(tag, entries) : std::string();
 }
 
 void log_each(const std::string& lines) {
     const char* const end = lines.data() + lines.size();
     for (const char* line = lines.data(); line != end; line += std::strlen(line) + 1) {
-        lib_print_func("%s", line);
+        interface::log("%s", line);
     }
 }
 
@@ -54,10 +57,14 @@ const char* shown(const char* path) {
 }
 
 void log_not_opened(const char* path) {
-    lib_print_func("savefile_INI: can't open %s \n", shown(path));
+    interface::log("savefile_INI: can't open %s \n", shown(path));
 }
 
 } // namespace
+
+ConfigState& config_state() {
+    return state;
+}
 
 void build_config_path() {
     const char* home = std::getenv("HOME");
@@ -65,24 +72,24 @@ void build_config_path() {
     if (home != nullptr && std::strlen(home) + sizeof kBelowHome <= sizeof UTIL_CONFIG_PATH) {
         std::snprintf(UTIL_CONFIG_PATH, sizeof UTIL_CONFIG_PATH, "%s%s", home, kBelowHome);
     } else {
-        lib_print_func("HOME is %s: preferences have no file.\n", home == nullptr ? "not set" : "too long");
+        interface::log("HOME is %s: preferences have no file.\n", home == nullptr ? "not set" : "too long");
     }
 }
 
 std::int32_t load_file(const char* path) {
     const auto file = path == nullptr ? support::WholeText{} : support::read_whole(path);
     if (path != nullptr && is_user_file(path)) {
-        config_state().unread = file.result == ReadResult::unreadable;
+        state.unread = file.result == ReadResult::unreadable;
     }
     if (file.result != ReadResult::whole) {
-        lib_print_func("parseINI fail to open %s\n", shown(path));
+        interface::log("parseINI fail to open %s\n", shown(path));
         return -1;
     }
     std::vector<Entry> read = parse_ini(file.text);
     const auto sections = static_cast<std::int32_t>(read.size());
     const std::string lines = lines_if_logged(kLoadTag, read);
     append(interface_config_list, std::move(read));
-    lib_print_func("parseINI %s\n", path);
+    interface::log("parseINI %s\n", path);
     log_each(lines);
     return sections;
 }
@@ -95,16 +102,16 @@ void save_file(const char* path) {
         return;
     }
     const std::string lines = lines_if_logged(kSaveTag, interface_config_list);
-    lib_print_func("-------------------------\n");
+    interface::log("-------------------------\n");
     log_each(lines);
-    lib_print_func("\n");
+    interface::log("\n");
     if (result == SaveResult::not_written) {
         log_not_opened(path);
     }
 }
 
 void save_user_file() {
-    if (config_state().unread) {
+    if (state.unread) {
         log_not_opened(UTIL_CONFIG_PATH);
     } else {
         save_file(UTIL_CONFIG_PATH);

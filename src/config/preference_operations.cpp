@@ -2,6 +2,8 @@
 
 #include "config/config_state.hpp"
 #include "config/preference_file.hpp"
+#include "interface/lifetime.hpp"
+#include "interface/logging.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 #include "support/bounded_copy.hpp"
 
@@ -15,7 +17,7 @@ namespace {
 
 using Entry = _UTIL_GPU_PREFERENCE_NODE;
 
-// Bytes behind the last field are padding that clients do not fill.
+// Bytes after the last field are padding that clients do not fill.
 constexpr std::size_t kFieldBytes = offsetof(Entry, reserved) + sizeof Entry::reserved;
 
 void load_on_first_use() {
@@ -30,6 +32,13 @@ std::vector<Entry>::iterator find_application(const Entry& wanted) {
     const std::string_view key = file_name(support::bounded_text(wanted.FullPath));
     return std::find_if(interface_config_list.begin(), interface_config_list.end(),
                         [key](const Entry& stored) { return support::bounded_text(stored.name) == key; });
+}
+
+void release_preferences(const char* log_line) {
+    if (interface::containers_alive()) {
+        std::vector<Entry>().swap(interface_config_list);
+        interface::log("%s", log_line);
+    }
 }
 
 } // namespace
@@ -56,7 +65,7 @@ void set_preference(const Entry& entry) {
     if (stored == interface_config_list.end()) {
         interface_config_list.push_back(entry);
     } else if (std::memcmp(&*stored, &entry, kFieldBytes) == 0) {
-        lib_print_func("SetGPUPreference_config, same data, skip save log file.\n");
+        interface::log("SetGPUPreference_config, same data, skip save log file.\n");
         return;
     } else {
         *stored = entry;
@@ -76,8 +85,12 @@ void remove_preference(const Entry& entry) {
     save_user_file();
 }
 
-void release_preferences() {
-    std::vector<Entry>().swap(interface_config_list);
+void start_preferences() {
+    release_preferences("initGPUPreference_config.\n ");
+}
+
+void end_preferences() {
+    release_preferences("uninitGPUPreference_config.\n ");
 }
 
 } // namespace kt3::config

@@ -8,7 +8,7 @@
 
 namespace kt3::config {
 
-// The part behind the last "/" or "\", or the whole path when it has neither.
+// The part after the last "/" or "\", or the whole path when it has neither.
 std::string_view file_name(std::string_view path);
 
 // Copies as many entries as asked for and returns their number; without an array, the number of stored entries.
@@ -16,8 +16,10 @@ std::int32_t get_preferences(_UTIL_GPU_PREFERENCE_NODE* entries, std::int32_t as
 void set_preference(const _UTIL_GPU_PREFERENCE_NODE& entry);
 void remove_preference(const _UTIL_GPU_PREFERENCE_NODE& entry);
 
-// Empties the list and gives its storage back. Neither the file nor the loaded flag changes, so the list stays empty
-// until something is set.
-void release_preferences();
+// When an adapter is bound, and when it is released: clear the list, give its storage back and log that. Neither the
+// file nor the loaded flag changes, so the list stays empty until something is set. Nothing happens once the list is
+// destroyed.
+void start_preferences();
+void end_preferences();
 
 } // namespace kt3::config

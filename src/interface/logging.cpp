@@ -36,7 +36,7 @@ void deliver(const char* line) {
 } // namespace
 
 void log_arguments(const char* format, std::va_list arguments) {
-    if (pServerPrintCallback == nullptr) {
+    if (!is_logging()) {
         return;
     }
     char line[kLineCapacity];
@@ -51,6 +51,10 @@ void log(const char* format, ...) {
     va_start(arguments, format);
     log_arguments(format, arguments);
     va_end(arguments);
+}
+
+bool is_logging() {
+    return pServerPrintCallback != nullptr;
 }
 
 void print_through_printf() {

@@ -1,6 +1,7 @@
 #include "vmdump/line_fields.hpp"
 
 #include "support/checked_numbers.hpp"
+#include "support/text_edges.hpp"
 
 #include <string>
 
@@ -23,7 +24,7 @@ std::string_view cut(std::string_view text, std::size_t start, std::size_t end) 
 } // namespace
 
 std::string_view trim_end(std::string_view text) {
-    return text.substr(0, text.find_last_not_of(" \n\r\t") + 1);
+    return support::trimmed_end(text, " \n\r\t");
 }
 
 //   1:7: entry addr:0x1a20, buffer:text of the buffer

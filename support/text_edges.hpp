@@ -1,16 +1,17 @@
 #pragma once
-// White space at the edges of a text, as the preference file understands it.
+// What stands at the edges of a text and does not belong to it.
 
 #include <cctype>
 #include <string_view>
 
-namespace kt3::config {
+namespace kt3::support {
 
 // Bytes of UTF-8 names lie above 0x7F, where a plain char is negative and isspace must not see it.
 inline bool is_space(char c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
+// Without white space at either edge.
 inline std::string_view trimmed(std::string_view text) {
     while (!text.empty() && is_space(text.front())) {
         text.remove_prefix(1);
@@ -21,4 +22,9 @@ inline std::string_view trimmed(std::string_view text) {
     return text;
 }
 
-} // namespace kt3::config
+// Without the given characters at its end.
+inline std::string_view trimmed_end(std::string_view text, std::string_view unwanted) {
+    return text.substr(0, text.find_last_not_of(unwanted) + 1); // npos + 1 is 0
+}
+
+} // namespace kt3::support

@@ -1,4 +1,4 @@
-#include "config/ini_writing.hpp"
+#include "config/entry_text.hpp"
 
 #include "support/bounded_copy.hpp"
 

@@ -1,6 +1,6 @@
+#include "config/entry_text.hpp"
 #include "config/home_folder.hpp"
 #include "config/ini_reading.hpp"
-#include "config/ini_writing.hpp"
 
 #include <gtest/gtest.h>
 

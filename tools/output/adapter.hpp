@@ -72,13 +72,14 @@ inline constexpr Column<AdapterSummary> kSummaryColumns[] = {
     column<&AdapterSummary::memory_type>     ("memory_type",      "Memory type",   {.group = "summary"}),
     column<&AdapterSummary::memory_bit_width>("memory_bit_width", "Memory width",  {.unit = "bits", .group = "summary"}),
     column<&AdapterSummary::display_ports>   ("display_ports",    "Display ports", {.group = "summary"}),
-    column<&AdapterSummary::display_types>   ("display_types",    "Display types", {.group = "summary"}),
+    column<&AdapterSummary::display_types>   ("display_types",    "Display types", {.group = "summary", .one_of = "VGA DVI HDMI DP EDP"}),
 };
 inline constexpr Column<AdapterSummary> kLinkWidthColumns[] = {
     column<&AdapterSummary::link_width>("link_width", "Link width", {.unit = "lanes", .group = "link"}),
 };
 
 using observe::DriverPage;
+inline constexpr const char* kResolution = "^[0-9]+x[0-9]+@[0-9]+$";
 inline constexpr Column<DriverPage> kPageColumns[] = {
     column<&DriverPage::driver_version>     ("driver_version",      "Driver",            {.group = "page"}),
     column<&DriverPage::firmware_version>   ("firmware_version",    "Firmware",          {.group = "page"}),
@@ -86,8 +87,8 @@ inline constexpr Column<DriverPage> kPageColumns[] = {
     column<&DriverPage::pixel_fill_rate>    ("pixel_fill_rate",     "Pixel fill rate",   {.group = "page"}),
     column<&DriverPage::texture_fill_rate>  ("texture_fill_rate",   "Texture fill rate", {.group = "page"}),
     column<&DriverPage::memory_clock>       ("memory_clock",        "Memory clock",      {.group = "page"}),
-    column<&DriverPage::max_resolution>     ("max_resolution",      "Max resolution",    {.group = "page"}),
-    column<&DriverPage::vga_max_resolution> ("vga_max_resolution",  "Max on VGA",        {.group = "page"}),
+    column<&DriverPage::max_resolution>     ("max_resolution",      "Max resolution",    {.group = "page", .pattern = kResolution}),
+    column<&DriverPage::vga_max_resolution> ("vga_max_resolution",  "Max on VGA",        {.group = "page", .pattern = kResolution}),
     column<&DriverPage::memory_usage>       ("memory_usage",        "Memory usage",      {.group = "page"}),
     column<&DriverPage::usage_3d_percent>   ("usage_3d_percent",    "3D",                {.unit = "%", .group = "page"}),
     column<&DriverPage::usage_video_percent>("usage_video_percent", "Video",             {.unit = "%", .group = "page"}),

@@ -22,7 +22,8 @@ struct Look {
     std::optional<Align> align = {}; // numbers stand right, other cells left
     std::int64_t least = INT64_MIN;  // bounds of a number
     std::int64_t most = INT64_MAX;   //
-    const char* one_of = nullptr;    // the words that a text can be, a space apart
+    const char* one_of = nullptr;    // the words or numbers that it can be, a space apart
+    const char* pattern = nullptr;   // of a text
 };
 
 struct Heading {

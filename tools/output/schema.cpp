@@ -7,13 +7,13 @@ namespace {
 
 constexpr std::size_t kLinesDownTo = 4; // deeper values stand in the line of their key
 
-Json words_of(const char* one_of) {
-    Json words = Json::array();
-    std::istringstream text(one_of);
+Json choice_of(const Heading& heading) {
+    Json choice = Json::array();
+    std::istringstream text(heading.look.one_of);
     for (std::string word; text >> word;) {
-        words.push_back(word);
+        choice.push_back(heading.type.kind == Kind::integer ? Json(std::stoll(word)) : Json(word));
     }
-    return words;
+    return {{"enum", choice}};
 }
 
 const char* type_name(Kind kind) {
@@ -32,21 +32,25 @@ const char* type_name(Kind kind) {
 }
 
 Json value_form(const Heading& heading) {
-    if (heading.look.one_of != nullptr) {
-        return {{"enum", words_of(heading.look.one_of)}};
+    const Look& look = heading.look;
+    if (heading.type.kind == Kind::texts) {
+        return array_form(look.one_of == nullptr ? Json{{"type", "string"}} : choice_of(heading));
+    }
+    if (look.one_of != nullptr) {
+        return choice_of(heading);
     }
     if (heading.type.kind == Kind::bus_id) {
         return {{"$ref", "#/definitions/bdf"}};
     }
-    if (heading.type.kind == Kind::texts) {
-        return array_form({{"type", "string"}});
-    }
     Json form = {{"type", type_name(heading.type.kind)}};
-    if (heading.look.least != INT64_MIN) {
-        form["minimum"] = heading.look.least;
+    if (look.least != INT64_MIN) {
+        form["minimum"] = look.least;
     }
-    if (heading.look.most != INT64_MAX) {
-        form["maximum"] = heading.look.most;
+    if (look.most != INT64_MAX) {
+        form["maximum"] = look.most;
+    }
+    if (look.pattern != nullptr) {
+        form["pattern"] = look.pattern;
     }
     return form;
 }

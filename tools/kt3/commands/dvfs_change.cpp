@@ -127,9 +127,17 @@ ExitStatus change_dvfs(Session& session, const Adapter& adapter, const std::vect
 }
 
 Json changed_adapter_form() {
+    Json names = Json::array();
+    for (const DvfsRegister& row : dvfs_registers()) {
+        if (row.settable()) {
+            names.push_back(row.name);
+        }
+    }
+    Json change = form_of(kChangeColumns);
+    change["properties"]["register"] = {{"enum", names}};
     Json form = form_of(kAdapterColumns);
     add_member(form, "dry_run", {{"type", "boolean"}});
-    add_member(form, "changes", array_form(form_of(kChangeColumns)));
+    add_member(form, "changes", array_form(change));
     return form;
 }
 

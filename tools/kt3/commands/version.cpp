@@ -45,7 +45,7 @@ const char* verdict_of(const Negotiation& record) {
 constexpr Column<Negotiation> kNegotiationColumns[] = {
     member<&Negotiation::client_version>("client_version"),
     member<&Negotiation::server_version>("server_version"),
-    member<&Negotiation::match_result>("match_result"),
+    member<&Negotiation::match_result>("match_result", {.one_of = "100 200 201 202"}),
     member<verdict_of>("meaning"),
 };
 

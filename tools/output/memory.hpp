@@ -1,17 +1,53 @@
 #pragma once
-// Owners, shapes and sums of allocations as text and JSON.
+// Owners, shapes and sums of allocations as text and as rows.
 
 #include "observe/memory/allocations.hpp"
-#include "output/json.hpp"
+#include "output/row.hpp"
 
 namespace kt3::output {
 
-[[nodiscard]] std::string process_text(const observe::Owner& owner); // the name, "(gone)" or "(unknown)"
-[[nodiscard]] std::string owner_text(const observe::Owner& owner);   // "player (41006)", "(unknown, device 127)"
-[[nodiscard]] std::string pid_text(const observe::Owner& owner);     // empty when unknown
-[[nodiscard]] std::string shape_text(const observe::Shape& shape);   // "1920x1080, 8294400 B, format 11, type 1"
-void put_owner(Json& object, const observe::Owner& owner);           // "device", "pid", "process", "owner"
-void put_shape(Json& object, const observe::Shape& shape);           // "width" to "at_type"
-void put_tally(Json& object, const observe::Tally& tally);           // "allocations", "bytes"
+using observe::Owner;
+using observe::Shape;
+using observe::Tally;
+
+[[nodiscard]] std::string process_text(const Owner& owner); // the name, "(gone)" or "(unknown)"
+[[nodiscard]] std::string owner_text(const Owner& owner);   // "player (41006)", "(unknown, device 127)"
+[[nodiscard]] std::string shape_text(const Shape& shape);   // "1920x1080, 8294400 B, format 11, type 1"
+
+[[nodiscard]] std::optional<std::string> known_process(const Owner& owner);
+[[nodiscard]] const char* owner_kind(const Owner& owner);
+[[nodiscard]] inline std::int64_t shape_bytes(const Shape& shape) {
+    return observe::bytes_of(shape.size);
+}
+
+// clang-format off
+// In JSON; rows have the process at their end.
+inline constexpr Column<Owner> kOwnerColumns[] = {
+    member<&Owner::device>("device"),
+    member<&Owner::pid>   ("pid"),
+    member<known_process> ("process"),
+    member<owner_kind>    ("owner", {.one_of = "process gone unknown"}),
+};
+
+inline constexpr Column<Shape> kShapeColumns[] = {
+    column<&Shape::width>    ("width",      "WIDTH"),
+    column<&Shape::height>   ("height",     "HEIGHT"),
+    column<shape_bytes>      ("size_bytes", "SIZE", {.least = 0, .most = UINT32_MAX}),
+    column<&Shape::hw_format>("hw_format",  "FORMAT"),
+    column<&Shape::at_type>  ("at_type",    "TYPE"),
+};
+
+inline constexpr Column<Tally> kTallyColumns[] = {
+    member<&Tally::count>("allocations"),
+    member<&Tally::bytes>("bytes"),
+};
+// clang-format on
+
+// ---- rows of one adapter among those of others ----
+
+[[nodiscard]] Json slot_object(int slot);
+[[nodiscard]] Json slot_form();
+[[nodiscard]] Table slot_table(); // with the heading of the slot
+void add_slot_row(Table& table, int slot, const Row& row, Format format);
 
 } // namespace kt3::output

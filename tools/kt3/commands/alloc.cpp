@@ -5,96 +5,110 @@
 #include "kt3/command_table.hpp"
 #include "kt3/commands/alloc_diff.hpp"
 #include "kt3/option_checks.hpp"
-#include "observe/memory/allocations.hpp"
+#include "observe/memory/allocation_sums.hpp"
+#include "output/adapter.hpp"
 #include "output/memory.hpp"
-#include "output/units.hpp"
+#include "output/schema.hpp"
 
 #include <algorithm>
-#include <array>
 #include <fmt/format.h>
 #include <memory>
 
 namespace kt3::cli {
 namespace {
 
+// ---- list -----------------------------------------------------------------------------------------------------------
+
 using Record = _GFX_ALLOCATION_INFO;
 
-struct Field {
-    const char* key;
-    const char* heading; // null: not on screen
-    std::int32_t Record::*member;
+struct Listed {
+    int slot = 0;
+    Owner owner;
+    Record record;
 };
 
-// Behind slot, owner and size, which need more than a member.
+std::int32_t device_of(const Listed& listed) {
+    return listed.owner.device;
+}
+std::optional<std::int32_t> pid_of(const Listed& listed) {
+    return listed.owner.pid;
+}
+std::optional<std::string> known_name_of(const Listed& listed) {
+    return known_process(listed.owner);
+}
+const char* kind_of(const Listed& listed) {
+    return owner_kind(listed.owner);
+}
+std::string name_of(const Listed& listed) {
+    return listed.owner.name;
+}
+std::string process_of(const Listed& listed) {
+    return process_text(listed.owner);
+}
+Bytes size_of(const Listed& listed) {
+    return {bytes_of(listed.record.size)};
+}
+template<auto Member>
+std::int32_t field(const Listed& listed) {
+    return listed.record.*Member;
+}
+std::string handle_text(const Listed& listed) {
+    return fmt::format("{:#x}", listed.record.handle);
+}
+
+constexpr unsigned kNotOnScreen = kCsv | kJson;
+
 // clang-format off
-constexpr Field kFields[] = {
-    {"handle",          "HANDLE",  &Record::handle},
-    {"width",           "WIDTH",   &Record::width},
-    {"height",          "HEIGHT",  &Record::height},
-    {"pitch",           nullptr,   &Record::pitch},
-    {"bit_cnt",         "BITS",    &Record::bit_cnt},
-    {"secured",         nullptr,   &Record::secured},
-    {"tile",            nullptr,   &Record::tile},
-    {"cpu_visible",     nullptr,   &Record::cpu_visible},
-    {"cache_type",      nullptr,   &Record::cache_type},
-    {"pool_type",       nullptr,   &Record::pool_type},
-    {"at_type",         "TYPE",    &Record::at_type},
-    {"segment",         "SEGMENT", &Record::segmentid},
-    {"hw_format",       "FORMAT",  &Record::hw_format},
-    {"compress_format", nullptr,   &Record::compress_format},
-    {"bl_slot_index",   nullptr,   &Record::bl_slot_index},
-    {"gpu_virt_addr",   nullptr,   &Record::gpu_virt_addr},
-    {"imported",        nullptr,   &Record::imported},
-    {"fb_offset",       nullptr,   &Record::fb_offset},
-    {"share",           nullptr,   &Record::share},
+constexpr Column<Listed> kListColumns[] = {
+    column<&Listed::slot>                      ("slot",            "GPU", {.least = 0, .most = 2}),
+    column<device_of>                          ("device",          "DEVICE"),
+    column<pid_of>                             ("pid",             "PID"),
+    member<known_name_of>                      ("process"),
+    member<kind_of>                            ("owner",           {.one_of = "process gone unknown"}),
+    column<size_of>                            ("size_bytes",      "SIZE", {.least = 0, .most = UINT32_MAX}),
+    column<field<&Record::handle>, handle_text>("handle",          "HANDLE"),
+    column<field<&Record::width>>              ("width",           "WIDTH"),
+    column<field<&Record::height>>             ("height",          "HEIGHT"),
+    column<field<&Record::pitch>>              ("pitch",           "",        {.forms = kNotOnScreen}),
+    column<field<&Record::bit_cnt>>            ("bit_cnt",         "BITS"),
+    column<field<&Record::secured>>            ("secured",         "",        {.forms = kNotOnScreen}),
+    column<field<&Record::tile>>               ("tile",            "",        {.forms = kNotOnScreen}),
+    column<field<&Record::cpu_visible>>        ("cpu_visible",     "",        {.forms = kNotOnScreen}),
+    column<field<&Record::cache_type>>         ("cache_type",      "",        {.forms = kNotOnScreen}),
+    column<field<&Record::pool_type>>          ("pool_type",       "",        {.forms = kNotOnScreen}),
+    column<field<&Record::at_type>>            ("at_type",         "TYPE"),
+    column<field<&Record::segmentid>>          ("segment",         "SEGMENT"),
+    column<field<&Record::hw_format>>          ("hw_format",       "FORMAT"),
+    column<field<&Record::compress_format>>    ("compress_format", "",        {.forms = kNotOnScreen}),
+    column<field<&Record::bl_slot_index>>      ("bl_slot_index",   "",        {.forms = kNotOnScreen}),
+    column<field<&Record::gpu_virt_addr>>      ("gpu_virt_addr",   "",        {.forms = kNotOnScreen}),
+    column<field<&Record::imported>>           ("imported",        "",        {.forms = kNotOnScreen}),
+    column<field<&Record::fb_offset>>          ("fb_offset",       "",        {.forms = kNotOnScreen}),
+    column<field<&Record::share>>              ("share",           "",        {.forms = kNotOnScreen}),
+    column<name_of, process_of>                ("process",         "PROCESS", {.forms = kText | kCsv}),
 };
 // clang-format on
 
-// ---- list -----------------------------------------------------------------------------------------------------------
-
-Table list_table(bool csv) {
-    Table table{{{"GPU", "slot", Align::right},
-                 {"DEVICE", "device", Align::right},
-                 {"PID", "pid", Align::right},
-                 {"SIZE", "size_bytes", Align::right}},
-                {}};
-    for (const Field& field : kFields) {
-        if (csv || field.heading != nullptr) {
-            table.columns.push_back({field.heading, field.key, Align::right});
-        }
+// By device and handle: the library leaves open in which order the allocations of one device come.
+std::vector<Listed> listed(int slot, const Allocations& allocations, const OpenDevices& devices) {
+    std::vector<Listed> list;
+    for (const Record& record : allocations) {
+        list.push_back({slot, owner_of(record.device, devices), record});
     }
-    table.columns.push_back({"PROCESS", "process"});
-    return table;
-}
-
-std::vector<std::string> list_row(int slot, const Record& record, const Owner& owner, bool csv) {
-    std::vector<std::string> row{std::to_string(slot), std::to_string(record.device), pid_text(owner),
-                                 csv ? std::to_string(bytes_of(record.size)) : bytes_text(bytes_of(record.size))};
-    for (const Field& field : kFields) {
-        if (csv || field.heading != nullptr) {
-            const bool address = !csv && field.member == &Record::handle;
-            row.push_back(address ? fmt::format("{:#x}", record.*field.member) : std::to_string(record.*field.member));
-        }
-    }
-    row.push_back(csv ? owner.name : process_text(owner));
-    return row;
+    std::sort(list.begin(), list.end(), [](const Listed& a, const Listed& b) {
+        return std::pair(a.record.device, a.record.handle) < std::pair(b.record.device, b.record.handle);
+    });
+    return list;
 }
 
 void list_adapter(Session& session, const Adapter& adapter) {
-    const bool csv = format_of(session) == Format::csv;
     const OpenDevices devices = open_devices(session, adapter);
-    Allocations allocations = read_allocations(library_of(session), machine_of(session), adapter);
-    // The library leaves open in which order the allocations of one device come.
-    std::sort(allocations.begin(), allocations.end(), [](const Record& a, const Record& b) {
-        return a.device != b.device ? a.device < b.device : a.handle < b.handle;
-    });
-    Table table = list_table(csv);
-    for (const Record& record : allocations) {
-        const Owner owner = owner_of(record.device, devices);
-        session.report.members["allocations"].push_back(allocation_object(adapter.slot, record, owner));
-        table.rows.push_back(list_row(adapter.slot, record, owner, csv));
+    const auto list =
+        listed(adapter.slot, read_allocations(library_of(session), machine_of(session), adapter), devices);
+    for (const Listed& one : list) {
+        session.report.members["allocations"].push_back(object_of(kListColumns, one));
     }
-    show_table(session, table, adapter_heading(session, adapter));
+    show_table(session, table_of(kListColumns, list, format_of(session)), adapter_heading(session, adapter));
 }
 
 ExitStatus run_list(Session& session) {
@@ -104,118 +118,114 @@ ExitStatus run_list(Session& session) {
 
 // ---- summary --------------------------------------------------------------------------------------------------------
 
-struct Summary {
-    Tally all;
-    std::array<Tally, KT3_SEGMENT_SLOTS> segments;
-    Tally misplaced; // in no valid segment
-    std::map<Owner, Tally> owners;
-    std::map<Shape, Tally> shapes;
+// A line on screen or in CSV. JSON has a list for each kind.
+struct SumLine {
+    int slot = 0;
+    std::string by;
+    Tally tally;
+    std::string what;
 };
 
-void add(Tally& tally, const Record& record) {
-    ++tally.count;
-    tally.bytes += bytes_of(record.size);
+std::int64_t count_of(const SumLine& line) {
+    return line.tally.count;
+}
+Bytes memory_of(const SumLine& line) {
+    return {line.tally.bytes};
 }
 
-Summary summarise(const Allocations& allocations, const OpenDevices& devices) {
-    Summary summary;
-    for (const Record& record : allocations) {
-        const auto slot = segment_slot(record.segmentid);
-        add(summary.all, record);
-        add(slot ? summary.segments[*slot] : summary.misplaced, record);
-        add(summary.owners[owner_of(record.device, devices)], record);
-        add(summary.shapes[shape_of(record)], record);
-    }
-    return summary;
+// clang-format off
+constexpr Column<SumLine> kSumColumns[] = {
+    column<&SumLine::slot>("slot",        "GPU"),
+    column<&SumLine::by>  ("by",          "BY"),
+    column<count_of>      ("allocations", "ALLOCATIONS"),
+    column<memory_of>     ("bytes",       "MEMORY"),
+    column<&SumLine::what>("what",        "WHAT"),
+};
+// clang-format on
+
+constexpr const char* kSegmentNames[KT3_SEGMENT_SLOTS] = {"0", "1", "2", "3", "4 and later"};
+
+Json with_tally(Json object, const Tally& tally) {
+    put_row(object, row_of(kTallyColumns, tally, Format::json));
+    return object;
 }
 
-template<typename Key>
-std::vector<std::pair<Key, Tally>> largest_first(const std::map<Key, Tally>& tallies) {
-    std::vector<std::pair<Key, Tally>> sorted(tallies.begin(), tallies.end());
-    std::stable_sort(sorted.begin(), sorted.end(),
-                     [](const auto& a, const auto& b) { return a.second.bytes > b.second.bytes; });
-    return sorted;
-}
-
-const char* segment_name(std::size_t slot) {
-    constexpr const char* kNames[] = {"0", "1", "2", "3", "4 and later"};
-    return kNames[slot];
-}
-
-Json summary_object(int slot, const Summary& summary) {
-    Json object = {{"slot", slot}};
-    put_tally(object, summary.all);
+Json sums_object(int slot, const AllocationSums& sums) {
+    Json object = with_tally(slot_object(slot), sums.all);
     for (const char* list : {"segments", "processes", "shapes"}) {
         object[list] = Json::array();
     }
-    for (std::size_t at = 0; at < summary.segments.size(); ++at) {
-        Json& row = object["segments"].emplace_back(Json{{"segment", segment_name(at)}});
-        put_tally(row, summary.segments[at]);
+    for (std::size_t at = 0; at < sums.segments.size(); ++at) {
+        object["segments"].push_back(with_tally({{"segment", kSegmentNames[at]}}, sums.segments[at]));
     }
-    put_tally(object["invalid_segment"], summary.misplaced);
-    for (const auto& [owner, tally] : largest_first(summary.owners)) {
-        Json& row = object["processes"].emplace_back(Json::object());
-        put_owner(row, owner);
-        put_tally(row, tally);
+    object["invalid_segment"] = with_tally({}, sums.misplaced);
+    for (const auto& [owner, tally] : largest_first(sums.owners)) {
+        object["processes"].push_back(with_tally(object_of(kOwnerColumns, owner), tally));
     }
-    for (const auto& [shape, tally] : largest_first(summary.shapes)) {
-        Json& row = object["shapes"].emplace_back(Json::object());
-        put_shape(row, shape);
-        put_tally(row, tally);
+    for (const auto& [shape, tally] : largest_first(sums.shapes)) {
+        object["shapes"].push_back(with_tally(object_of(kShapeColumns, shape), tally));
     }
     return object;
 }
 
-void summarise_adapter(Session& session, const Adapter& adapter, std::size_t top) {
-    const OpenDevices devices = open_devices(session, adapter);
-    const Summary summary = summarise(read_allocations(library_of(session), machine_of(session), adapter), devices);
-    session.report.members["allocation_summaries"].push_back(summary_object(adapter.slot, summary));
-    const bool csv = format_of(session) == Format::csv;
-    Table table{{{"GPU", "slot", Align::right},
-                 {"BY", "by"},
-                 {"ALLOCATIONS", "allocations", Align::right},
-                 {"MEMORY", "bytes", Align::right},
-                 {"WHAT", "what"}},
-                {}};
-    const auto row = [&](const char* by, const Tally& tally, const std::string& what) {
-        table.rows.push_back({std::to_string(adapter.slot), by, std::to_string(tally.count),
-                              csv ? std::to_string(tally.bytes) : bytes_text(tally.bytes), what});
-    };
-    const auto rows = [&](const char* by, const auto& tallies, auto text) {
-        std::size_t shown = 0;
-        for (const auto& [key, tally] : largest_first(tallies)) {
-            if (csv || shown++ < top) {
-                row(by, tally, text(key));
-            }
+// The first `top` processes and shapes.
+std::vector<SumLine> sum_lines(int slot, const AllocationSums& sums, std::size_t top) {
+    std::vector<SumLine> lines{{slot, "all", sums.all, ""}};
+    for (std::size_t at = 0; at < sums.segments.size(); ++at) {
+        lines.push_back({slot, "segment", sums.segments[at], kSegmentNames[at]});
+    }
+    if (sums.misplaced.count != 0) {
+        lines.push_back({slot, "segment", sums.misplaced, "invalid"});
+    }
+    const auto add = [&](const char* by, const auto& tallies, auto text) {
+        const auto sorted = largest_first(tallies);
+        for (std::size_t at = 0; at < std::min(top, sorted.size()); ++at) {
+            lines.push_back({slot, by, sorted[at].second, text(sorted[at].first)});
         }
     };
-    row("all", summary.all, "");
-    for (std::size_t at = 0; at < summary.segments.size(); ++at) {
-        row("segment", summary.segments[at], segment_name(at));
-    }
-    if (summary.misplaced.count != 0) {
-        row("segment", summary.misplaced, "invalid");
-    }
-    rows("process", summary.owners, owner_text);
-    rows("shape", summary.shapes, shape_text);
-    show_table(session, table, adapter_heading(session, adapter));
+    add("process", sums.owners, owner_text);
+    add("shape", sums.shapes, shape_text);
+    return lines;
 }
 
-ExitStatus run_summary_of(Session& session, std::size_t top) {
+void sum_adapter(Session& session, const Adapter& adapter, std::size_t top) {
+    const OpenDevices devices = open_devices(session, adapter);
+    const AllocationSums sums = sum_up(read_allocations(library_of(session), machine_of(session), adapter), devices);
+    session.report.members["allocation_summaries"].push_back(sums_object(adapter.slot, sums));
+    const Format format = format_of(session);
+    const auto lines = sum_lines(adapter.slot, sums, format == Format::csv ? SIZE_MAX : top);
+    show_table(session, table_of(kSumColumns, lines, format), adapter_heading(session, adapter));
+}
+
+ExitStatus run_sums(Session& session, std::size_t top) {
     session.report.members["allocation_summaries"] = Json::array();
-    return for_each_bound(session, [&](const Adapter& adapter) { summarise_adapter(session, adapter, top); });
+    return for_each_bound(session, [&](const Adapter& adapter) { sum_adapter(session, adapter, top); });
+}
+
+// A list whose rows have a tally after what they are of.
+Json tallied(Json form) {
+    add_columns<Tally>(form, kTallyColumns);
+    return form;
+}
+
+Json sums_form() {
+    Json segment = object_form();
+    add_member(segment, "segment", {{"type", "string"}});
+    Json form = tallied(slot_form());
+    add_member(form, "segments", array_form(tallied(segment), KT3_SEGMENT_SLOTS));
+    add_member(form, "processes", array_form(tallied(form_of(kOwnerColumns))));
+    add_member(form, "shapes", array_form(tallied(form_of(kShapeColumns))));
+    add_member(form, "invalid_segment", form_of(kTallyColumns));
+    return form;
 }
 
 } // namespace
 
-Json allocation_object(int slot, const Record& record, const Owner& owner) {
-    Json object = {{"slot", slot}};
-    put_owner(object, owner);
-    object["size_bytes"] = bytes_of(record.size);
-    for (const Field& field : kFields) {
-        object[field.key] = record.*field.member;
-    }
-    return object;
+std::vector<DocumentForm> describe_alloc() {
+    const Json adapter = form_of(kAdapterColumns);
+    return {{{"alloc list"}, adapter, {{"allocations", array_form(form_of(kListColumns))}}},
+            {{"alloc summary"}, adapter, {{"allocation_summaries", array_form(sums_form())}}},
+            {{"alloc diff"}, adapter, {{"difference", changes_form()}}}};
 }
 
 void add_alloc(CLI::App& app, Options& options, Chosen& chosen) {
@@ -225,7 +235,7 @@ void add_alloc(CLI::App& app, Options& options, Chosen& chosen) {
     const auto top = std::make_shared<std::size_t>(10);
     add_command(alloc, "list", "Show every allocation", options, chosen, accepts, run_list);
     add_command(alloc, "summary", "Add allocations up by segment, process and shape", options, chosen, accepts,
-                [top](Session& session) { return run_summary_of(session, *top); })
+                [top](Session& session) { return run_sums(session, *top); })
         .add_option("--top", *top, "Processes and shapes on screen (10); JSON and CSV have all")
         ->type_name("COUNT")
         ->transform(whole_number(1, INT32_MAX));

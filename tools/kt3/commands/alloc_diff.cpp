@@ -5,16 +5,14 @@
 #include "kt3/input.hpp"
 #include "kt3/option_checks.hpp"
 #include "observe/interrupt.hpp"
+#include "observe/memory/snapshots.hpp"
 #include "output/memory.hpp"
+#include "output/schema.hpp"
 #include "output/screen_text.hpp"
-#include "output/units.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
 #include <memory>
-#include <set>
-#include <stdexcept>
-#include <tuple>
 
 namespace kt3::cli {
 namespace {
@@ -25,41 +23,11 @@ struct Arguments {
     std::size_t top = 10;
 };
 
-struct Held {
-    int slot = 0;
-    std::int32_t handle = 0;
-    Owner owner;
-    Shape shape;
-
-    // NOLINTNEXTLINE(modernize-use-nullptr): the 0 that it finds is the compiler's, in a comparison that it made
-    auto operator<=>(const Held&) const = default;
-};
-using Snapshot = std::vector<Held>;
-
-struct Change {
-    Tally before, after;
-};
-
-[[nodiscard]] std::int64_t growth(const Change& change) {
-    return change.after.bytes - change.before.bytes;
-}
-
-struct Difference {
-    std::map<int, Change> adapters;
-    std::map<std::pair<int, Owner>, Change> processes;
-    std::map<std::pair<int, Shape>, Change> shapes;
-    std::int64_t appeared = 0, vanished = 0;
-};
-
 // ---- the two snapshots ----------------------------------------------------------------------------------------------
 
 Snapshot read_snapshot(Session& session, const Adapter& adapter) {
     const OpenDevices devices = open_devices(session, adapter);
-    Snapshot snapshot;
-    for (const _GFX_ALLOCATION_INFO& record : read_allocations(library_of(session), machine_of(session), adapter)) {
-        snapshot.push_back({adapter.slot, record.handle, owner_of(record.device, devices), shape_of(record)});
-    }
-    return snapshot;
+    return snapshot_of(adapter.slot, read_allocations(library_of(session), machine_of(session), adapter), devices);
 }
 
 Held held_in(const Json& object) {
@@ -91,128 +59,110 @@ Snapshot read_saved(const std::string& path) {
     }
 }
 
-// ---- what changed ---------------------------------------------------------------------------------------------------
-
-void add(Tally& tally, const Held& held) {
-    ++tally.count;
-    tally.bytes += bytes_of(held.shape.size);
-}
-
-void count(Difference& difference, const Snapshot& snapshot, Tally Change::*side) {
-    for (const Held& held : snapshot) {
-        add(difference.adapters[held.slot].*side, held);
-        add(difference.processes[{held.slot, held.owner}].*side, held);
-        add(difference.shapes[{held.slot, held.shape}].*side, held);
-    }
-}
-
-Difference compare(Snapshot before, Snapshot after) {
-    Difference difference;
-    count(difference, before, &Change::before);
-    count(difference, after, &Change::after);
-    std::sort(before.begin(), before.end());
-    std::sort(after.begin(), after.end());
-    Snapshot kept;
-    std::set_intersection(before.begin(), before.end(), after.begin(), after.end(), std::back_inserter(kept));
-    difference.appeared = static_cast<std::int64_t>(after.size() - kept.size());
-    difference.vanished = static_cast<std::int64_t>(before.size() - kept.size());
-    return difference;
-}
-
-// What changed, the largest growth first.
-template<typename Key>
-std::vector<std::pair<Key, Change>> changed(const std::map<Key, Change>& changes) {
-    std::vector<std::pair<Key, Change>> rows;
-    for (const auto& [key, change] : changes) {
-        if (growth(change) != 0 || change.before.count != change.after.count) {
-            rows.emplace_back(key, change);
-        }
-    }
-    std::stable_sort(rows.begin(), rows.end(),
-                     [](const auto& a, const auto& b) { return growth(a.second) > growth(b.second); });
-    return rows;
-}
-
 // ---- output ---------------------------------------------------------------------------------------------------------
 
-void put_change(Json& object, const Change& change) {
-    put_tally(object["before"], change.before);
-    put_tally(object["after"], change.after);
-    object["growth"] = Json::object();
-    put_tally(object["growth"], {change.after.count - change.before.count, growth(change)});
-}
-
-Json difference_object(const Difference& difference) {
-    Json object = {{"appeared", difference.appeared},
-                   {"vanished", difference.vanished},
-                   {"totals", Json::array()},
-                   {"processes", Json::array()},
-                   {"shapes", Json::array()}};
-    for (const auto& [slot, change] : difference.adapters) {
-        put_change(object["totals"].emplace_back(Json{{"slot", slot}}), change);
-    }
-    for (const auto& [key, change] : changed(difference.processes)) {
-        Json& row = object["processes"].emplace_back(Json{{"slot", key.first}});
-        put_owner(row, key.second);
-        put_change(row, change);
-    }
-    for (const auto& [key, change] : changed(difference.shapes)) {
-        Json& row = object["shapes"].emplace_back(Json{{"slot", key.first}});
-        put_shape(row, key.second);
-        put_change(row, change);
-    }
-    return object;
-}
+// A line on screen or in CSV. JSON has a list for each kind.
+struct ChangeLine {
+    int slot = 0;
+    std::string by;
+    TallyChange change;
+    std::string what;
+};
 
 std::string with_sign(std::int64_t number, const std::string& text) {
     return number > 0 ? "+" + text : text;
 }
 
-Table difference_table(const Difference& difference, std::size_t top, bool csv) {
-    Table table{{{"GPU", "slot", Align::right},
-                 {"BY", "by"},
-                 {"GROWTH", "growth_bytes", Align::right},
-                 {"COUNT", "growth_allocations", Align::right},
-                 {"BEFORE", "before_bytes", Align::right},
-                 {"AFTER", "after_bytes", Align::right},
-                 {"WHAT", "what"}},
-                {}};
-    const auto size = [&](std::int64_t bytes) { return csv ? std::to_string(bytes) : bytes_text(bytes); };
-    const auto row = [&](int slot, const char* by, const Change& change, const std::string& what) {
-        const std::int64_t more = change.after.count - change.before.count;
-        const std::string bytes = size(growth(change));
-        const std::string number = std::to_string(more);
-        table.rows.push_back({std::to_string(slot), by, csv ? bytes : with_sign(growth(change), bytes),
-                              csv ? number : with_sign(more, number), size(change.before.bytes),
-                              size(change.after.bytes), what});
-    };
-    const auto rows = [&](const char* by, const auto& changes, auto text) {
-        std::size_t shown = 0;
-        for (const auto& [key, change] : changed(changes)) {
-            if (csv || shown++ < top) {
-                row(key.first, by, change, text(key.second));
-            }
-        }
-    };
-    for (const auto& [slot, change] : difference.adapters) {
-        row(slot, "all", change, "");
-    }
-    rows("process", difference.processes, owner_text);
-    rows("shape", difference.shapes, shape_text);
-    return table;
+Bytes growth_of(const ChangeLine& line) {
+    return {line.change.growth().bytes};
+}
+std::string growth_text(const ChangeLine& line) {
+    return with_sign(line.change.growth().bytes, Value(growth_of(line)).text());
+}
+std::int64_t count_of(const ChangeLine& line) {
+    return line.change.growth().count;
+}
+std::string count_text(const ChangeLine& line) {
+    return with_sign(count_of(line), std::to_string(count_of(line)));
+}
+Bytes before_of(const ChangeLine& line) {
+    return {line.change.before.bytes};
+}
+Bytes after_of(const ChangeLine& line) {
+    return {line.change.after.bytes};
 }
 
-void show(Session& session, const Difference& difference, std::size_t top) {
-    session.report.members["difference"] = difference_object(difference);
-    const std::string heading =
-        fmt::format("{} allocations appeared, {} vanished", difference.appeared, difference.vanished);
-    show_table(session, difference_table(difference, top, format_of(session) == Format::csv), heading);
+// clang-format off
+constexpr Column<ChangeLine> kChangeColumns[] = {
+    column<&ChangeLine::slot>      ("slot",               "GPU"),
+    column<&ChangeLine::by>        ("by",                 "BY"),
+    column<growth_of, growth_text> ("growth_bytes",       "GROWTH"),
+    column<count_of, count_text>   ("growth_allocations", "COUNT"),
+    column<before_of>              ("before_bytes",       "BEFORE"),
+    column<after_of>               ("after_bytes",        "AFTER"),
+    column<&ChangeLine::what>      ("what",               "WHAT"),
+};
+// clang-format on
+
+Json with_change(Json object, const TallyChange& change) {
+    object["before"] = object_of(kTallyColumns, change.before);
+    object["after"] = object_of(kTallyColumns, change.after);
+    object["growth"] = object_of(kTallyColumns, change.growth());
+    return object;
+}
+
+Json changes_object(const AllocationChanges& changes) {
+    Json object = {{"appeared", changes.appeared},
+                   {"vanished", changes.vanished},
+                   {"totals", Json::array()},
+                   {"processes", Json::array()},
+                   {"shapes", Json::array()}};
+    for (const auto& [slot, change] : changes.adapters) {
+        object["totals"].push_back(with_change(slot_object(slot), change));
+    }
+    for (const auto& [key, change] : changed(changes.processes)) {
+        Json row = slot_object(key.first);
+        put_row(row, row_of(kOwnerColumns, key.second, Format::json));
+        object["processes"].push_back(with_change(std::move(row), change));
+    }
+    for (const auto& [key, change] : changed(changes.shapes)) {
+        Json row = slot_object(key.first);
+        put_row(row, row_of(kShapeColumns, key.second, Format::json));
+        object["shapes"].push_back(with_change(std::move(row), change));
+    }
+    return object;
+}
+
+// The first `top` processes and shapes.
+std::vector<ChangeLine> change_lines(const AllocationChanges& changes, std::size_t top) {
+    std::vector<ChangeLine> lines;
+    for (const auto& [slot, change] : changes.adapters) {
+        lines.push_back({slot, "all", change, ""});
+    }
+    const auto add = [&](const char* by, const auto& all, auto text) {
+        const auto sorted = changed(all);
+        for (std::size_t at = 0; at < std::min(top, sorted.size()); ++at) {
+            const auto& [key, change] = sorted[at];
+            lines.push_back({key.first, by, change, text(key.second)});
+        }
+    };
+    add("process", changes.processes, owner_text);
+    add("shape", changes.shapes, shape_text);
+    return lines;
+}
+
+void show(Session& session, const AllocationChanges& changes, std::size_t top) {
+    session.report.members["difference"] = changes_object(changes);
+    const Format format = format_of(session);
+    const auto lines = change_lines(changes, format == Format::csv ? SIZE_MAX : top);
+    show_table(session, table_of(kChangeColumns, lines, format),
+               fmt::format("{} allocations appeared, {} vanished", changes.appeared, changes.vanished));
 }
 
 ExitStatus run_diff(Session& session, const Arguments& arguments) {
     if (!arguments.after.empty()) {
         Snapshot older = read_saved(arguments.before);
-        show(session, compare(std::move(older), read_saved(arguments.after)), arguments.top);
+        show(session, compare_snapshots(std::move(older), read_saved(arguments.after)), arguments.top);
         return ExitStatus::ok;
     }
     if (!arguments.before.empty()) {
@@ -233,12 +183,33 @@ ExitStatus run_diff(Session& session, const Arguments& arguments) {
     sleep_or_interrupt(arguments.wait);
     const ExitStatus status = take(after);
     if (status == ExitStatus::ok) {
-        show(session, compare(before, after), arguments.top);
+        show(session, compare_snapshots(std::move(before), std::move(after)), arguments.top);
     }
     return status;
 }
 
+Json changed_form(Json form) {
+    for (const char* side : {"before", "after", "growth"}) {
+        add_member(form, side, form_of(kTallyColumns));
+    }
+    return form;
+}
+
 } // namespace
+
+Json changes_form() {
+    Json process = slot_form();
+    add_columns<Owner>(process, kOwnerColumns);
+    Json shape = slot_form();
+    add_columns<Shape>(shape, kShapeColumns);
+    Json form = object_form();
+    add_member(form, "appeared", {{"type", "integer"}});
+    add_member(form, "vanished", {{"type", "integer"}});
+    add_member(form, "totals", array_form(changed_form(slot_form())));
+    add_member(form, "processes", array_form(changed_form(process)));
+    add_member(form, "shapes", array_form(changed_form(shape)));
+    return form;
+}
 
 void add_alloc_diff(CLI::App& alloc, Options& options, Chosen& chosen) {
     const auto arguments = std::make_shared<Arguments>();

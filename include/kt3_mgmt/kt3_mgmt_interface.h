@@ -538,7 +538,7 @@ KT3_EXPORT int32_t gfx_find_adapter_ext1(find_adapter_ext1* record);
  * preference list; loads the chip's kernel-interface module, a shared object that makes the driver's private requests;
  * switches the driver's usage accounting on by writing "1" to "enable_usage"; creates the device object that module
  * calls work on. Returns the chip id, or -1:
- *   - the index is no slot: nothing is touched;
+ *   - the index is not a slot: nothing is touched;
  *   - the module cannot be loaded: logs "open libkeinterface module fail. \n ";
  *   - the chip is unknown and no module is loaded: logs "invalidate chip id. \n " and that line;
  *   - the module lacks its size query: logs "get pfn_gfx_get_struct_size fail. \n ";
@@ -596,7 +596,7 @@ KT3_EXPORT int32_t gpuinfo_select_new_chip(find_adapter* record);
  * Hwmon indices: 0 temp1_input, 1 fan0_input, 2 fan1_input, 3 none.
  */
 
-/* The decimal integer in a driver node; 0 when it cannot be read, holds no number or the index is no node. */
+/* The decimal integer in a driver node; 0 when it cannot be read, holds no number, or the index is not that of a node. */
 KT3_EXPORT int32_t gpuinfo_get_wyinfoFD_value_int(int32_t node_index);
 
 /* The decimal integer in a hwmon attribute. *bytes_read tells a missing attribute (0) from a value of 0. */
@@ -857,7 +857,7 @@ KT3_EXPORT int32_t get_bandwidth_info(_GFX_BANDWIDTH_INFO* record);
  * sysfs files from the current adapter. Kept facts are gathered when the chip id differs from that of the previous
  * call, which runs "dmidecode" three times and logs two lines; else only the clocks are read. Missing values are 0,
  * except memory_type: it is 4 when unknown, and memory_type and memory_bit_width are 1 when no shell can be started.
- * Nothing is written when current_index is no slot. Returns 0. Gathering may write to standard output:
+ * Nothing is written when current_index is not a slot. Returns 0. Gathering may write to standard output:
  *   - "Failed to run command", once for each of the three runs that cannot be started;
  *   - "get_line_from_string fail, string too long!!!" when /proc/gpuinfo_N lists display types in 100 bytes or more;
  *   - "Error opening drm directory" when an adapter of the older family has no displays in that page and its directory
@@ -869,7 +869,7 @@ KT3_EXPORT int32_t get_adapter_summary(_GPU_ADAPTER_SUMMARY* record, const find_
  * The extended summary from the first 1024 bytes of /proc/gpuinfo_N. Every field is written: what is missing is 0, or
  * KT3_ABSENT for usages and temperature. Kept fields are gathered, and one line logged, when the chip id differs from
  * that of the previous call; when the page cannot be read then, they stay 0 for this chip id. Nothing is written when
- * current_index is no slot. Returns 0.
+ * current_index is not a slot. Returns 0.
  */
 KT3_EXPORT int32_t get_adapter_summary_ext2(_GPU_ADAPTER_SUMMARY_EXT2* record, const find_adapter* adapters);
 

@@ -65,7 +65,7 @@ int run_scene(const Scene& scene, const std::vector<std::string>& command) {
 // Runs on a copy, so that what the command changes does not meet the next run.
 int run_folder(const std::filesystem::path& written, const std::vector<std::string>& command) {
     if (!std::filesystem::is_directory(written / "sys")) {
-        throw std::runtime_error("'" + written.string() + "' holds no machine: there is no sys below it");
+        throw std::runtime_error("'" + written.string() + "' does not hold a machine: there is no sys below it");
     }
     constexpr auto kWhole = std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks;
     return run_machine([&](const std::filesystem::path& folder) { std::filesystem::copy(written, folder, kWhole); },

@@ -18,7 +18,7 @@ std::string path(std::string_view folder, std::string_view entry, std::string_vi
     return std::string(kDriver) + '/' + std::string(folder) + '/' + std::string(entry) + '/' + std::string(file);
 }
 
-// The two entries that are no clients are always there.
+// The two entries that are not clients are always there.
 void add_dump_folders(const Machine& machine) {
     machine.directory(path("allocations", "", ""));
     for (const char* own : {"00000000", "02000000"}) {

@@ -92,7 +92,7 @@ TEST(Kt3Dvfs, NeverWritesWhatCouldNotBeRead) {
 TEST(Kt3Dvfs, SaysWhatADriverThatDidNotTakeAValueKept) {
     const Ended run = with_log("game", std::string(kKeepsItsVoltage) + "\"$KT3\" dvfs set gfx_voltage=900 --yes");
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.out, "gfx_voltage: 980 -> 900, not taken: it is 980\n" + logged("enable_usage", "1") +
+    EXPECT_EQ(run.out, "gfx_voltage: 980 -> 900 rejected by the driver, still 980\n" + logged("enable_usage", "1") +
                            logged("dvfs_clk_voltage", "v 0 900\\n") + logged("enable_usage", "0"));
     EXPECT_THAT(run.err, HasSubstr("kt3: gfx_voltage is 980 after 900 was sent to dvfs_clk_voltage\n"
                                    "     the driver decides what it takes; its log may say why\n"));
@@ -118,7 +118,7 @@ TEST(Kt3Dvfs, TellsTakenFromNotTakenInOneDocument) {
 TEST(Kt3Dvfs, IsAMatterOfRightsWhenANodeCanBeReadButNotWritten) {
     const Ended run = with_log("idle", std::string(kReadOnlyVoltage) + "\"$KT3\" dvfs set gfx_voltage=900 --yes");
     EXPECT_EQ(run.status, 4);
-    EXPECT_EQ(run.out, "gfx_voltage: 750 -> 900, not taken: it is 750\n" + logged("enable_usage", "1") +
+    EXPECT_EQ(run.out, "gfx_voltage: 750 -> 900 rejected by the driver, still 750\n" + logged("enable_usage", "1") +
                            logged("enable_usage", "0"));
     EXPECT_THAT(run.err, HasSubstr("kt3: dvfs_clk_voltage may not be written; gfx_voltage is 750\n"));
     const Scratch scratch;

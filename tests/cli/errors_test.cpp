@@ -97,8 +97,9 @@ TEST(Kt3ErrorText, ListsTheValidAdaptersForAnUnknownOne) {
 }
 
 TEST(Kt3ErrorText, StatesTheRangeOfANumber) {
-    EXPECT_THAT(run_kt3("leak", {"leak", "--gate", "0"}).err, HasSubstr("'0' is no whole number from 1 to 999999\n"));
-    EXPECT_THAT(run_kt3("leak", {"leak", "-w", "-1"}).err, HasSubstr("'-1' is no number of seconds from 0 to 86400\n"));
+    EXPECT_THAT(run_kt3("leak", {"leak", "--gate", "0"}).err,
+                HasSubstr("'0': expected a whole number between 1 and 999999\n"));
+    EXPECT_THAT(run_kt3("leak", {"leak", "-w", "-1"}).err, HasSubstr("'-1': expected seconds between 0 and 86400\n"));
 }
 
 TEST(Kt3ErrorText, BlamesTheFirstFileThatCannotBeRead) {

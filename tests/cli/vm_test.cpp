@@ -172,7 +172,7 @@ TEST(VmTimeout, ReportsAStuckProcessAndEndsIt) {
                                      "\"$KT3\" vm clients --timeout 1 & child=$!\n"
                                      "read -r ps <\"$HOME/started\"; wait $child; echo \"status $?\"; gone \"$ps\"",
                                  scratch);
-    EXPECT_THAT(run.out, AllOf(HasSubstr("client 00000012: no end of ps within 1 s\n"), HasSubstr("status 1\n"),
+    EXPECT_THAT(run.out, AllOf(HasSubstr("client 00000012: timed out after 1 s reading ps\n"), HasSubstr("status 1\n"),
                                HasSubstr("gone\n")));
 }
 
@@ -195,7 +195,7 @@ TEST(VmTimeout, IsADeadlineForADumpThatDoesNotEnd) {
                                             "\"$KT3\" vm nodes --timeout 0.5 --client 998",
                    scratch);
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.out, HasSubstr("allocation 1f40, vm_info: no end of vm_info within 0.5 s"));
+    EXPECT_THAT(run.out, HasSubstr("allocation 1f40, vm_info: timed out after 0.5 s reading vm_info"));
 }
 
 // ---- usage ----------------------------------------------------------------------------------------------------------

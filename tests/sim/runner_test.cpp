@@ -226,7 +226,7 @@ TEST_F(Runner, SaysWhenAFolderHoldsNoMachine) {
     for (const fs::path& none : {folder / "absent", folder / "tmp"}) {
         const Result result = run({"run", none, "--", "true"});
         EXPECT_EQ(result.status, 1);
-        EXPECT_THAT(result.err, HasSubstr("holds no machine"));
+        EXPECT_THAT(result.err, HasSubstr("does not hold a machine"));
     }
     EXPECT_THAT(left_behind(), IsEmpty());
 }

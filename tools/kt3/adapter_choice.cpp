@@ -2,8 +2,8 @@
 
 #include "observe/adapter/binding.hpp"
 #include "observe/interrupt.hpp"
-#include "observe/owned.hpp"
 #include "output/adapter.hpp"
+#include "support/owned.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -31,14 +31,14 @@ std::string valid_values(const std::vector<Adapter>& adapters) {
 
 // The first DRM node that exists and may not be opened; empty when there is none.
 std::string refused_node() {
-    const Dir listing(::opendir("/dev/dri"));
+    const support::Dir listing(::opendir("/dev/dri"));
     while (const dirent* entry = listing ? ::readdir(listing.get()) : nullptr) {
         const std::string name = entry->d_name;
         if (name.rfind("card", 0) != 0 && name.rfind("renderD", 0) != 0) {
             continue;
         }
         std::string path = "/dev/dri/" + name;
-        const Fd node(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
+        const support::Fd node(::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK));
         if (!node && absence_of(errno) == Absence::permission) {
             return path;
         }

@@ -2,8 +2,8 @@
 
 #include "observe/failure.hpp"
 #include "observe/interrupt.hpp"
-#include "observe/owned.hpp"
 #include "output/screen_text.hpp"
+#include "support/owned.hpp"
 
 #include <cerrno>
 #include <cstring>
@@ -16,7 +16,7 @@ using namespace observe;
 
 FileText read_whole_file(const std::string& path) {
     FileText file;
-    const Fd descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const support::Fd descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!descriptor) {
         file.error = errno;
         check_interrupt(); // it may be why

@@ -56,7 +56,7 @@ ExitStatus send_output(Session& session, ExitStatus status) {
     }
 }
 
-ExitStatus run_command(const Options& options, const Chosen& chosen, const Fd& standard_output) {
+ExitStatus run_command(const Options& options, const Chosen& chosen, const support::Fd& standard_output) {
     Output output(standard_output, options.output);
     Session session{options, output, {}, {}, {}, {}, {}};
     session.report.command = chosen.name;
@@ -64,12 +64,13 @@ ExitStatus run_command(const Options& options, const Chosen& chosen, const Fd& s
     const ExitStatus final_status = send_output(session, status);
     std::fflush(stdout);
     if (!options.verbose) { // the library prints one more line when it is closed, below
-        ::dup2(Fd(::open("/dev/null", O_WRONLY | O_CLOEXEC)).get(), STDOUT_FILENO);
+        ::dup2(support::Fd(::open("/dev/null", O_WRONLY | O_CLOEXEC)).get(), STDOUT_FILENO);
     }
     return final_status;
 }
 
-ExitStatus usage_error(const std::string& message, const std::string& help_of, bool json, const Fd& standard_output) {
+ExitStatus usage_error(const std::string& message, const std::string& help_of, bool json,
+                       const support::Fd& standard_output) {
     Options options;
     options.json = json;
     const auto give_up = [&](Session&) -> ExitStatus {
@@ -94,7 +95,7 @@ std::string deepest_name(const CLI::App& app) {
 }
 
 // Parsing ends early for --help and for wrong arguments; nothing otherwise.
-std::optional<ExitStatus> parse(CLI::App& app, int count, char** arguments, const Fd& standard_output) {
+std::optional<ExitStatus> parse(CLI::App& app, int count, char** arguments, const support::Fd& standard_output) {
     try {
         app.parse(count, arguments);
         return std::nullopt;
@@ -116,7 +117,7 @@ std::optional<ExitStatus> parse(CLI::App& app, int count, char** arguments, cons
 }
 
 ExitStatus run(int count, char** arguments) {
-    const Fd standard_output = set_standard_output_aside();
+    const support::Fd standard_output = set_standard_output_aside();
     watch_for_interrupts();
     Options options;
     Chosen chosen{"summary", {.gpu = true, .csv = true}, run_summary};
@@ -133,7 +134,7 @@ ExitStatus run(int count, char** arguments) {
         return usage_error(options.json ? "--csv excludes --json" : chosen.name + " has no CSV form",
                            "kt3 " + chosen.name, options.json, standard_output);
     }
-    if (!options.gpu.empty() && !chosen.accepts.gpu) { // given in front of a command that knows no adapter
+    if (!options.gpu.empty() && !chosen.accepts.gpu) { // given before a command that takes no adapter
         return usage_error(chosen.name + " takes no --gpu", "kt3 " + chosen.name, options.json, standard_output);
     }
     return run_command(options, chosen, standard_output);

@@ -25,7 +25,7 @@ CLI::Validator seconds_to_wait(double least) {
     const auto check = [least](const std::string& text) -> std::string {
         const auto number = number_in<double>(text);
         const bool fits = number && *number >= least && *number <= kLongestWait; // neither holds for nan
-        return fits ? "" : fmt::format("'{}' is no number of seconds from {} to {}", text, least, kLongestWait);
+        return fits ? "" : fmt::format("'{}': expected seconds between {} and {}", text, least, kLongestWait);
     };
     return {check, fmt::format("{} to {}", least, kLongestWait)};
 }
@@ -34,7 +34,7 @@ CLI::Validator whole_number(std::int64_t least, std::int64_t most) {
     const auto check = [least, most](std::string& text) -> std::string {
         const auto number = number_in<std::int64_t>(text);
         if (!number || *number < least || *number > most) {
-            return fmt::format("'{}' is no whole number from {} to {}", text, least, most);
+            return fmt::format("'{}': expected a whole number between {} and {}", text, least, most);
         }
         text = std::to_string(*number);
         return "";

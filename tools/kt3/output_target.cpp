@@ -47,8 +47,8 @@ std::string follow_links(const std::string& path) {
     cannot_write(path, ELOOP);
 }
 
-// Names of open descriptors. Opening them is not enough: descriptor 1 has been set aside, and a regular file behind
-// one of them would be replaced although others go on writing into it.
+// Names of open descriptors. Opening them is not enough: descriptor 1 has been set aside, and a regular file that
+// one of them names would be replaced although others go on writing into it.
 std::optional<int> descriptor_named(std::string_view path) {
     if (path == "-" || path == "/dev/stdout") {
         return STDOUT_FILENO;
@@ -74,16 +74,16 @@ mode_t default_mode() {
 
 } // namespace
 
-Fd set_standard_output_aside() {
+support::Fd set_standard_output_aside() {
     const bool closed = ::fcntl(STDOUT_FILENO, F_GETFD) < 0; // then data has nowhere to go, and writing it says so
     // Descriptors 0 to 2 must be taken, or a file opened later would receive what is meant for them.
     for (int number = 0; number <= 2; ++number) {
         if (::fcntl(number, F_GETFD) < 0) {
-            Fd(::open("/dev/null", number == 0 ? O_RDONLY : O_WRONLY)).release();
+            static_cast<void>(support::Fd(::open("/dev/null", number == 0 ? O_RDONLY : O_WRONLY)).release());
         }
     }
     std::fflush(stdout);
-    Fd aside(closed ? -1 : ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
+    support::Fd aside(closed ? -1 : ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
     ::dup2(STDERR_FILENO, STDOUT_FILENO);
     return aside;
 }
@@ -97,7 +97,7 @@ Output::~Output() {
 void Output::open_target() {
     if (const auto named = descriptor_named(path_)) {
         const int descriptor = *named == STDOUT_FILENO ? standard_output_.get() : *named;
-        target_ = Fd(::fcntl(descriptor, F_DUPFD_CLOEXEC, 3));
+        target_ = support::Fd(::fcntl(descriptor, F_DUPFD_CLOEXEC, 3));
         if (!target_) {
             cannot_write(path_, errno);
         }
@@ -107,10 +107,10 @@ void Output::open_target() {
     struct stat status {};
     const bool exists = ::stat(resolved_.c_str(), &status) == 0;
     if (exists && !S_ISREG(status.st_mode)) {
-        target_ = Fd(::open(resolved_.c_str(), O_WRONLY | O_CLOEXEC));
+        target_ = support::Fd(::open(resolved_.c_str(), O_WRONLY | O_CLOEXEC));
     } else {
         std::string name = resolved_ + ".XXXXXX";
-        target_ = Fd(::mkostemp(name.data(), O_CLOEXEC));
+        target_ = support::Fd(::mkostemp(name.data(), O_CLOEXEC));
         if (target_) {
             temporary_ = name;
             ::fchmod(target_.get(), exists ? status.st_mode & 07777 : default_mode());
@@ -146,7 +146,7 @@ void Output::finish() {
         cannot_write(path_, errno);
     }
     temporary_.clear();
-    target_ = Fd();
+    target_ = support::Fd();
 }
 
 bool Output::is_terminal() const {

@@ -1,23 +1,22 @@
 #pragma once
 // Where data goes: the standard output the process was started with, or the file of -o. Nothing but data goes there.
 
-#include "observe/owned.hpp"
+#include "support/owned.hpp"
 
 #include <string>
 #include <string_view>
 
 namespace kt3::cli {
 
-using observe::Fd;
-
 // Keeps a private duplicate of descriptor 1 and points descriptor 1 at standard error, so that lines which the library
 // and its modules print do not mix with data. Call it before the library is opened.
-[[nodiscard]] Fd set_standard_output_aside();
+[[nodiscard]] support::Fd set_standard_output_aside();
 
 class Output {
 public:
     // An empty path means the descriptor.
-    Output(const Fd& standard_output, std::string path) : standard_output_(standard_output), path_(std::move(path)) {}
+    Output(const support::Fd& standard_output, std::string path)
+        : standard_output_(standard_output), path_(std::move(path)) {}
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
     ~Output(); // without finish() an unfinished file is removed and the older one stays
@@ -31,16 +30,16 @@ public:
     [[nodiscard]] bool is_terminal() const;
 
     // For a second output: the name /dev/stdout means this descriptor.
-    [[nodiscard]] const Fd& standard_output() const { return standard_output_; }
+    [[nodiscard]] const support::Fd& standard_output() const { return standard_output_; }
 
 private:
     void open_target();
 
-    const Fd& standard_output_;
+    const support::Fd& standard_output_;
     std::string path_;
-    std::string resolved_;  // the file behind path_, links followed
+    std::string resolved_;  // the file that path_ names, links followed
     std::string temporary_; // the new file beside it; empty when written in place
-    Fd target_;
+    support::Fd target_;
 };
 
 } // namespace kt3::cli

@@ -1,7 +1,7 @@
 #include "observe/machine_checks.hpp"
 
 #include "observe/interrupt.hpp"
-#include "observe/owned.hpp"
+#include "support/owned.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -45,7 +45,7 @@ void add_refusal(Findings& findings, const char* check, const std::string& path,
 
 std::vector<std::string> names_in(const char* folder, int& error) {
     std::vector<std::string> names;
-    const Dir listing(::opendir(folder));
+    const support::Dir listing(::opendir(folder));
     error = listing ? 0 : errno;
     while (const dirent* entry = listing ? ::readdir(listing.get()) : nullptr) {
         if (entry->d_name[0] != '.') {
@@ -113,7 +113,7 @@ void check_debugfs(Findings& findings) {
 // ---- adapters that the library does not show ------------------------------------------------------------------------
 
 std::uint32_t hex_in(const std::string& path) {
-    const Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const support::Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     char text[32] = {};
     if (file && ::read(file.get(), text, sizeof text - 1) > 0) {
         return static_cast<std::uint32_t>(std::strtoul(text, nullptr, 16));
@@ -126,7 +126,7 @@ void check_unserved(const Machine& machine, Findings& findings) {
     for (const std::string& name : names_in(kPciDevices, error)) {
         BusId bus;
         const std::string folder = fmt::format("{}/{}", kPciDevices, name);
-        const Family* family = find_family(hex_in(folder + "/vendor"));
+        const adapter::Family* family = adapter::find_family(hex_in(folder + "/vendor"));
         const bool shown = std::any_of(machine.adapters.begin(), machine.adapters.end(), [&](const Adapter& adapter) {
             return parse_bus_id(name, bus) && adapter.bus == bus;
         });
@@ -135,7 +135,7 @@ void check_unserved(const Machine& machine, Findings& findings) {
         }
         const auto chip = static_cast<std::int32_t>(hex_in(folder + "/device"));
         const bool in_place = ::access(fmt::format("{}/drm", folder).c_str(), F_OK) == 0;
-        if (find_module_files(chip) == nullptr) {
+        if (adapter::find_chip_by_id(chip) == nullptr) {
             add_note(findings, "adapters", fmt::format("{}: chip {:#06x} is not known to the library", name, chip), "");
         } else if (!in_place) {
             add_problem(findings, ExitStatus::driver, "adapters", fmt::format("{}: no driver serves it", name),
@@ -166,8 +166,7 @@ void check_served(const Machine& machine, Findings& findings) {
 // ---- one adapter ----------------------------------------------------------------------------------------------------
 
 void check_info_nodes(const Adapter& adapter, Findings& findings) {
-    const std::string folder =
-        fmt::format("{}/{}/{}", kPciDevices, bus_text(adapter.bus), adapter.family->info_directory);
+    const std::string folder = fmt::format("{}/{}/{}", kPciDevices, bus_text(adapter.bus), adapter.family->info_dir);
     int error = 0;
     const auto names = names_in(folder.c_str(), error);
     if (error != 0) {
@@ -180,10 +179,9 @@ void check_info_nodes(const Adapter& adapter, Findings& findings) {
     if (refused != names.end()) {
         add_refusal(findings, "driver", folder + "/" + *refused, EACCES, "run as root", "", adapter.slot);
     } else {
-        add_ok(
-            findings, "driver",
-            fmt::format("{} node{} in {}", names.size(), names.size() == 1 ? "" : "s", adapter.family->info_directory),
-            adapter.slot);
+        add_ok(findings, "driver",
+               fmt::format("{} node{} in {}", names.size(), names.size() == 1 ? "" : "s", adapter.family->info_dir),
+               adapter.slot);
     }
     if (::access((folder + "/enable_usage").c_str(), W_OK) != 0) {
         const bool absent_node = errno == ENOENT;
@@ -225,7 +223,7 @@ void check_driver_debugfs(const Adapter& adapter, Findings& findings) {
 
 // A module counts when it opens and has one of the size queries, as binding demands.
 std::string why_unusable(const char* file) {
-    const SharedObject module(::dlopen(file, RTLD_LAZY | RTLD_LOCAL));
+    const support::Library module(::dlopen(file, RTLD_LAZY | RTLD_LOCAL));
     if (!module) {
         return ::dlerror();
     }
@@ -235,12 +233,12 @@ std::string why_unusable(const char* file) {
 }
 
 void check_module(const Adapter& adapter, Findings& findings) {
-    const ModuleFiles* files = find_module_files(adapter.chip_id);
-    if (files == nullptr) {
+    const adapter::Chip* chip = adapter::find_chip_by_id(adapter.chip_id);
+    if (chip == nullptr) {
         return;
     }
     std::string reasons;
-    for (const char* file : {files->first, files->second}) {
+    for (const char* file : {chip->module, chip->second_module}) {
         const std::string why = file == nullptr ? "-" : why_unusable(file);
         if (why.empty()) {
             add_ok(findings, "module", file, adapter.slot);

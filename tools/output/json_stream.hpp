@@ -13,7 +13,7 @@ class JsonStream {
 public:
     using Send = std::function<void(std::string_view)>;
 
-    // Two blanks deeper for each level, or all in one line when `compact`. Everything has been sent after finish().
+    // Two spaces deeper for each level, or all in one line when `compact`. Everything has been sent after finish().
     JsonStream(Send send, bool compact) : send_(std::move(send)), compact_(compact) {}
 
     void begin_object() { open('{'); }
@@ -21,7 +21,7 @@ public:
     void begin_array() { open('['); }
     void end_array() { close(']'); }
     void key(const std::string& name); // of the value, object or array that comes next
-    void value(const Json& value);     // texts that are no UTF-8 are made so
+    void value(const Json& value);     // texts that are not UTF-8 are made so
     void member(const std::string& name, const Json& its_value) {
         key(name);
         value(its_value);

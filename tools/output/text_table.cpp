@@ -26,8 +26,8 @@ const char* escape_sequence(Paint paint) {
 
 std::string padded(const std::string& cell, std::size_t width, Align align) {
     const std::size_t count = character_count(cell);
-    const std::string blanks(width > count ? width - count : 0, ' ');
-    return align == Align::right ? blanks + cell : cell + blanks;
+    const std::string padding(width > count ? width - count : 0, ' ');
+    return align == Align::right ? padding + cell : cell + padding;
 }
 
 std::string line_of(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths,

@@ -24,7 +24,7 @@ enum class Paint { plain, bold, good, bad, dim };
 // The text in colour, or as it is.
 [[nodiscard]] std::string painted(const std::string& text, Paint paint, bool color);
 
-// Columns two blanks apart, no blanks at line ends. Control characters are escaped.
+// Columns two spaces apart, no spaces at line ends. Control characters are escaped.
 [[nodiscard]] std::string aligned(const Table& table, bool color);
 
 // A heading line of the keys, then the rows. Cells with commas or quotes are quoted, control characters escaped.

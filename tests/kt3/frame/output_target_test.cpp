@@ -9,7 +9,7 @@
 using kt3::cli::Output;
 using kt3::observe::ExitStatus;
 using kt3::observe::Failure;
-using kt3::observe::Fd;
+using kt3::support::Fd;
 using kt3::tests::file_text;
 using kt3::tests::Scratch;
 

@@ -1,7 +1,7 @@
 #include "observe/adapter/nodes.hpp"
 
 #include "cli/scratch.hpp"
-#include "observe/owned.hpp"
+#include "support/owned.hpp"
 
 #include <fcntl.h>
 
@@ -11,7 +11,7 @@ namespace {
 
 struct Nodes : ::testing::Test {
     kt3::tests::Scratch scratch;
-    Fd folder{::open(scratch.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
+    kt3::support::Fd folder{::open(scratch.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
 
     void publish(const char* name, const char* text) const { std::ofstream(scratch.folder / name) << text; }
     [[nodiscard]] Reading<std::int64_t> judged_node(std::int64_t value, const char* name) const {

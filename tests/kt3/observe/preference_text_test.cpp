@@ -27,9 +27,9 @@ TEST(StorablePath, IsRefusedForWhatTheFileWouldChange) {
         {"", "is empty"},          {"/usr/bin/", "file name is empty"},
         {"/a;b/c", "\";\""},       {"/a/b;c", "\";\""},
         {"/a/b]c", "\"]\""},       {"/a\nb/c", "line break"},
-        {"/a/b\nc", "line break"}, {" /a/b", "blank"},
-        {"/a/b ", "blank"},        {"/a/b\t", "blank"},
-        {"/a/ b", "blank"},
+        {"/a/b\nc", "line break"}, {" /a/b", "white space"},
+        {"/a/b ", "white space"},  {"/a/b\t", "white space"},
+        {"/a/ b", "white space"},
     };
     for (const auto& row : rows) {
         EXPECT_THAT(why_not_storable(row.path), HasSubstr(row.reason)) << row.path;

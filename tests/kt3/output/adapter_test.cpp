@@ -5,7 +5,7 @@ using namespace kt3::output;
 
 TEST(Identity, HasTheSameKeysForAForeignGpu) {
     std::vector<Adapter> adapters(2);
-    adapters[0].family = find_family(0x7A52);
+    adapters[0].family = kt3::adapter::find_family(0x7A52);
     const auto keys = [](const Json& object) {
         std::vector<std::string> names;
         for (const auto& [key, value] : object.items()) {

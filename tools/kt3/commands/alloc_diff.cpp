@@ -156,7 +156,7 @@ void show(Session& session, const AllocationChanges& changes, std::size_t top) {
     const Format format = format_of(session);
     const auto lines = change_lines(changes, format == Format::csv ? SIZE_MAX : top);
     show_table(session, table_of(kChangeColumns, lines, format),
-               fmt::format("{} allocations appeared, {} vanished", changes.appeared, changes.vanished));
+               fmt::format("{} allocated, {} freed", changes.appeared, changes.vanished));
 }
 
 ExitStatus run_diff(Session& session, const Arguments& arguments) {

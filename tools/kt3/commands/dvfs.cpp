@@ -90,7 +90,7 @@ const DvfsRegister& settable_register(const std::string& name) {
 DvfsWish parse_assignment(const std::string& text) {
     const auto sign = text.find('=');
     if (sign == std::string::npos) {
-        refuse(fmt::format("'{}' is no NAME=VALUE", text));
+        refuse(fmt::format("'{}': expected NAME=VALUE", text));
     }
     const DvfsRegister& row = settable_register(text.substr(0, sign));
     return {&row, parse_dvfs_value(row, text.substr(sign + 1))};
@@ -169,7 +169,7 @@ ExitStatus run_restore(Session& session, const Arguments& arguments) {
     for (const auto& [name, value] : file["registers"].items()) {
         const bool huge = value.is_number_unsigned() && value.get<std::uint64_t>() > UINT32_MAX;
         if (!value.is_number_integer() || huge) {
-            bad_file(arguments.file, fmt::format("{} is no whole number of 32 bits", screen_safe(name)));
+            bad_file(arguments.file, fmt::format("{} is not a whole number of 32 bits", screen_safe(name)));
         }
         const DvfsRegister& row = settable_register(name);
         wishes.push_back({&row, checked_dvfs_value(row, value.get<std::int64_t>())});

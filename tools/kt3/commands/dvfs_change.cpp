@@ -20,7 +20,8 @@ std::string change_text(const DvfsChange& change) {
 
 // Once it was sent: what is on standard output must not look like a change that the driver did not make.
 std::string outcome_text(const DvfsChange& change) {
-    return change_text(change) + (change.after == change.wanted ? "" : ", not taken: it is " + kept_text(change));
+    return change_text(change) +
+           (change.after == change.wanted ? "" : " rejected by the driver, still " + kept_text(change));
 }
 
 // A change as it is shown.

@@ -9,28 +9,28 @@ using Number = Reading<std::int64_t>;
 
 struct NodeNumber {
     Number LiveReadings::*into;
-    Number (*read)(const Library&, const Adapter&, const DriverNode&);
-    DriverNode node;
+    Number (*read)(const Library&, const Adapter&, std::int32_t);
+    std::int32_t index; // of the node
 };
 
-Number read_degrees(const Library& library, const Adapter& adapter, const DriverNode&) {
+Number read_degrees(const Library& library, const Adapter& adapter, std::int32_t) {
     return read_temperature(library, adapter);
 }
 
 // clang-format off
 // In the order in which they are read.
 constexpr NodeNumber kNumbers[] = {
-    {&LiveReadings::engine_mhz,    read_number,       kEngineClock},
-    {&LiveReadings::video_mhz,     read_number,       kVideoClock},
-    {&LiveReadings::memory_mhz,    read_number,       kMemoryClock},
-    {&LiveReadings::core_mhz,      read_number,       kCoreClock},
+    {&LiveReadings::engine_mhz,    read_number,       nodes::kEclk},
+    {&LiveReadings::video_mhz,     read_number,       nodes::kVclk},
+    {&LiveReadings::memory_mhz,    read_number,       nodes::kMclk},
+    {&LiveReadings::core_mhz,      read_number,       nodes::kCoreclk},
     {&LiveReadings::temperature_c, read_degrees,      {}},
-    {&LiveReadings::fan_speed,     read_number,       kFanSpeed},
-    {&LiveReadings::fan0_rpm,      read_hwmon_number, kHwmonFan0},
-    {&LiveReadings::fan1_rpm,      read_hwmon_number, kHwmonFan1},
-    {&LiveReadings::fb_size_mib,   read_number,       kFrameBuffer},
-    {&LiveReadings::fb_free_mib,   read_number,       kFreeFrameBuffer},
-    {&LiveReadings::channels,      read_number,       kMemoryChannels},
+    {&LiveReadings::fan_speed,     read_number,       nodes::kFanSpeed},
+    {&LiveReadings::fan0_rpm,      read_hwmon_number, nodes::kFan0},
+    {&LiveReadings::fan1_rpm,      read_hwmon_number, nodes::kFan1},
+    {&LiveReadings::fb_size_mib,   read_number,       nodes::kFbSize},
+    {&LiveReadings::fb_free_mib,   read_number,       nodes::kFreeFbMem},
+    {&LiveReadings::channels,      read_number,       nodes::kMiuChannelNum},
 };
 // clang-format on
 
@@ -40,14 +40,14 @@ LiveReadings read_live(const Library& library, Machine& machine, const Adapter& 
     make_current(library, machine, adapter);
     LiveReadings live;
     for (const NodeNumber& row : kNumbers) {
-        live.*row.into = row.read(library, adapter, row.node);
+        live.*row.into = row.read(library, adapter, row.index);
     }
     return live;
 }
 
 UsageReadings read_usage(const Library& library, const Adapter& adapter) {
-    return {read_number(library, adapter, kUsage3d), read_number(library, adapter, kUsageVideoCodec),
-            read_number(library, adapter, kUsageVideoPost)};
+    return {read_number(library, adapter, nodes::kEngine3dUsage), read_number(library, adapter, nodes::kEngineVcpUsage),
+            read_number(library, adapter, nodes::kEngineVppUsage)};
 }
 
 Versions read_versions(const Adapter& adapter) {

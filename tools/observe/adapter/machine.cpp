@@ -1,7 +1,7 @@
 #include "observe/adapter/machine.hpp"
 
-#include "observe/owned.hpp"
 #include "observe/text.hpp"
+#include "support/owned.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -25,7 +25,7 @@ Reading<bool> va_driver_of(const Adapter& adapter, std::int32_t flag) {
         return true;
     }
     const std::string page = fmt::format("/sys/kernel/debug/dri/{}/{}/info", adapter.card, adapter.family->token);
-    return Fd(::open(page.c_str(), O_RDONLY | O_CLOEXEC)) ? Reading(false) : absence_of(errno);
+    return support::Fd(::open(page.c_str(), O_RDONLY | O_CLOEXEC)) ? Reading(false) : absence_of(errno);
 }
 
 Adapter adapter_at(const Machine& machine, int slot) {
@@ -40,7 +40,7 @@ Adapter adapter_at(const Machine& machine, int slot) {
     adapter.card = record.drm_card_idx[slot];
     adapter.luid_high = ext1.luid[slot].high;
     adapter.luid_low = ext1.luid[slot].low;
-    adapter.family = find_family(adapter.vendor_id);
+    adapter.family = adapter::find_family(adapter.vendor_id);
     if (adapter.family != nullptr) {
         adapter.va_driver = va_driver_of(adapter, record.IS_VA_driver[slot]);
         adapter.info_fd = descriptor_or_none(record.gpu_infos[slot].info_fd);

@@ -1,7 +1,7 @@
 #pragma once
 // The adapters of the machine as the library enumerates them.
 
-#include "observe/adapter/chip_facts.hpp"
+#include "adapter/chip_table.hpp"
 #include "observe/library/library.hpp"
 #include "observe/reading.hpp"
 
@@ -26,8 +26,8 @@ struct Adapter {
     std::int32_t card = 0; // N of /dev/dri/cardN
     Reading<bool> va_driver = Absence::not_on_this_chip;
     std::uint32_t luid_high = 0, luid_low = 0;
-    const Family* family = nullptr; // null for a GPU of another vendor, of which nothing more is known
-    int info_fd = -1;               // the driver's info directory; negative when absent
+    const adapter::Family* family = nullptr; // null for a GPU of another vendor, of which nothing more is known
+    int info_fd = -1;                        // the driver's info directory; negative when absent
     int hwmon_fd = -1;
     int sysfs_fd = -1;
 };
@@ -48,7 +48,7 @@ void enumerate(const Library& library, Machine& machine);
 
 [[nodiscard]] std::string bus_text(const BusId& bus); // "0000:03:00.0"
 
-// "0000:03:00.0" or "03:00.0", hexadecimal, any case. False when the text is no bus id.
+// "0000:03:00.0" or "03:00.0", hexadecimal, any case. False when the text is not a bus id.
 [[nodiscard]] bool parse_bus_id(std::string_view text, BusId& bus);
 
 } // namespace kt3::observe

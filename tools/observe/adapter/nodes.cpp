@@ -1,8 +1,8 @@
 #include "observe/adapter/nodes.hpp"
 
 #include "observe/interrupt.hpp"
-#include "observe/owned.hpp"
 #include "observe/text.hpp"
+#include "support/owned.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -27,7 +27,7 @@ Absence without_hwmon(const Adapter& adapter) {
 } // namespace
 
 Reading<std::string> read_page(int directory, const char* name) {
-    const Fd node(::openat(directory, name, O_RDONLY | O_CLOEXEC));
+    const support::Fd node(::openat(directory, name, O_RDONLY | O_CLOEXEC));
     check_interrupt();
     if (!node) {
         return absence_of(errno);
@@ -67,22 +67,22 @@ void make_current(const Library& library, Machine& machine, const Adapter& adapt
     }
 }
 
-Reading<std::int64_t> read_number(const Library& library, const Adapter& adapter, const DriverNode& node) {
+Reading<std::int64_t> read_number(const Library& library, const Adapter& adapter, std::int32_t index) {
     check_interrupt();
     if (adapter.info_fd < 0) {
         return without_directory(adapter);
     }
-    return judged(library.calls.gpuinfo_get_wyinfoFD_value_int(node.index), adapter.info_fd, node.name);
+    return judged(library.calls.gpuinfo_get_wyinfoFD_value_int(index), adapter.info_fd, nodes::kDriverNodes[index]);
 }
 
-Reading<std::int64_t> read_hwmon_number(const Library& library, const Adapter& adapter, const DriverNode& node) {
+Reading<std::int64_t> read_hwmon_number(const Library& library, const Adapter& adapter, std::int32_t index) {
     check_interrupt();
     if (adapter.hwmon_fd < 0) {
         return without_hwmon(adapter);
     }
     std::uint32_t bytes = 0;
-    const std::int32_t value = library.calls.gpuinfo_get_hwmonFD_value_int(node.index, &bytes);
-    return judged(value, adapter.hwmon_fd, node.name);
+    const std::int32_t value = library.calls.gpuinfo_get_hwmonFD_value_int(index, &bytes);
+    return judged(value, adapter.hwmon_fd, nodes::kHwmonNodes[index]);
 }
 
 Reading<std::int64_t> read_temperature(const Library& library, const Adapter& adapter) {
@@ -92,7 +92,8 @@ Reading<std::int64_t> read_temperature(const Library& library, const Adapter& ad
     }
     std::uint32_t status = 0;
     const std::uint32_t degrees = library.calls.gpuinfo_get_temparature_value_int(&status);
-    return status == 1 ? Reading<std::int64_t>(degrees) : judged(0, adapter.hwmon_fd, "temp1_input");
+    return status == 1 ? Reading<std::int64_t>(degrees)
+                       : judged(0, adapter.hwmon_fd, nodes::kHwmonNodes[nodes::kTemperature]);
 }
 
 Reading<std::string> read_text(const Adapter& adapter, const char* name) {

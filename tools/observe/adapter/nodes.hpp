@@ -2,6 +2,7 @@
 // Driver nodes of one adapter as readings. Numbers come from the library, which answers 0 for whatever it cannot read;
 // a 0 is looked into to tell a real one from an absent node.
 
+#include "nodes/node_table.hpp"
 #include "observe/adapter/machine.hpp"
 #include "observe/reading.hpp"
 
@@ -24,35 +25,13 @@ namespace kt3::observe {
 // tells the value or why there is none.
 [[nodiscard]] Reading<std::int64_t> judged(std::int64_t value, int directory, const char* name);
 
-struct DriverNode {
-    std::int32_t index; // what the library's accessors take
-    const char* name;   // below the info directory, or the hwmon directory
-};
-
-// clang-format off
-inline constexpr DriverNode kUsage3d{0, "engine_3d_usage"};
-inline constexpr DriverNode kUsageVideoCodec{1, "engine_vcp_usage"};
-inline constexpr DriverNode kUsageVideoPost{3, "engine_vpp_usage"};
-inline constexpr DriverNode kFanSpeed{4, "fan_speed"};
-inline constexpr DriverNode kMemoryChannels{9, "miu_channel_num"};
-inline constexpr DriverNode kFrameBuffer{11, "fb_size"};
-inline constexpr DriverNode kFreeFrameBuffer{12, "free_fb_mem"};
-inline constexpr DriverNode kEngineClock{13, "eclk"};
-inline constexpr DriverNode kVideoClock{14, "vclk"};
-inline constexpr DriverNode kMemoryClock{15, "mclk"};
-inline constexpr DriverNode kFrameCount{18, "fps_count"};
-inline constexpr DriverNode kCoreClock{29, "coreclk"};
-
-inline constexpr DriverNode kHwmonFan0{1, "fan0_input"};
-inline constexpr DriverNode kHwmonFan1{2, "fan1_input"};
-// clang-format on
-
 // Makes the adapter the one that the accessors below read. Binding it is not needed.
 void make_current(const Library& library, Machine& machine, const Adapter& adapter);
 
-[[nodiscard]] Reading<std::int64_t> read_number(const Library& library, const Adapter& adapter, const DriverNode& node);
+// `index` is a nodes::NodeIndex, or for sensors a nodes::HwmonIndex.
+[[nodiscard]] Reading<std::int64_t> read_number(const Library& library, const Adapter& adapter, std::int32_t index);
 [[nodiscard]] Reading<std::int64_t> read_hwmon_number(const Library& library, const Adapter& adapter,
-                                                      const DriverNode& node);
+                                                      std::int32_t index);
 [[nodiscard]] Reading<std::int64_t> read_temperature(const Library& library, const Adapter& adapter);
 
 // The first line of a node, without white space at its ends.

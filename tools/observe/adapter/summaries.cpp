@@ -3,6 +3,7 @@
 #include "observe/adapter/nodes.hpp"
 #include "observe/interrupt.hpp"
 #include "observe/text.hpp"
+#include "summary/gpuinfo_keys.hpp"
 
 #include <algorithm>
 #include <cstring>
@@ -34,15 +35,19 @@ std::string resolution(std::uint64_t packed) {
     return fmt::format("{}x{}@{}", packed >> 48, packed >> 32 & 0xFFFF, packed & 0xFFFF'FFFF);
 }
 
+// The driver's key for a field of the record.
+template<typename Field>
+constexpr const summary::GpuinfoKey& key_of(Field field) {
+    return *std::find_if(std::begin(summary::kGpuinfoKeys), std::end(summary::kGpuinfoKeys),
+                         [&](const summary::GpuinfoKey& row) { return row.field == summary::GpuinfoField(field); });
+}
+
 struct PageNumber {
-    const char* key; // what stands before the value in the driver's page
     std::uint32_t Extended::*from;
     Number DriverPage::*into;
 };
 
 struct PageText {
-    const char* key;
-    const char* second_key; // looked for when the first is absent
     std::uint64_t Extended::*from;
     std::string (*unpacked)(std::uint64_t);
     Text DriverPage::*into;
@@ -50,23 +55,22 @@ struct PageText {
 
 // clang-format off
 constexpr PageNumber kNumbers[] = {
-    {"Pixel Fillrate : ",        &Extended::pixel_fill_rate,   &DriverPage::pixel_fill_rate},
-    {"Texture Fillrate : ",      &Extended::texture_fill_rate, &DriverPage::texture_fill_rate},
-    {"Memory Clock Freq : ",     &Extended::memory_clock_freq, &DriverPage::memory_clock},
-    {"GPU Memory Usage : ",      &Extended::memory_usage,      &DriverPage::memory_usage},
-    {"GPU Use Rate(3d) : ",      &Extended::use_rate_3d,       &DriverPage::usage_3d_percent},
-    {"GPU Use Rate(video) : ",   &Extended::use_rate_video,    &DriverPage::usage_video_percent},
-    {"GPU Use Rate(vpp) : ",     &Extended::use_rate_vpp,      &DriverPage::usage_vpp_percent},
-    {"Realtime Temperature : ",  &Extended::temperature,       &DriverPage::temperature_c},
-    {"Bus Type : PCIE",          &Extended::pcie_generation,   &DriverPage::pcie_generation},
+    {&Extended::pixel_fill_rate,   &DriverPage::pixel_fill_rate},
+    {&Extended::texture_fill_rate, &DriverPage::texture_fill_rate},
+    {&Extended::memory_clock_freq, &DriverPage::memory_clock},
+    {&Extended::memory_usage,      &DriverPage::memory_usage},
+    {&Extended::use_rate_3d,       &DriverPage::usage_3d_percent},
+    {&Extended::use_rate_video,    &DriverPage::usage_video_percent},
+    {&Extended::use_rate_vpp,      &DriverPage::usage_vpp_percent},
+    {&Extended::temperature,       &DriverPage::temperature_c},
+    {&Extended::pcie_generation,   &DriverPage::pcie_generation},
 };
 
 constexpr PageText kTexts[] = {
-    {"Driver Version : ",              nullptr, &Extended::driver_version,     version_of_three, &DriverPage::driver_version},
-    {"Firmware Version : ",            nullptr, &Extended::firmware_version,   version_of_four,  &DriverPage::firmware_version},
-    {"HDMI Max Display Resolution : ", "DP Max Display Resolution : ",
-                                                &Extended::max_resolution,     resolution,       &DriverPage::max_resolution},
-    {"VGA Max Display Resolution : ",  nullptr, &Extended::vga_max_resolution, resolution,       &DriverPage::vga_max_resolution},
+    {&Extended::driver_version,     version_of_three, &DriverPage::driver_version},
+    {&Extended::firmware_version,   version_of_four,  &DriverPage::firmware_version},
+    {&Extended::max_resolution,     resolution,       &DriverPage::max_resolution},
+    {&Extended::vga_max_resolution, resolution,       &DriverPage::vga_max_resolution},
 };
 // clang-format on
 
@@ -90,7 +94,7 @@ Number page_number(const Extended& record, const Text& page, const PageNumber& r
     if (value != 0 && value != KT3_ABSENT) {
         return value;
     }
-    const Number number = number_after(page, row.key);
+    const Number number = number_after(page, key_of(row.from).key);
     return number.present() && value == KT3_ABSENT ? Absence::driver : number;
 }
 
@@ -99,8 +103,9 @@ Text page_text(const Extended& record, const Text& page, const PageText& row) {
     if (value != 0 && value != KT3_ABSENT) {
         return row.unpacked(value);
     }
-    const bool first = row.second_key == nullptr || (page.present() && page.value().find(row.key) != std::string::npos);
-    const Number number = number_after(page, first ? row.key : row.second_key);
+    const auto& [name, read, key, second_key, scan, field] = key_of(row.from);
+    const bool first = second_key == nullptr || (page.present() && page.value().find(key) != std::string::npos);
+    const Number number = number_after(page, first ? key : second_key);
     if (!number.present()) {
         return number.absence();
     }
@@ -139,7 +144,7 @@ Number memory_speed(const Library& library, const Adapter& adapter, const Short&
         return record.memory_speed;
     }
     const bool from_node = record.memory_type == kNotWritten; // memory on the adapter: twice its clock
-    return from_node ? read_number(library, adapter, kMemoryClock).as([](std::int64_t clock) { return 2 * clock; })
+    return from_node ? read_number(library, adapter, nodes::kMclk).as([](std::int64_t clock) { return 2 * clock; })
                      : Absence::no_tool;
 }
 
@@ -150,7 +155,7 @@ Reading<std::vector<std::string>> display_types(const Library& library, std::uin
     if (!page.present()) {
         return page.absence();
     }
-    const bool none = page.value().find("Support Display Type :") != std::string::npos;
+    const bool none = page.value().find(summary::kDisplayTypesKey) != std::string::npos;
     return none ? Reading(std::vector<std::string>{}) : Absence::no_node;
 }
 
@@ -167,18 +172,18 @@ AdapterSummary read_summary(const Library& library, Machine& machine, const Adap
     KT3_ENTRY(library, get_adapter_summary)(&record, &machine.record);
     check_interrupt();
     const Text page = text_of_page(adapter);
-    AdapterSummary summary;
-    summary.memory_speed = memory_speed(library, adapter, record);
-    summary.memory_type =
+    AdapterSummary readings;
+    readings.memory_speed = memory_speed(library, adapter, record);
+    readings.memory_type =
         from_tool(record.memory_type).as([](std::int64_t generation) { return fmt::format("DDR{}", generation); });
-    summary.memory_bit_width = from_tool(record.memory_bit_width);
-    summary.display_ports = record.display_port_number != 0 ? Number(record.display_port_number)
-                                                            : number_after(page, "Max Display Port : ");
-    summary.display_types = display_types(library, record.display_types, page);
-    summary.link_width = adapter.sysfs_fd < 0
-                             ? Number(Absence::driver)
-                             : judged(record.current_link_width, adapter.sysfs_fd, "current_link_width");
-    return summary;
+    readings.memory_bit_width = from_tool(record.memory_bit_width);
+    readings.display_ports = record.display_port_number != 0 ? Number(record.display_port_number)
+                                                             : number_after(page, summary::kDisplayPortsKey);
+    readings.display_types = display_types(library, record.display_types, page);
+    readings.link_width = adapter.sysfs_fd < 0
+                              ? Number(Absence::driver)
+                              : judged(record.current_link_width, adapter.sysfs_fd, "current_link_width");
+    return readings;
 }
 
 DriverPage read_driver_page(const Library& library, Machine& machine, const Adapter& adapter) {

@@ -3,7 +3,7 @@
 #include "observe/adapter/binding.hpp"
 #include "observe/failure.hpp"
 #include "observe/interrupt.hpp"
-#include "observe/owned.hpp"
+#include "support/owned.hpp"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -43,21 +43,20 @@ std::vector<DvfsChange> send_changes(const Library& library, Machine& machine, c
     std::vector<DvfsChange> changes = plan_changes(fresh, wishes);
     DvfsRecord record = fresh.record;
     for (const DvfsChange& change : changes) {
-        change.row->write(record, change.wanted);
+        change.row->store(record, change.wanted);
     }
     check_interrupt();
     KT3_ENTRY(library, set_data_to_dvfs_register)(&record);
-    const DvfsState told = read_dvfs(library, machine, adapter);
+    const DvfsState now = read_dvfs(library, machine, adapter);
     for (DvfsChange& change : changes) {
-        const Reading<std::int64_t>& reading = told.reading(*change.row);
+        const Reading<std::int64_t>& reading = now.reading(*change.row);
         change.after = reading.present() ? std::optional(reading.value()) : std::nullopt;
     }
     return changes;
 }
 
 std::string node_path(const Adapter& adapter, const DvfsRegister& row) {
-    return fmt::format("/sys/bus/pci/devices/{}/{}/{}", bus_text(adapter.bus), adapter.family->info_directory,
-                       row.node);
+    return fmt::format("/sys/bus/pci/devices/{}/{}/{}", bus_text(adapter.bus), adapter.family->info_dir, row.node);
 }
 
 std::string kept_text(const DvfsChange& change) {
@@ -69,7 +68,7 @@ void check_taken(const Adapter& adapter, const std::vector<DvfsChange>& changes)
         if (change.after == change.wanted) {
             continue;
         }
-        const Fd node(::openat(adapter.info_fd, change.row->node, O_WRONLY | O_CLOEXEC));
+        const support::Fd node(::openat(adapter.info_fd, change.row->node, O_WRONLY | O_CLOEXEC));
         if (!node && (errno == EACCES || errno == EPERM || errno == EROFS)) {
             throw Failure{
                 ExitStatus::permission, "permission",

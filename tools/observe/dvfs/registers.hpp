@@ -1,7 +1,8 @@
 #pragma once
-// The fields of the driver's power-management settings: their names, where they stand, how they are told and which
-// command carries them.
+// The driver's power-management settings as registers of a name: their text, their limits and the command that carries
+// them.
 
+#include "nodes/dvfs_table.hpp"
 #include "observe/adapter/nodes.hpp"
 
 #include <cstdint>
@@ -13,19 +14,19 @@
 
 namespace kt3::observe {
 
-using DvfsRecord = _GPU_DVFS_REGISTER_DATA;
-
-enum class DvfsForm { hex, gate, decimal, level, reported };
+using nodes::DvfsForm;
+using nodes::DvfsRecord;
 
 struct DvfsRegister {
     const char* name; // of the record's field
     const char* node;
-    const char* command; // what stands before the value in the text that the driver receives
+    const char* command; // what stands before the value in the text that the driver receives; null for a clock that it
+                         // only reports
     DvfsForm form;
     std::int64_t (*read)(const DvfsRecord&);
-    void (*write)(DvfsRecord&, std::int64_t);
+    void (*store)(DvfsRecord&, std::int64_t);
 
-    [[nodiscard]] bool settable() const { return form != DvfsForm::reported; }
+    [[nodiscard]] constexpr bool settable() const { return command != nullptr; }
 };
 
 // In the order in which the driver receives commands; the two that it only reports come last.
@@ -46,7 +47,7 @@ struct DvfsRegister {
 // The command line that the driver receives for the value, without its line end.
 [[nodiscard]] std::string dvfs_command(const DvfsRegister& row, std::int64_t value);
 
-// The record as the driver publishes it, with one reading per register: absent where the driver told nothing. The
+// The record as the driver publishes it, with one reading per register: absent where the driver published nothing. The
 // library compares later writes with this record.
 struct DvfsState {
     DvfsRecord record{};

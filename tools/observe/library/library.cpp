@@ -79,7 +79,7 @@ Library open_library(const std::string& file, const Words& words) {
         if (!present && file.empty()) {
             continue;
         }
-        library.object = SharedObject(open_silently(place, words.verbose));
+        library.object = support::Library(open_silently(place, words.verbose));
         if (library.object) {
             library.path = place;
             break;

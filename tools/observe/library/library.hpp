@@ -2,7 +2,7 @@
 // libkt3_mgmt_interface.so, opened at run time. The types of its entry points come from the public header.
 
 #include "kt3_mgmt/kt3_mgmt_interface.h"
-#include "observe/owned.hpp"
+#include "support/owned.hpp"
 
 #include <string>
 #include <vector>
@@ -25,7 +25,7 @@ namespace kt3::observe {
     row(gpuinfo_get_temparature_value_int)
 
 struct BaseCalls {
-// NOLINTNEXTLINE(bugprone-macro-parentheses): the name of the member is no expression
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the name of a member is not an expression
 #define KT3_MEMBER(name) decltype(&::name) name = nullptr
     KT3_BASE_CALLS(KT3_MEMBER);
 #undef KT3_MEMBER
@@ -38,7 +38,7 @@ struct Words {
 };
 
 struct Library {
-    SharedObject object;
+    support::Library object;
     std::string path; // of the file that was opened
     BaseCalls calls;
     Words words;

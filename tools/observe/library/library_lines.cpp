@@ -1,6 +1,6 @@
 #include "observe/library/library_lines.hpp"
 
-#include "observe/owned.hpp"
+#include "support/owned.hpp"
 
 #include <cstdio>
 #include <sys/mman.h>
@@ -26,8 +26,8 @@ constexpr KnownLine kKnownLines[] = {
 
 // Standard output goes into a file of its own for the life of the object.
 struct Diversion {
-    Fd usual{(std::fflush(stdout), ::dup(STDOUT_FILENO))};
-    Fd file{::memfd_create("kt3-lines", MFD_CLOEXEC)};
+    support::Fd usual{(std::fflush(stdout), ::dup(STDOUT_FILENO))};
+    support::Fd file{::memfd_create("kt3-lines", MFD_CLOEXEC)};
 
     Diversion() { ::dup2(file.get(), STDOUT_FILENO); }
     ~Diversion() { end(); }

@@ -9,7 +9,7 @@ namespace kt3::observe {
 
 struct LibraryLines {
     bool reread = false;     // an allocation vanished while it was read: the answer holds a part of them twice
-    bool overflow = false;   // more devices than the answer has room for
+    bool overflow = false;   // more devices than the answer can hold
     bool misplaced = false;  // allocations in no valid segment, which no sum counts
     bool unlisted = false;   // a directory of the driver could not be opened
     bool unreadable = false; // a device vanished while it was read, or may not be read

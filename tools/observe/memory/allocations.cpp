@@ -2,8 +2,8 @@
 
 #include "observe/interrupt.hpp"
 #include "observe/library/library_lines.hpp"
-#include "observe/owned.hpp"
 #include "observe/text.hpp"
+#include "support/owned.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -42,7 +42,7 @@ Failure unreadable(const Adapter& adapter, const char* directory, const char* wh
     const std::string path =
         fmt::format("/sys/kernel/debug/dri/{}/{}/{}", adapter.card, adapter.family->token, directory);
     errno = 0;
-    const Dir listing(::opendir(path.c_str()));
+    const support::Dir listing(::opendir(path.c_str()));
     const int error = listing ? 0 : errno;
     const std::string message =
         fmt::format("cannot read {} of GPU {}: {}", what, adapter.slot,

@@ -27,7 +27,7 @@ SegmentSource choose_source(const Library& library, Machine& machine, const Adap
     if (answer <= 0) {
         return SegmentSource::allocation_sums;
     }
-    return adapter.family->newer ? SegmentSource::node : SegmentSource::heap_pages;
+    return adapter.family->vendor == adapter::kNewerVendor ? SegmentSource::node : SegmentSource::heap_pages;
 }
 
 // The node tells how many there are only by what is not 0.
@@ -78,7 +78,7 @@ std::vector<Segment> segments_of(const _GFX_SEGMENT_INFO& words, SegmentSource s
 
 Failure counted_twice(const Adapter& adapter) {
     return {ExitStatus::failure, "unstable",
-            fmt::format("allocations of GPU {} vanished while they were read; sums are too high", adapter.slot),
+            fmt::format("allocations of GPU {} were freed while they were read; sums are too high", adapter.slot),
             "try again"};
 }
 

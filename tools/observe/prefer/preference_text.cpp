@@ -22,10 +22,10 @@ std::string why_no_value(const std::string& what, const std::string& text, std::
         return fmt::format("{} has {} bytes; the preference file holds {}", what, text.size(), limit);
     }
     if (is_blank(text.front()) || is_blank(text.back())) {
-        return what + " begins or ends with a blank, which the preference file does not keep";
+        return what + " begins or ends with white space, which the preference file does not keep";
     }
     if (text.find('\n') != std::string::npos) {
-        return what + " holds a line break, which the preference file cannot carry";
+        return what + " holds a line break, which the preference file cannot hold";
     }
     if (text.find(';') != std::string::npos) {
         return what + " holds a \";\", which begins a comment in the preference file";

@@ -15,7 +15,7 @@ namespace kt3::observe {
 [[nodiscard]] std::string application_name(std::string_view path);
 
 // Why the file could not give the path, or the name that follows from it, back as it was; empty when it can. The file
-// ends a value at a ";", a name at a "]" and a line at a newline, trims blanks, and its fields hold 63 and 511 bytes.
+// ends a value at a ";", a name at a "]" and a line at a newline, trims spaces, and its fields hold 63 and 511 bytes.
 [[nodiscard]] std::string why_not_storable(const std::string& path);
 
 // The same for the display name of the preferred GPU: 15 bytes.

@@ -43,7 +43,7 @@ void check_number(Checked& checked, const char* what, const std::function<void()
     try {
         read();
     } catch (const std::invalid_argument&) {
-        checked.add("bad_number", fmt::format("{} is no number", what));
+        checked.add("bad_number", fmt::format("{} is not a number", what));
     } catch (const std::out_of_range&) {
         checked.add("bad_number", fmt::format("{} does not fit 32 bits", what));
     }
@@ -67,7 +67,7 @@ void check_address(Checked& checked, const DumpCalls& calls, const std::string& 
     if (!contains(line, key)) {
         checked.add("missing_key", fmt::format("'{}' is missing", key));
     } else if (!number) {
-        checked.add("bad_number", "the address is no hexadecimal number");
+        checked.add("bad_number", "the address is not a hexadecimal number");
     } else if (*number > std::numeric_limits<std::int32_t>::max() ||
                *number < std::numeric_limits<std::int32_t>::min()) {
         checked.add("big_address", "the address does not fit the 32 bits of exported rows");
@@ -158,7 +158,7 @@ std::optional<std::int64_t> node_number(const DumpCalls& calls, const std::strin
         number = leading_number(calls.extractValue(node, key), base);
         const bool fits = number && *number >= 0 && (base == 16 || *number <= std::numeric_limits<std::int32_t>::max());
         if (!fits) {
-            checked.add("bad_number", fmt::format("'{}' is no number in its range", key));
+            checked.add("bad_number", fmt::format("'{}' is not a number in its range", key));
             number.reset();
         }
     } catch (const std::out_of_range&) { // "=" is the last character

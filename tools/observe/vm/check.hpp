@@ -12,8 +12,8 @@ namespace kt3::observe {
 constexpr std::size_t kPieceSize = 511;
 constexpr std::size_t kFieldSize = 47; // of the library's text fields
 
-// A number as the library reads it: white space and a sign in front, anything behind. Nothing when there is none or it
-// does not fit 64 bits.
+// A number as the library reads it: white space and a sign before it, anything after it. Nothing when there is none or
+// it does not fit 64 bits.
 [[nodiscard]] std::optional<std::int64_t> leading_number(const std::string& text, int base);
 
 // What is wrong with the process id in a client's info file.

@@ -23,7 +23,7 @@ namespace kt3::observe {
 #define KT3_STRING "NSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE"
 
 struct DumpCalls {
-// NOLINTNEXTLINE(bugprone-macro-parentheses): the name of the member is no expression
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the name of a member is not an expression
 #define KT3_MEMBER(name, symbol) decltype(&::name) name = nullptr
     KT3_DUMP_CALLS(KT3_MEMBER);
 #undef KT3_MEMBER

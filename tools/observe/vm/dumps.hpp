@@ -14,7 +14,7 @@ constexpr int kLevels = 3;
 // One page-table entry.
 struct TableEntry {
     std::int64_t address = 0;
-    std::int32_t address_known = 0; // 0 when its text is no number
+    std::int32_t address_known = 0; // 0 when its text is not a number
     std::int32_t level = 0;
     std::int32_t index = 0;
     std::int32_t parent = -1; // position among the entries of the level above; -1 when it has none
@@ -63,7 +63,7 @@ struct VmNode {
 struct DumpFault {
     std::string entry; // directory of the client or allocation
     std::string file;  // where it stands
-    int line = 0;      // 0 when it is no matter of a line
+    int line = 0;      // 0 when it does not concern one line
     std::string code;  // one word for scripts
     std::string message;
 };

@@ -5,7 +5,7 @@
 
 namespace kt3::observe {
 
-// Sub-table entries behind each other in one table, whose indexes count up by one and whose addresses grow by the same
+// Consecutive sub-table entries of one table, whose indexes count up by one and whose addresses grow by the same
 // step.
 struct PageRun {
     const PageEntry* first;

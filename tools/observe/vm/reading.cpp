@@ -25,7 +25,7 @@ constexpr MessageKind kDropped = data_kind(9); // no client after all
 constexpr MessageKind kNodes = data_kind(0);
 
 std::optional<std::string> file_text(const std::string& path) {
-    const Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const support::Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file) {
         return std::nullopt;
     }
@@ -131,7 +131,7 @@ private:
         }
     }
 
-    // A client that ends between the listing and the reading is no fault.
+    // A client that ends between the listing and the reading is not a fault.
     static bool unreadable(const std::string& client, const std::string& path, Sender& sender) {
         const int error = errno;
         if (error == ENOENT && ::access((std::string(kDumpDirectory) + "/devices/" + client).c_str(), F_OK) != 0) {
@@ -145,7 +145,8 @@ private:
 
     bool read_owner(const std::string& client, std::string& info, data_vectors& record, Sender& sender) {
         stage(sender, "info");
-        if (!Fd(::open(info.c_str(), O_RDONLY | O_CLOEXEC)) || calls_.get_Pid_info(&record, info.data()) != 0) {
+        if (!support::Fd(::open(info.c_str(), O_RDONLY | O_CLOEXEC)) ||
+            calls_.get_Pid_info(&record, info.data()) != 0) {
             return unreadable(client, info, sender);
         }
         const std::string pid = text_of(record.pid);
@@ -175,7 +176,7 @@ private:
     void read_dump(const std::string& client, std::string& dump, data_vectors& record, Sender& sender) {
         stage(sender, "vm_info");
         try {
-            if (!Fd(::open(dump.c_str(), O_RDONLY | O_CLOEXEC)) ||
+            if (!support::Fd(::open(dump.c_str(), O_RDONLY | O_CLOEXEC)) ||
                 calls_.get_pagetable_info(&record, dump.data()) != 0) {
                 unreadable(client, dump, sender);
                 return;
@@ -281,7 +282,7 @@ PageTables read_page_tables(const Library& library, double timeout) {
     };
     walk_entries(library, work, timeout, read.findings);
     for (VmClient& client : read.clients) {
-        if (!client.read) { // what arrived before its reader was ended is no whole
+        if (!client.read) { // what arrived before its reader was ended is incomplete
             std::for_each(std::begin(client.tables), std::end(client.tables), [](auto& all) { all.clear(); });
             std::for_each(std::begin(client.pages), std::end(client.pages), [](auto& all) { all.clear(); });
         }

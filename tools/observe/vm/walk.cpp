@@ -35,14 +35,14 @@ void become_reader(bool verbose) {
         ::signal(signal, SIG_DFL);
     }
     if (!verbose) {
-        const Fd nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+        const support::Fd nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
         ::dup2(nowhere.get(), STDOUT_FILENO);
         ::dup2(nowhere.get(), STDERR_FILENO);
     }
 }
 
 std::vector<std::string> list_entries(const EntryWork& work, Sender& sender) {
-    const Dir listing(::opendir((std::string(kDumpDirectory) + '/' + work.folder).c_str()));
+    const support::Dir listing(::opendir((std::string(kDumpDirectory) + '/' + work.folder).c_str()));
     if (!listing) {
         sender.send(MessageKind::refused, std::to_string(errno));
         ::_exit(0);
@@ -96,8 +96,8 @@ public:
         if (::pipe2(ends, O_CLOEXEC) != 0) {
             throw Failure{ExitStatus::failure, "process", fmt::format("no pipe: {}", std::strerror(errno))};
         }
-        pipe_ = Fd(ends[0]);
-        const Fd sending(ends[1]);
+        pipe_ = support::Fd(ends[0]);
+        const support::Fd sending(ends[1]);
         std::fflush(nullptr);
         child_ = ::fork();
         if (child_ == 0) {
@@ -152,7 +152,7 @@ private:
     }
 
     double timeout_;
-    Fd pipe_;
+    support::Fd pipe_;
     pid_t child_ = -1;
     Clock::time_point deadline_;
 };
@@ -187,7 +187,7 @@ public:
     }
 
 private:
-    // Until the child is done, or until it ended or was ended within an entry; the next job goes on behind that.
+    // Until the child is done, or until it ended or was ended within an entry; the next job goes on after that.
     void run_job() {
         Reader reader(work_, job_, library_.words.verbose, timeout_);
         at_ = 0;
@@ -244,7 +244,7 @@ private:
             throw Failure{ExitStatus::failure, "timeout",
                           fmt::format("listing {}/{} took longer than {} s", kDumpDirectory, work_.folder, timeout_)};
         }
-        add("timeout", fmt::format("no end of {} within {} s", stage_.empty() ? "reading" : stage_, timeout_));
+        add("timeout", fmt::format("timed out after {} s reading {}", timeout_, stage_.empty() ? "its entry" : stage_));
         go_on_behind(at_, false);
     }
 

@@ -7,7 +7,7 @@
 
 namespace kt3::output {
 
-// The tables of a client with what hangs below them, two blanks deeper for each level.
+// The tables of a client with what stands below them, two spaces deeper for each level.
 [[nodiscard]] std::string tree_text(const observe::VmClient& client, bool color);
 
 } // namespace kt3::output

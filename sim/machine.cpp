@@ -2,6 +2,7 @@
 
 #include "refusals.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
@@ -16,6 +17,7 @@ constexpr std::uint16_t kUsualOlderDevice = 0x5C01;
 constexpr std::uint16_t kUsualNewerDevice = 0x5C0E;
 constexpr std::uint16_t kUsualForeignDevice = 0x2204;
 constexpr int kFirstRenderMinor = 128;
+constexpr std::size_t kLongestCommandName = 15; // as the kernel cuts it
 
 [[gnu::format(printf, 1, 2)]] std::string format(const char* pattern, ...) {
     std::array<char, 1024> buffer{};
@@ -190,6 +192,26 @@ void Machine::refuse(std::string_view path) const {
 
 void Machine::link(std::string_view path, std::string_view target) const {
     write_link(real(path), target);
+}
+
+void Machine::process(const ProcessFacts& facts) const {
+    const std::string folder = format("/proc/%u/", facts.pid);
+    const std::string_view first = facts.command_line.substr(0, facts.command_line.find('\0'));
+    std::string name(first.substr(first.rfind('/') + 1).substr(0, kLongestCommandName));
+    std::replace(name.begin(), name.end(), '\n', '?'); // the kernel writes no line end there either
+    if (!facts.command_line.empty()) {
+        file(folder + "cmdline", facts.command_line);
+    }
+    file(folder + "status", format("Name:\t%s\nState:\t%c\nTgid:\t%u\nPid:\t%u\nPPid:\t%u\nUid:\t%u\t%u\t%u\t%u\n"
+                                   "Gid:\t%u\t%u\t%u\t%u\n",
+                                   name.c_str(), facts.state, facts.pid, facts.pid, facts.parent, facts.user,
+                                   facts.user, facts.user, facts.user, facts.user, facts.user, facts.user, facts.user));
+    // Fields 4 to 21 stand for nothing here; the 22nd is the start time.
+    file(folder + "stat",
+         format("%u (%s) %c %u 1 1 0 -1 4194304 0 0 0 0 0 0 0 0 20 0 1 0 %llu 0 0\n", facts.pid, name.c_str(),
+                facts.state, facts.parent, static_cast<unsigned long long>(facts.start_time)));
+    file(folder + "cgroup",
+         format("0::%.*s\n", static_cast<int>(facts.control_group.size()), facts.control_group.data()));
 }
 
 Adapter Machine::adapter(std::string_view bdf, Family family, AdapterOptions options) {

@@ -2,6 +2,7 @@
 // A machine made of files: writes what the kernel and the drivers of the graphics adapters publish into a folder, at
 // the places where they publish it. The path shim makes programs find that folder there.
 
+#include "failing_nodes.hpp"
 #include "moving_nodes.hpp"
 
 #include <cstdint>
@@ -22,6 +23,17 @@ struct AdapterOptions {
     std::uint16_t device = 0; // 0: a usual device of the family
     std::uint16_t vendor = 0; // 0: the vendor of the family
     int card = -1;            // -1: the next free card number
+};
+
+// What /proc says of a process that the machine invents.
+struct ProcessFacts {
+    std::uint32_t pid = 0;
+    std::string_view command_line; // arguments end in zero bytes; empty: no file of it
+    char state = 'S';              // as in /proc/PID/status: R, S, D, T or Z
+    std::uint32_t parent = 1;
+    std::uint32_t user = 1000;
+    std::string_view control_group = "/user.slice/user-1000.slice/session-2.scope";
+    std::uint64_t start_time = 500'000; // clock ticks after boot; tells a reused pid from the old one
 };
 
 struct Machine;
@@ -75,8 +87,18 @@ struct Machine {
     void directory(std::string_view path) const;
     // What this path names, a file or a whole folder, is there, but its user may not look at it; root neither.
     void refuse(std::string_view path) const;
+    // Reading what this path names takes so long; kForever: it never answers.
+    void slow(std::string_view path, std::int64_t milliseconds) const {
+        add_slow_node(root, std::string(path), milliseconds);
+    }
+    // From the how manyth reading on what this path names cannot be opened for reading any more.
+    void lose(std::string_view path, std::uint32_t first_lost, int error) const {
+        add_lost_node(root, std::string(path), first_lost, error);
+    }
     // The numbers that move advance by this with each reading of one, not with the clock.
     void step_time(std::int64_t milliseconds) const { step_moving_numbers(root, milliseconds); }
+    // Its cmdline, status, stat and cgroup files.
+    void process(const ProcessFacts& facts) const;
     // A link with its folders; `target` as it is to be read back.
     void link(std::string_view path, std::string_view target) const;
 

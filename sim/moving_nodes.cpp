@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -27,6 +28,7 @@ constexpr WaveformName kWaveforms[] = {
     {"triangle", Waveform::triangle},
     {"square", Waveform::square},
     {"count", Waveform::count},
+    {"ramp", Waveform::ramp},
 };
 
 constexpr char kStepClock[] = "clock step ";
@@ -77,6 +79,40 @@ void append(const std::string& root, const std::string& line) {
     }
 }
 
+// Engine usages and frame counters, which drivers keep up while accounting is switched on.
+constexpr std::string_view kAccounted[] = {"engine_3d_usage",  "engine_vcp_usage", "engine_vcp_info",
+                                           "engine_vpp_usage", "fps_count",        "rxa_blt_scn_cnt"};
+constexpr std::string_view kAccountedKey = "GPU Use Rate(";
+constexpr std::string_view kPages = "/proc/gpuinfo_";
+
+bool is_accounted(const MovingNumber& number) {
+    const std::string name = std::filesystem::path(number.path).filename();
+    return number.key.starts_with(kAccountedKey) ||
+           std::find(std::begin(kAccounted), std::end(kAccounted), name) != std::end(kAccounted);
+}
+
+// The folder of nodes of the adapter that the node or page belongs to.
+std::filesystem::path nodes_beside(const std::string& root, const std::string& path) {
+    if (!path.starts_with(kPages)) {
+        return std::filesystem::path(root + path).parent_path();
+    }
+    const std::string device = root + "/sys/class/drm/card" + path.substr(kPages.size()) + "/device/";
+    std::error_code ignored;
+    return device + (std::filesystem::exists(device + "wy_info", ignored) ? "wy_info" : "qn_info");
+}
+
+bool accounting_is_off(const std::string& root, const std::string& path) {
+    std::ifstream node(nodes_beside(root, path) / "enable_usage");
+    int state = 1; // of an adapter without the node
+    node >> state;
+    return node && state == 0;
+}
+
+std::int64_t since_first_reading(MachineState& state, std::int64_t now) {
+    std::int64_t first = 0;
+    return state.first_reading_ms.compare_exchange_strong(first, now) ? 0 : now - first;
+}
+
 std::int64_t time_now(const MovingList& list, MachineState& state) {
     if (list.step_ms != 0) {
         return list.step_ms * static_cast<std::int64_t>(state.moving_steps.fetch_add(1) + 1);
@@ -113,6 +149,12 @@ void step_moving_numbers(const std::string& root, std::int64_t milliseconds) {
     append(root, kStepClock + std::to_string(milliseconds));
 }
 
+void take_up_moving_numbers(const std::string& root) {
+    if (MachineState* state = machine_state(root)) {
+        state->moving.store(static_cast<std::uint32_t>(read_list(root).numbers.size()));
+    }
+}
+
 std::int64_t moving_value(const MovingNumber& number, std::int64_t time_ms) {
     const std::int64_t phase = time_ms % number.period_ms;
     switch (number.waveform) {
@@ -121,6 +163,9 @@ std::int64_t moving_value(const MovingNumber& number, std::int64_t time_ms) {
         return number.lowest + time_ms / number.period_ms * number.highest + phase * number.highest / number.period_ms;
     case Waveform::square:
         return phase * 2 < number.period_ms ? number.lowest : number.highest;
+    case Waveform::ramp:
+        return number.lowest +
+               (number.highest - number.lowest) * std::min(time_ms, number.period_ms) / number.period_ms;
     case Waveform::triangle:
         break;
     }
@@ -162,9 +207,15 @@ void refresh_moving_file(const std::string& root, const char* simulated_path) {
         std::ifstream in(file, std::ios::binary);
         const bool there = in.is_open(); // a node that was removed stays removed
         std::string text(std::istreambuf_iterator<char>(in), {});
-        const std::int64_t now = time_now(list, *machine_state(root));
+        MachineState& state = *machine_state(root);
+        const std::int64_t now = time_now(list, state);
+        const std::int64_t age = since_first_reading(state, now);
+        const bool off = accounting_is_off(root, path);
         for (const MovingNumber& number : list.numbers) {
-            text = number.path == path ? with_number(text, number.key, moving_value(number, now)) : text;
+            if (listed(number) && !(off && is_accounted(number))) {
+                const std::int64_t time = number.waveform == Waveform::ramp ? age : now;
+                text = with_number(text, number.key, moving_value(number, time));
+            }
         }
         if (there) {
             replace_text(file, text);

@@ -2,6 +2,7 @@
 // machine's folder.
 
 #include "driver_writes.hpp"
+#include "failing_nodes.hpp"
 #include "moving_nodes.hpp"
 #include "real_calls.hpp"
 #include "redirect.hpp"
@@ -45,6 +46,16 @@ void let_numbers_move(int directory, const char* path) {
     }
 }
 
+// What a file that is opened for reading comes to: 0 and where it is now, or the error number of a lost one.
+kt3::sim::Opening let_nodes_fail(int directory, const char* path) {
+    if (!kt3::sim::anything_fails(machine_root())) {
+        return {};
+    }
+    char buffer[kPathSize];
+    const char* name = kt3::sim::simulated_name_at(directory, path, buffer);
+    return name == nullptr ? kt3::sim::Opening{} : kt3::sim::open_failing_node(machine_root(), name);
+}
+
 // The simulated path when the open is one that hands text to a driver, else null.
 const char* written_node(int directory, const char* path, int flags, char* buffer) {
     if ((flags & O_ACCMODE) != O_WRONLY) {
@@ -67,6 +78,14 @@ int open_at(int directory, const char* path, int flags, mode_t mode) {
             return kt3::sim::open_for_driver(machine_root(), node, flags);
         }
         if ((flags & O_ACCMODE) == O_RDONLY && (flags & O_DIRECTORY) == 0) {
+            const kt3::sim::Opening opening = let_nodes_fail(directory, path);
+            if (opening.error != 0) {
+                errno = opening.error;
+                return -1;
+            }
+            if (!opening.instead.empty()) { // a driver that hangs does so for whoever does not want to wait, too
+                return real(AT_FDCWD, opening.instead.c_str(), flags & ~O_NONBLOCK, mode);
+            }
             let_numbers_move(directory, path);
         }
     }
@@ -89,6 +108,14 @@ FILE* open_stream(const char* path, const char* mode) {
             return file < 0 ? nullptr : ::fdopen(file, mode);
         }
         if (mode[0] == 'r' && std::strchr(mode, '+') == nullptr) {
+            const kt3::sim::Opening opening = let_nodes_fail(AT_FDCWD, path);
+            if (opening.error != 0) {
+                errno = opening.error;
+                return nullptr;
+            }
+            if (!opening.instead.empty()) {
+                return real(opening.instead.c_str(), mode);
+            }
             let_numbers_move(AT_FDCWD, path);
         }
     }

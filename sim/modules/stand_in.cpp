@@ -26,6 +26,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
@@ -110,13 +111,44 @@ void record_call(const char* name, int descriptor) {
 
 std::uint64_t g_samples_taken = 0; // drives the stepping clock
 
-std::uint64_t sample_time(const Behaviour& behaviour) {
+// Drivers count nothing while the accounting of the card is switched off.
+bool accounting_is_off(int descriptor) {
+    std::array<char, 64> link{};
+    std::array<char, 512> device{};
+    std::snprintf(link.data(), link.size(), "/proc/self/fd/%d", descriptor);
+    if (::readlink(link.data(), device.data(), device.size() - 1) < 0) {
+        return false;
+    }
+    const char* card = std::strstr(device.data(), "/dri/card");
+    if (card == nullptr) {
+        return false;
+    }
+    for (const char* folder : {"wy_info", "qn_info"}) {
+        const std::string node = machine_file("/sys/class/drm/card") + (card + std::strlen("/dri/card")) + "/device/" +
+                                 folder + "/enable_usage";
+        if (const kt3::support::File file(std::fopen(node.c_str(), "re")); file) {
+            return std::fgetc(file.get()) == '0';
+        }
+    }
+    return false;
+}
+
+std::uint64_t g_last_sample_time = 0;
+
+std::uint64_t clock_time(const Behaviour& behaviour) {
     if (behaviour.step != 0) {
         return ++g_samples_taken * behaviour.step;
     }
     timespec now{};
     ::clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000u + static_cast<std::uint64_t>(now.tv_nsec);
+}
+
+std::uint64_t sample_time(const Behaviour& behaviour, int descriptor) {
+    if (!accounting_is_off(descriptor)) {
+        g_last_sample_time = clock_time(behaviour);
+    }
+    return g_last_sample_time;
 }
 
 // A triangle between 100 - sway and 100 + sway percent.
@@ -130,8 +162,9 @@ std::uint32_t swinging(std::uint32_t value, std::uint64_t time, const Behaviour&
 }
 
 template<std::size_t N>
-void copy_swinging(const std::array<std::uint32_t, N>& values, std::uint32_t* words, const Behaviour& behaviour) {
-    const std::uint64_t time = sample_time(behaviour);
+void copy_swinging(const std::array<std::uint32_t, N>& values, std::uint32_t* words, const Behaviour& behaviour,
+                   int descriptor) {
+    const std::uint64_t time = sample_time(behaviour, descriptor);
     for (const std::uint32_t value : values) {
         *words++ = swinging(value, time, behaviour);
     }
@@ -145,7 +178,7 @@ void copy_swinging(const std::array<std::uint32_t, N>& values, std::uint32_t* wo
 [[maybe_unused]] int get_busy(const char* name, int descriptor, std::uint32_t* busy) {
     record_call(name, descriptor);
     const Behaviour behaviour = read_behaviour();
-    copy_swinging(behaviour.busy, busy, behaviour);
+    copy_swinging(behaviour.busy, busy, behaviour, descriptor);
     return 0;
 }
 
@@ -156,7 +189,7 @@ void copy_swinging(const std::array<std::uint32_t, N>& values, std::uint32_t* wo
         return -1;
     }
     const Behaviour behaviour = read_behaviour();
-    copy_swinging(behaviour.busy_ext, busy + 1, behaviour);
+    copy_swinging(behaviour.busy_ext, busy + 1, behaviour, descriptor);
     return 0;
 }
 
@@ -169,7 +202,7 @@ struct FrameSample {
 [[maybe_unused]] int count_frames(const char* name, int descriptor, FrameSample* sample) {
     record_call(name, descriptor);
     const Behaviour behaviour = read_behaviour();
-    sample->timestamp = sample_time(behaviour);
+    sample->timestamp = sample_time(behaviour, descriptor);
     const std::uint64_t milliseconds = sample->timestamp / 1'000'000u;
     sample->first = behaviour.frames[0] * milliseconds / 1000;
     sample->second = static_cast<std::int64_t>(behaviour.frames[1] * milliseconds / 1000);
@@ -192,7 +225,7 @@ struct FrameSample {
 [[maybe_unused]] int get_bandwidth(const char* name, int descriptor, std::uint32_t* words) {
     record_call(name, descriptor);
     const Behaviour behaviour = read_behaviour();
-    copy_swinging(behaviour.bandwidth, words, behaviour);
+    copy_swinging(behaviour.bandwidth, words, behaviour, descriptor);
     return 0;
 }
 

@@ -1,15 +1,19 @@
 // kt3-sim: runs programs on a simulated machine.
 
 #include "driver_writes.hpp"
+#include "failing_nodes.hpp"
 #include "runner/options.hpp"
 #include "runner/run.hpp"
 #include "scenes/scenes.hpp"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <stdexcept>
+#include <sys/stat.h>
+#include <system_error>
 
 namespace {
 
@@ -62,14 +66,31 @@ int run_scene(const Scene& scene, const std::vector<std::string>& command) {
         command);
 }
 
+// As std::filesystem::copy with links kept, which gives up at a FIFO: one of those makes a node that never answers.
+void copy_machine(const std::filesystem::path& from, const std::filesystem::path& to) {
+    namespace fs = std::filesystem;
+    for (auto entry = fs::recursive_directory_iterator(from); entry != fs::recursive_directory_iterator(); ++entry) {
+        const fs::path target = to / entry->path().lexically_relative(from);
+        if (entry->is_symlink()) {
+            fs::copy_symlink(entry->path(), target);
+        } else if (entry->is_directory()) {
+            fs::create_directory(target, entry->path());
+        } else if (!entry->is_fifo()) {
+            fs::copy_file(entry->path(), target);
+        } else if (::mkfifo(target.c_str(), 0666) != 0) {
+            throw fs::filesystem_error("cannot make a FIFO", target, std::error_code(errno, std::generic_category()));
+        }
+    }
+    take_up_failing_nodes(to);
+    take_up_moving_numbers(to);
+}
+
 // Runs on a copy, so that what the command changes does not meet the next run.
 int run_folder(const std::filesystem::path& written, const std::vector<std::string>& command) {
     if (!std::filesystem::is_directory(written / "sys")) {
         throw std::runtime_error("'" + written.string() + "' does not hold a machine: there is no sys below it");
     }
-    constexpr auto kWhole = std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks;
-    return run_machine([&](const std::filesystem::path& folder) { std::filesystem::copy(written, folder, kWhole); },
-                       command);
+    return run_machine([&](const std::filesystem::path& folder) { copy_machine(written, folder); }, command);
 }
 
 bool is_folder(const std::string& name) {

@@ -47,7 +47,7 @@ TEST(Waveforms, CountsGrowWithTime) {
     EXPECT_EQ(moving_value(nanoseconds, 4'000'000'000'123), 4'000'000'000'123'000'000);
 }
 
-TEST(MovingText, ReplacesTheNumberBehindTheKeyOnly) {
+TEST(MovingText, ReplacesTheNumberAfterTheKeyOnly) {
     EXPECT_EQ(with_number("41 *C\n", "", 70), "70 *C\n");
     EXPECT_EQ(with_number("3600 60\n", " ", 7), "3600 7\n");
     EXPECT_EQ(with_number("GPU Use Rate(3d) : 2\nnext 5\n", "GPU Use Rate(3d) : ", 88),
@@ -89,6 +89,33 @@ TEST_F(MovingNodes, TemperatureAndPagesMoveToo) {
     kernel.machine().step_time(1000);
     EXPECT_EQ(read(adapter.hwmon_path("temp1_input")), "50 *C\n");
     EXPECT_EQ(read("/proc/gpuinfo_0"), "A : 1\nB : 20\n");
+}
+
+TEST_F(MovingNodes, ARampEndsAtItsHighestAndCountsFromTheFirstReading) {
+    adapter.node("free_fb_mem", "1\n").moving_node("free_fb_mem", Waveform::ramp, 4000, 0, 1000);
+    kernel.machine().step_time(500);
+    EXPECT_EQ(read(adapter.node_path("free_fb_mem")), "4000\n");
+    EXPECT_EQ(read(adapter.node_path("free_fb_mem")), "2000\n");
+    EXPECT_EQ(read(adapter.node_path("free_fb_mem")), "0\n");
+    EXPECT_EQ(read(adapter.node_path("free_fb_mem")), "0\n");
+}
+
+TEST_F(MovingNodes, UsageAndFramesStandStillWhileAccountingIsOff) {
+    adapter.node("engine_3d_usage", "7\n").moving_node("engine_3d_usage", Waveform::count, 0, 10, 1000);
+    adapter.node("fps_count", "5 5\n").moving_node("fps_count", Waveform::count, 0, 10, 1000);
+    adapter.node("eclk", "1\n").moving_node("eclk", Waveform::count, 0, 10, 1000);
+    adapter.proc_page("GPU Use Rate(3d) : 9\nRealtime Temperature : 1\n");
+    adapter.moving_page("GPU Use Rate(3d) : ", Waveform::count, 0, 10, 1000);
+    adapter.moving_page("Realtime Temperature : ", Waveform::count, 0, 10, 1000);
+    adapter.node("enable_usage", "0\n");
+    kernel.machine().step_time(1000);
+    EXPECT_EQ(read(adapter.node_path("engine_3d_usage")), "7\n");
+    EXPECT_EQ(read(adapter.node_path("fps_count")), "5 5\n");
+    EXPECT_EQ(read(adapter.node_path("eclk")), "30\n");
+    EXPECT_EQ(read("/proc/gpuinfo_0"), "GPU Use Rate(3d) : 9\nRealtime Temperature : 40\n");
+    adapter.node("enable_usage", "1\n");
+    EXPECT_EQ(read(adapter.node_path("engine_3d_usage")), "50\n");
+    EXPECT_EQ(read("/proc/gpuinfo_0"), "GPU Use Rate(3d) : 60\nRealtime Temperature : 60\n");
 }
 
 TEST_F(MovingNodes, OthersStayAsPublishedAndMissingOnesStayAway) {

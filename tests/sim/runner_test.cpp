@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -211,6 +212,20 @@ TEST_F(Runner, RunsOnACopyOfAMachineThatWasWrittenOutAndChanged) {
     EXPECT_EQ(shell(tree, "echo 5 >" + seen + "; cat " + seen).out, "5\n");
     EXPECT_EQ(read_file(node), "777\n") << "the next run begins as this one did";
     EXPECT_EQ(shell(tree, "ls $KT3_SIM_ROOT/lib | grep -c keinterface; kt3-sim log").status, 0);
+    EXPECT_THAT(left_behind(), IsEmpty());
+}
+
+TEST_F(Runner, TakesUpWhatSomebodyAddedToAMachine) {
+    const fs::path tree = folder / "tree";
+    EXPECT_EQ(run({"tree", "idle", tree}).status, 0);
+    const std::string node = "/sys/bus/pci/devices/0000:03:00.0/wy_info/";
+    std::ofstream(tree / "lost-nodes") << node << "eclk\t1\t19\n";
+    std::ofstream(tree / "moving-nodes") << node << "vclk\t\tramp\t5\t5\t1000\n";
+    EXPECT_EQ(shell(tree, "cat " + node + "vclk; cat " + node + "eclk 2>/dev/null || echo lost").out, "5\nlost\n");
+    const fs::path clock = tree / "sys/devices/pci0000:00/0000:03:00.0/wy_info/coreclk";
+    fs::remove(clock);
+    ASSERT_EQ(::mkfifo(clock.c_str(), 0600), 0);
+    EXPECT_EQ(shell(tree, "test -p " + node + "coreclk && echo FIFO").out, "FIFO\n");
     EXPECT_THAT(left_behind(), IsEmpty());
 }
 

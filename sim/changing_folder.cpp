@@ -28,8 +28,8 @@ std::vector<ComingEntries> read_rules(const char* root, const std::string& folde
     if (!std::getline(in, changing) || changing != folder) {
         return rules;
     }
-    for (ComingEntries rule;
-         in >> rule.every >> rule.count >> rule.stay >> rule.unread >> rule.first_name >> rule.page;) {
+    for (ComingEntries rule; in >> rule.every >> rule.from >> rule.until >> rule.count >> rule.stay >> rule.unread >>
+                             rule.first_name >> rule.page;) {
         rule.page = with_replaced(rule.page, '|', "\n");
         rules.push_back(rule);
     }
@@ -37,13 +37,13 @@ std::vector<ComingEntries> read_rules(const char* root, const std::string& folde
 }
 
 bool comes_at(const ComingEntries& rule, std::uint32_t listing) {
-    return (listing - 1) % rule.every == 0;
+    return listing >= rule.from && listing <= rule.until && (listing - rule.from) % rule.every == 0;
 }
 
 // Calls `act` with the name of each entry that came at this listing.
 template<typename Act>
 void for_entries_of(const ComingEntries& rule, std::uint32_t listing, Act act) {
-    const std::uint32_t first = rule.first_name + (listing - 1) / rule.every * rule.count;
+    const std::uint32_t first = rule.first_name + (listing - rule.from) / rule.every * rule.count;
     for (std::uint32_t at = 0; at < rule.count; ++at) {
         act(std::to_string(first + at));
     }
@@ -74,8 +74,8 @@ void make_changing(const std::string& root, const std::string& simulated_folder,
     std::ofstream out(private_path(root, kFile));
     out << simulated_folder << '\n';
     for (const ComingEntries& rule : rules) {
-        out << rule.every << ' ' << rule.count << ' ' << rule.stay << ' ' << rule.unread << ' ' << rule.first_name
-            << ' ' << with_replaced(rule.page, '\n', "|") << '\n';
+        out << rule.every << ' ' << rule.from << ' ' << rule.until << ' ' << rule.count << ' ' << rule.stay << ' '
+            << rule.unread << ' ' << rule.first_name << ' ' << with_replaced(rule.page, '\n', "|") << '\n';
     }
     state->changing_folders.store(1);
 }

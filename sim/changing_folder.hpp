@@ -8,10 +8,12 @@
 
 namespace kt3::sim {
 
-// At listing 1 and every `every` listings from there, `count` entries appear. Each is a folder that holds the text
-// file "info", and is named by a number: `first_name`, then counting up.
+// At listing `from` and every `every` listings from there to listing `until`, `count` entries appear. Each is a folder
+// that holds the text file "info", and is named by a number: `first_name`, then counting up.
 struct ComingEntries {
     std::uint32_t every = 1;
+    std::uint32_t from = 1;
+    std::uint32_t until = UINT32_MAX;
     std::uint32_t count = 1;
     std::uint32_t stay = 0; // listings until they go again; 0: they stay for ever
     bool unread = false;    // they go as soon as they are listed, before anybody can open them

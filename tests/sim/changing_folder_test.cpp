@@ -70,6 +70,15 @@ TEST(ChangingFolder, TakesEntriesAwayAfterTheirStay) {
     EXPECT_THAT(listing(), ElementsAre("2"));
 }
 
+TEST(ChangingFolder, GainsEntriesFromOneListingToAnother) {
+    FakeKernel kernel;
+    change(kernel, {{.from = 2, .until = 3, .first_name = 1, .page = "handle=@\n"}});
+    EXPECT_THAT(listing(), IsEmpty());
+    EXPECT_THAT(listing(), ElementsAre("1"));
+    EXPECT_THAT(listing(), ElementsAre("1", "2"));
+    EXPECT_THAT(listing(), ElementsAre("1", "2"));
+}
+
 TEST(ChangingFolder, NamesEntriesThatAreGoneBeforeTheyCanBeOpened) {
     FakeKernel kernel;
     change(kernel, {{.every = 2, .unread = true, .first_name = 5, .page = "handle=@\n"}});

@@ -93,7 +93,7 @@ constexpr Published kHeaps[] = {
     {"heaps/heap_pcie_snoop/info",   "Total segment size:  1073741824\nKMD used segment memory:  2097152\n"},
 };
 
-// Behind the "Device ID" line, which names the chip.
+// After the "Device ID" line, which names the chip.
 constexpr char kNewerPage[] =
     "Driver Version : 25.00.46\n"
     "Firmware Version : 8.15.1.5\n"
@@ -194,6 +194,7 @@ Adapter add_newer(Machine& machine, std::string_view bdf, AdapterOptions options
     adapter.debugfs_info("VA=1\nDriver=wy\nBuild=release\n").proc_page(page_of(options.device, kNewerPage));
     adapter.driver_version("wy 25.0.46 20240318 Graphics driver of the newer family\n");
     adapter.pci_file("current_link_width", "16\n").pci_file("current_link_speed", "8.0 GT/s PCIe\n");
+    adapter.pci_file("power/runtime_status", "active\n");
     adapter.connector("HDMI-A-1", "connected\n").connector("DP-1").connector("VGA-1");
     return adapter;
 }
@@ -211,6 +212,7 @@ Adapter add_older(Machine& machine, std::string_view bdf, AdapterOptions options
     adapter.debugfs_info("VA=0\nDriver=qn\nBuild=release\n").proc_page(page_of(options.device, kOlderPage));
     adapter.driver_version("qn 21.0.33 20210902 Graphics driver of the older family\n");
     adapter.pci_file("current_link_width", "8\n").pci_file("current_link_speed", "5.0 GT/s PCIe\n");
+    adapter.pci_file("power/runtime_status", "active\n");
     adapter.connector("HDMI-A-1", "connected\n").connector("VGA-1");
     return adapter;
 }

@@ -10,6 +10,10 @@ namespace kt3::sim {
 void build_busy(Machine& machine);
 // One process gains three allocations of one shape with each listing; those of the others come and go.
 void build_leak(Machine& machine);
+// A process that leaks from the sixth listing to the twenty-fifth and not before or after.
+void build_moving_leak(Machine& machine);
+// Allocations and the adapter's used memory grow until it is full, within a minute.
+void build_filling(Machine& machine);
 // The older family: heap pages, one of them with more than 4 GiB, and allocations.
 void build_old_family_heaps(Machine& machine);
 // Seven segments in the "segment_info" node.

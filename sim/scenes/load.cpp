@@ -33,6 +33,11 @@ void heat(Adapter& adapter, std::int64_t lowest, std::int64_t highest, std::int6
 
 } // namespace
 
+void put_to_work(Adapter& adapter, std::int64_t lowest_percent, std::int64_t highest_percent, std::int64_t frames) {
+    use_3d(adapter, lowest_percent, highest_percent, 6 * kSecond);
+    count_frames(adapter, frames, frames / 2);
+}
+
 // Clocks follow the scene on screen within seconds, heat and memory much later.
 void build_game(Machine& machine) {
     Adapter adapter = add_newer(machine, "0000:03:00.0");

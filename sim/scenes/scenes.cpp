@@ -3,6 +3,8 @@
 #include "scenes/adapters.hpp"
 #include "scenes/allocations.hpp"
 #include "scenes/load.hpp"
+#include "scenes/owners.hpp"
+#include "scenes/trouble.hpp"
 #include "scenes/vm_scenes.hpp"
 
 namespace kt3::sim {
@@ -115,6 +117,15 @@ constexpr Scene kScenes[] = {
     {"leak",             "one process whose allocations grow each time anybody looks",             build_leak},
     {"old-family-heaps", "the older family with heap pages, one above 4 GiB, and allocations",     build_old_family_heaps},
     {"segment-node",     "seven segments in the driver's node",                                    build_segment_node},
+    {"moving-leak",      "a process that leaks for some time and then no more",                    build_moving_leak},
+    {"filling",          "memory that grows until the adapter is full",                            build_filling},
+    {"containers",       "memory of processes in containers, pods, jobs and units",                build_containers},
+    {"orphans",          "memory of processes that ended, or that are stopped",                    build_orphans},
+    {"hung-node",        "one adapter with a node that never answers",                             build_hung_node},
+    {"hung-debugfs",     "one adapter with an allocation that never answers",                      build_hung_debugfs},
+    {"lost-adapter",     "one adapter that is lost after some readings",                           build_lost_adapter},
+    {"three-gpus",       "three adapters at work",                                                 build_three_gpus},
+    {"suspended",        "one adapter at work and one that sleeps",                                build_suspended},
     {"churn",            "allocations that vanish while they are read",                            build_churn},
     {"big",              "ten thousand allocations",                                               build_big},
 };

@@ -39,6 +39,53 @@ std::vector<unsigned> devices_of(std::string_view scene) {
     return devices;
 }
 
+TEST(ThreeGpusScene, HasThreeAdaptersWithMovingCounters) {
+    EXPECT_THAT(devices_of("three-gpus"), ElementsAre(0x5C0E, 0x5C01, 0x5C05));
+}
+
+TEST(SuspendedScene, HasAnAdapterThatSleeps) {
+    FakeKernel kernel;
+    build(kernel, "suspended");
+    EXPECT_EQ(kernel.text("/sys/bus/pci/devices/0000:03:00.0/power/runtime_status"), "active\n");
+    EXPECT_EQ(kernel.text("/sys/bus/pci/devices/0000:07:00.0/power/runtime_status"), "suspended\n");
+}
+
+TEST(LostAdapterScene, AnswersForSomeTimeOnly) {
+    FakeKernel kernel;
+    build(kernel, "lost-adapter");
+    const char* node = "/sys/bus/pci/devices/0000:03:00.0/wy_info/eclk";
+    const int first = ::open(node, O_RDONLY | O_CLOEXEC);
+    EXPECT_GE(first, 0);
+    ::close(first);
+    int error = 0;
+    for (int reading = 0; reading < 1000 && error == 0; ++reading) {
+        errno = 0;
+        const int file = ::open(node, O_RDONLY | O_CLOEXEC);
+        error = file < 0 ? errno : 0;
+        ::close(file);
+    }
+    EXPECT_EQ(error, ENODEV);
+}
+
+TEST(ContainersScene, SaysInWhichGroupEachProcessIs) {
+    FakeKernel kernel;
+    build(kernel, "containers");
+    EXPECT_THAT(kernel.text("/proc/42001/cgroup"), HasSubstr("0::/system.slice/docker-d0c4e1ab5e5500"));
+    EXPECT_THAT(kernel.text("/proc/42005/cgroup"), HasSubstr("pod0a1b2c3d_4e5f_6071_8293_a4b5c6d7e8f9"));
+    EXPECT_THAT(kernel.text("/proc/42008/cgroup"), HasSubstr("job_1234"));
+    EXPECT_THAT(kernel.text("/proc/42005/status"), HasSubstr("Name:\tserve\nState:\tS\n"));
+    EXPECT_THAT(kernel.text("/proc/42005/status"), HasSubstr("Uid:\t65534\t"));
+    EXPECT_THAT(kernel.text("/proc/42005/stat"), HasSubstr("42005 (serve) S 1 "));
+}
+
+TEST(OrphansScene, HasProcessesOfEveryUnhealthyState) {
+    FakeKernel kernel;
+    build(kernel, "orphans");
+    EXPECT_THAT(kernel.text("/proc/43002/status"), HasSubstr("State:\tZ\n"));
+    EXPECT_THAT(kernel.text("/proc/43003/status"), HasSubstr("State:\tT\n"));
+    EXPECT_THAT(kernel.text("/proc/43004/status"), HasSubstr("State:\tD\n"));
+}
+
 TEST(Scenes, HaveDistinctNamesAndOneLineEach) {
     std::set<std::string_view> names;
     for (const auto& scene : kt3::sim::scenes()) {

@@ -1,13 +1,15 @@
 // kt3 prefer: which GPU an application should run on. No adapter is bound: binding forgets the loaded preferences.
 
 #include "kt3/adapter_choice.hpp"
+#include "kt3/adapter_table.hpp"
 #include "kt3/command_table.hpp"
 #include "kt3/input.hpp"
 #include "kt3/option_checks.hpp"
 #include "observe/library/log_capture.hpp"
 #include "observe/prefer/preference_text.hpp"
+#include "output/row.hpp"
+#include "output/schema.hpp"
 #include "output/screen_text.hpp"
-#include "output/text_table.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -90,55 +92,64 @@ void check_saved(const std::string& path) {
 
 // ---- output ---------------------------------------------------------------------------------------------------------
 
-Json preference_object(const Preference& preference) {
-    return {{"name", preference.name},
-            {"path", preference.path},
-            {"value", preference.value},
-            {"gpu_name", preference.gpu_name},
-            {"gpu_bdf", bus_text(preference.gpu_bus)}};
-}
+// clang-format off
+// The path can be long, so it ends a row; in JSON it follows the name that is part of it.
+constexpr Column<Preference> kPreferenceColumns[] = {
+    column<&Preference::name>    ("name",     "NAME"),
+    member<&Preference::path>    ("path"),
+    column<&Preference::value>   ("value",    "VALUE"),
+    column<&Preference::gpu_name>("gpu_name", "GPU"),
+    column<&Preference::gpu_bus> ("gpu_bdf",  "GPU BUS ID"),
+    column<&Preference::path>    ("path",     "PATH", {.forms = kText | kCsv}),
+};
+// clang-format on
+
+// The entry as it was and as it is; null where there is none.
+struct Change {
+    const char* what;
+    const Preference* before;
+    const Preference* after;
+};
+
+constexpr Column<Change> kChangeColumns[] = {
+    member<&Change::what>("change", {.one_of = "added changed kept removed"}),
+};
 
 void show(Session& session, const std::vector<Preference>& preferences) {
-    Table table{{{"NAME", "name"},
-                 {"VALUE", "value", Align::right},
-                 {"GPU", "gpu_name"},
-                 {"GPU BUS ID", "gpu_bdf"},
-                 {"PATH", "path"}},
-                {}};
-    Json& array = session.report.members["preferences"] = Json::array();
-    for (const Preference& preference : preferences) {
-        array.push_back(preference_object(preference));
-        table.rows.push_back({preference.name, std::to_string(preference.value), preference.gpu_name,
-                              bus_text(preference.gpu_bus), preference.path});
-    }
-    if (format_of(session) == Format::csv) {
-        session.text = comma_separated(table);
-    } else {
-        session.text = preferences.empty() ? "No preferences stored.\n" : aligned(table, color_of(session));
+    session.report.members["preferences"] = array_of(kPreferenceColumns, preferences);
+    session.text = table_text(session, table_of(kPreferenceColumns, preferences, format_of(session)));
+    if (preferences.empty() && format_of(session) == Format::text) {
+        session.text = "No preferences stored.\n";
     }
 }
 
-// "kept", "added", "changed" or "removed", with the entry as it was and as it is; null where there is none.
-void show_change(Session& session, const char* what, const Preference* before, const Preference* after) {
-    session.report.members["change"] = what;
-    session.report.members["before"] = before == nullptr ? Json(nullptr) : preference_object(*before);
-    session.report.members["after"] = after == nullptr ? Json(nullptr) : preference_object(*after);
-    const auto line = [](const Preference& p) {
-        return screen_safe(fmt::format("{}  value {}, GPU {} at {}", p.path, p.value,
-                                       p.gpu_name.empty() ? "-" : p.gpu_name, bus_text(p.gpu_bus)));
-    };
+Json object_or_null(const Preference* preference) {
+    return preference == nullptr ? Json(nullptr) : object_of(kPreferenceColumns, *preference);
+}
+
+std::string preference_line(const Preference& preference) {
+    return screen_safe(fmt::format("{}  value {}, GPU {} at {}", preference.path, preference.value,
+                                   preference.gpu_name.empty() ? "-" : preference.gpu_name,
+                                   bus_text(preference.gpu_bus)));
+}
+
+void show_change(Session& session, const Change& change) {
+    const auto& [what, before, after] = change;
+    put_row(session.report.members, row_of(kChangeColumns, change, Format::json));
+    session.report.members["before"] = object_or_null(before);
+    session.report.members["after"] = object_or_null(after);
     session.text = fmt::format("{} {}\n", screen_safe((after == nullptr ? before : after)->name), what);
     if (before != nullptr && (after == nullptr || *before != *after)) {
-        session.text += "  was  " + line(*before) + '\n';
+        session.text += "  was  " + preference_line(*before) + '\n';
     }
     if (after != nullptr) {
-        session.text += "  now  " + line(*after) + '\n';
+        session.text += "  now  " + preference_line(*after) + '\n';
     }
 }
 
 // ---- the commands ---------------------------------------------------------------------------------------------------
 
-struct Wish {
+struct Arguments {
     std::string application; // name or path
     std::optional<std::int32_t> value;
     std::optional<std::string> gpu_name;
@@ -167,9 +178,9 @@ ExitStatus run_list(Session& session) {
     return ExitStatus::ok;
 }
 
-ExitStatus run_get(Session& session, const Wish& wish) {
+ExitStatus run_get(Session& session, const Arguments& arguments) {
     const auto preferences = read_preferences(session);
-    show(session, {require_named(preferences, wish.application)});
+    show(session, {require_named(preferences, arguments.application)});
     return ExitStatus::ok;
 }
 
@@ -187,42 +198,42 @@ void take_adapter(Session& session, Preference& preference) {
     preference.gpu_bus = adapters[0]->bus;
 }
 
-void take_wish(Session& session, const Wish& wish, Preference& preference) {
+void apply_arguments(Session& session, const Arguments& arguments, Preference& preference) {
     if (!session.options.gpu.empty()) {
         take_adapter(session, preference);
     }
-    if (wish.gpu_name) {
-        const std::string why = wish.gpu_name->empty() ? "" : why_no_gpu_name(*wish.gpu_name);
+    if (arguments.gpu_name) {
+        const std::string why = arguments.gpu_name->empty() ? "" : why_no_gpu_name(*arguments.gpu_name);
         if (!why.empty()) {
             refuse(why);
         }
-        preference.gpu_name = *wish.gpu_name;
+        preference.gpu_name = *arguments.gpu_name;
     }
-    if (wish.bus && !parse_bus_id(*wish.bus, preference.gpu_bus)) {
-        refuse(fmt::format("'{}' is no PCI bus id such as 0000:03:00.0", *wish.bus));
+    if (arguments.bus && !parse_bus_id(*arguments.bus, preference.gpu_bus)) {
+        refuse(fmt::format("'{}' is no PCI bus id such as 0000:03:00.0", *arguments.bus));
     }
-    if (wish.value) {
-        preference.value = *wish.value;
+    if (arguments.value) {
+        preference.value = *arguments.value;
     }
 }
 
-ExitStatus run_set(Session& session, const Wish& wish) {
-    const std::string why = why_not_storable(wish.application);
+ExitStatus run_set(Session& session, const Arguments& arguments) {
+    const std::string why = why_not_storable(arguments.application);
     if (!why.empty()) {
         refuse(why);
     }
-    if (session.options.gpu.empty() && !wish.gpu_name && !wish.bus && !wish.value) {
+    if (session.options.gpu.empty() && !arguments.gpu_name && !arguments.bus && !arguments.value) {
         refuse("nothing to set: give --gpu, --bus, --gpu-name or --value");
     }
     const std::string path = preference_file();
     const auto preferences = read_preferences(session);
-    const Preference* before = find_named(preferences, wish.application);
+    const Preference* before = find_named(preferences, arguments.application);
     Preference after = before == nullptr ? Preference{} : *before;
-    after.name = application_name(wish.application);
-    after.path = wish.application;
-    take_wish(session, wish, after);
+    after.name = application_name(arguments.application);
+    after.path = arguments.application;
+    apply_arguments(session, arguments, after);
     if (before != nullptr && *before == after) {
-        show_change(session, "kept", before, &after);
+        show_change(session, {"kept", before, &after});
         return ExitStatus::ok;
     }
     (void)take_log_lines();
@@ -232,14 +243,14 @@ ExitStatus run_set(Session& session, const Wish& wish) {
     if (read_file(path).find(stored_lines(after)) == std::string::npos) {
         not_saved(path);
     }
-    show_change(session, before == nullptr ? "added" : "changed", before, &after);
+    show_change(session, {before == nullptr ? "added" : "changed", before, &after});
     return ExitStatus::ok;
 }
 
-ExitStatus run_remove(Session& session, const Wish& wish) {
+ExitStatus run_remove(Session& session, const Arguments& arguments) {
     const std::string path = preference_file();
     const auto preferences = read_preferences(session);
-    const Preference& before = require_named(preferences, wish.application);
+    const Preference& before = require_named(preferences, arguments.application);
     const auto same_name = std::count_if(preferences.begin(), preferences.end(),
                                          [&](const Preference& preference) { return preference.name == before.name; });
     (void)take_log_lines();
@@ -251,39 +262,50 @@ ExitStatus run_remove(Session& session, const Wish& wish) {
     if (headings_in(read_file(path), before.name) >= same_name) {
         not_saved(path);
     }
-    show_change(session, "removed", &before, nullptr);
+    show_change(session, {"removed", &before, nullptr});
     return ExitStatus::ok;
 }
 
-using RunWish = ExitStatus (*)(Session&, const Wish&);
+using Run = ExitStatus (*)(Session&, const Arguments&);
 
-CLI::App& add_wish_command(CLI::App& prefer, const char* name, const char* description, Options& options,
-                           Chosen& chosen, Accepts accepts, const std::shared_ptr<Wish>& wish, RunWish run) {
+CLI::App& add_application_command(CLI::App& prefer, const char* name, const char* description, Options& options,
+                                  Chosen& chosen, Accepts accepts, const std::shared_ptr<Arguments>& arguments,
+                                  Run run) {
     CLI::App& command = add_command(prefer, name, description, options, chosen, accepts,
-                                    [wish, run](Session& session) { return run(session, *wish); });
-    command.add_option("application", wish->application, "Path of the program; its file name decides")->required();
+                                    [arguments, run](Session& session) { return run(session, *arguments); });
+    command.add_option("application", arguments->application, "Path of the program; its file name decides")->required();
     return command;
 }
 
 } // namespace
 
+std::vector<DocumentForm> describe_prefer() {
+    const Json preference = form_of(kPreferenceColumns);
+    Json change = form_of(kChangeColumns)["properties"]["change"];
+    return {
+        {{"prefer list", "prefer get"}, nullptr, {{"preferences", array_form(preference)}}},
+        {{"prefer set", "prefer remove"},
+         nullptr,
+         {{"change", std::move(change)}, {"before", nullable_form(preference)}, {"after", nullable_form(preference)}}}};
+}
+
 void add_prefer(CLI::App& app, Options& options, Chosen& chosen) {
     CLI::App& prefer = *app.add_subcommand("prefer", "Choose the GPU an application runs on");
     prefer.require_subcommand(1);
-    const auto wish = std::make_shared<Wish>();
+    const auto arguments = std::make_shared<Arguments>();
     add_command(prefer, "list", "List all preferences", options, chosen, {.csv = true}, run_list);
-    add_wish_command(prefer, "get", "Show the preference of an application", options, chosen, {.csv = true}, wish,
-                     run_get);
-    CLI::App& set = add_wish_command(prefer, "set", "Store the preference of an application", options, chosen,
-                                     {.gpu = true}, wish, run_set);
-    set.add_option("--value", wish->value, "Preference value")
+    add_application_command(prefer, "get", "Show the preference of an application", options, chosen, {.csv = true},
+                            arguments, run_get);
+    CLI::App& set = add_application_command(prefer, "set", "Store the preference of an application", options, chosen,
+                                            {.gpu = true}, arguments, run_set);
+    set.add_option("--value", arguments->value, "Preference value")
         ->type_name("N")
         ->transform(whole_number(INT32_MIN, INT32_MAX));
-    set.add_option("--gpu-name", wish->gpu_name, "Name of the preferred GPU, for one that is not in this machine")
+    set.add_option("--gpu-name", arguments->gpu_name, "Name of the preferred GPU, for one that is not in this machine")
         ->type_name("NAME");
-    set.add_option("--bus", wish->bus, "PCI bus id of the preferred GPU, hexadecimal")->type_name("BDF");
-    add_wish_command(prefer, "remove", "Forget the preference of an application", options, chosen, {}, wish,
-                     run_remove);
+    set.add_option("--bus", arguments->bus, "PCI bus id of the preferred GPU, hexadecimal")->type_name("BDF");
+    add_application_command(prefer, "remove", "Forget the preference of an application", options, chosen, {}, arguments,
+                            run_remove);
 }
 
 } // namespace kt3::cli

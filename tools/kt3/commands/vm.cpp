@@ -19,20 +19,19 @@
 namespace kt3::cli {
 namespace {
 
-// What the arguments ask for.
-struct Wish {
+struct Arguments {
     double timeout = 10;
     std::string client; // directory or process id; empty for all
     std::string svg;
     std::string before, after;
 };
 
-bool wanted(const VmClient& client, const Wish& wish) {
-    return wish.client.empty() || client.folder == wish.client || client.pid == wish.client;
+bool wanted(const VmClient& client, const Arguments& arguments) {
+    return arguments.client.empty() || client.folder == arguments.client || client.pid == arguments.client;
 }
 
-[[noreturn]] void no_such_client(const Wish& wish) {
-    throw Failure{ExitStatus::failure, "no_such_client", fmt::format("no client '{}'", wish.client),
+[[noreturn]] void no_such_client(const Arguments& arguments) {
+    throw Failure{ExitStatus::failure, "no_such_client", fmt::format("no client '{}'", arguments.client),
                   "kt3 vm clients and kt3 vm nodes list them"};
 }
 
@@ -44,38 +43,38 @@ void say_when_empty(Session& session, const char* words) {
 }
 
 // Findings end every report: on screen as its last section, in CSV on standard error.
-ExitStatus report_findings(Session& session, const std::vector<DumpFault>& findings) {
+ExitStatus report_findings(Session& session, const std::vector<DumpFinding>& findings) {
     session.report.members["findings"] = findings_json(findings);
     if (format_of(session) == Format::text) {
         const std::string text = findings_text(findings, color_of(session));
         session.text += (session.text.empty() || text.empty() ? "" : "\n") + text;
     } else if (format_of(session) == Format::csv) {
-        for (const DumpFault& finding : findings) {
+        for (const DumpFinding& finding : findings) {
             note_error(session.report, {ExitStatus::failure, finding.code, finding_line(finding)});
         }
     }
     return findings.empty() ? ExitStatus::ok : ExitStatus::failure;
 }
 
-PageTables wanted_clients(Session& session, const Wish& wish) {
-    PageTables read = read_page_tables(library_of(session), wish.timeout);
+PageTables wanted_clients(Session& session, const Arguments& arguments) {
+    PageTables read = read_page_tables(library_of(session), arguments.timeout);
     std::vector<VmClient> all = std::move(read.clients);
     read.clients.clear();
     for (VmClient& client : all) {
-        if (wanted(client, wish)) {
+        if (wanted(client, arguments)) {
             read.clients.push_back(std::move(client));
         } else {
-            std::erase_if(read.findings, [&](const DumpFault& finding) { return finding.entry == client.folder; });
+            std::erase_if(read.findings, [&](const DumpFinding& finding) { return finding.entry == client.folder; });
         }
     }
-    if (read.clients.empty() && !wish.client.empty()) {
-        no_such_client(wish);
+    if (read.clients.empty() && !arguments.client.empty()) {
+        no_such_client(arguments);
     }
     return read;
 }
 
-ExitStatus run_clients(Session& session, const Wish& wish) {
-    const PageTables read = wanted_clients(session, wish);
+ExitStatus run_clients(Session& session, const Arguments& arguments) {
+    const PageTables read = wanted_clients(session, arguments);
     Json clients = Json::array();
     std::transform(read.clients.begin(), read.clients.end(), std::back_inserter(clients), client_json);
     session.report.members["clients"] = std::move(clients);
@@ -101,8 +100,8 @@ void write_clients(JsonStream& json, const std::vector<VmClient>& clients) {
     json.end_array();
 }
 
-ExitStatus run_pagetable(Session& session, const Wish& wish) {
-    PageTables read = wanted_clients(session, wish);
+ExitStatus run_pagetable(Session& session, const Arguments& arguments) {
+    PageTables read = wanted_clients(session, arguments);
     if (format_of(session) == Format::csv) {
         session.text = comma_separated(flat_rows(read.clients));
     } else if (format_of(session) == Format::text) {
@@ -116,19 +115,19 @@ ExitStatus run_pagetable(Session& session, const Wish& wish) {
     return report_findings(session, read.findings);
 }
 
-AllocationNodes wanted_nodes(Session& session, const Wish& wish) {
-    AllocationNodes read = read_allocation_nodes(library_of(session), wish.timeout);
-    if (!wish.client.empty()) {
-        std::erase_if(read.nodes, [&](const VmNode& node) { return std::to_string(node.pid) != wish.client; });
+AllocationNodes wanted_nodes(Session& session, const Arguments& arguments) {
+    AllocationNodes read = read_allocation_nodes(library_of(session), arguments.timeout);
+    if (!arguments.client.empty()) {
+        std::erase_if(read.nodes, [&](const VmNode& node) { return std::to_string(node.pid) != arguments.client; });
         if (read.nodes.empty()) {
-            no_such_client(wish);
+            no_such_client(arguments);
         }
     }
     return read;
 }
 
-ExitStatus run_nodes(Session& session, const Wish& wish) {
-    const AllocationNodes read = wanted_nodes(session, wish);
+ExitStatus run_nodes(Session& session, const Arguments& arguments) {
+    const AllocationNodes read = wanted_nodes(session, arguments);
     Json nodes = Json::array();
     std::transform(read.nodes.begin(), read.nodes.end(), std::back_inserter(nodes), node_json);
     session.report.members["nodes"] = std::move(nodes);
@@ -144,8 +143,8 @@ void write_picture(const Session& session, const std::string& path, const std::v
     file.finish();
 }
 
-ExitStatus run_map(Session& session, const Wish& wish) {
-    const AllocationNodes read = wanted_nodes(session, wish);
+ExitStatus run_map(Session& session, const Arguments& arguments) {
+    const AllocationNodes read = wanted_nodes(session, arguments);
     const std::vector<AddressSpace> spaces = address_spaces(read.nodes);
     session.report.members["spaces"] = Json::array();
     for (const AddressSpace& space : spaces) {
@@ -158,8 +157,8 @@ ExitStatus run_map(Session& session, const Wish& wish) {
         session.text = comma_separated(span_rows(spaces));
     }
     say_when_empty(session, "no nodes\n");
-    if (!wish.svg.empty()) {
-        write_picture(session, wish.svg, spaces);
+    if (!arguments.svg.empty()) {
+        write_picture(session, arguments.svg, spaces);
     }
     return report_findings(session, read.findings);
 }
@@ -182,34 +181,34 @@ Json read_dump(const std::string& path) {
     return document;
 }
 
-ExitStatus run_diff(Session& session, const Wish& wish) {
-    const Json before = read_dump(wish.before);
-    const std::vector<Difference> differences = compare_dumps(before, read_dump(wish.after));
+ExitStatus run_diff(Session& session, const Arguments& arguments) {
+    const Json before = read_dump(arguments.before);
+    const std::vector<DumpDifference> differences = compare_dumps(before, read_dump(arguments.after));
     session.report.members["differences"] = differences_json(differences);
     session.text = format_of(session) == Format::csv ? comma_separated(difference_rows(differences))
                                                      : differences_text(differences, color_of(session));
     return ExitStatus::ok;
 }
 
-using RunWish = ExitStatus (*)(Session&, const Wish&);
+using Run = ExitStatus (*)(Session&, const Arguments&);
 
 } // namespace
 
 void add_vm(CLI::App& app, Options& options, Chosen& chosen) {
     CLI::App& vm = *app.add_subcommand("vm", "Show GPU page tables and allocation nodes");
     vm.require_subcommand(1);
-    const auto wish = std::make_shared<Wish>();
-    const auto add = [&](const char* name, const char* description, RunWish run) -> CLI::App& {
+    const auto arguments = std::make_shared<Arguments>();
+    const auto add = [&](const char* name, const char* description, Run run) -> CLI::App& {
         return add_command(vm, name, description, options, chosen, {.csv = true},
-                           [wish, run](Session& session) { return run(session, *wish); });
+                           [arguments, run](Session& session) { return run(session, *arguments); });
     };
-    const auto add_reading = [&](const char* name, const char* description, const char* which,
-                                 RunWish run) -> CLI::App& {
+    const auto add_reading = [&](const char* name, const char* description, const char* which, Run run) -> CLI::App& {
         CLI::App& command = add(name, description, run);
-        command.add_option("--timeout", wish->timeout, "How long one client or allocation may take; 10 by default")
+        command
+            .add_option("--timeout", arguments->timeout, "How long one client or allocation may take; 10 by default")
             ->type_name("SECONDS")
             ->check(seconds_to_wait(0.001));
-        command.add_option("--client", wish->client, which)->type_name("CLIENT")->check(not_empty());
+        command.add_option("--client", arguments->client, which)->type_name("CLIENT")->check(not_empty());
         return command;
     };
     constexpr const char* kClient = "Only this client: its directory or its process id";
@@ -218,12 +217,12 @@ void add_vm(CLI::App& app, Options& options, Chosen& chosen) {
     add_reading("pagetable", "Show page tables: a tree, or rows with --csv and --json", kClient, run_pagetable);
     add_reading("nodes", "Show allocation nodes by process", kProcess, run_nodes);
     add_reading("map", "Draw what is used of each process's GPU address space", kProcess, run_map)
-        .add_option("--svg", wish->svg, "Draw it into FILE as well")
+        .add_option("--svg", arguments->svg, "Draw it into FILE as well")
         ->type_name("FILE")
         ->check(not_empty());
     CLI::App& diff = add("diff", "Compare two files that pagetable --json or nodes --json wrote", run_diff);
-    diff.add_option("before", wish->before, "The older file")->required()->check(not_empty());
-    diff.add_option("after", wish->after, "The newer file")->required()->check(not_empty());
+    diff.add_option("before", arguments->before, "The older file")->required()->check(not_empty());
+    diff.add_option("after", arguments->after, "The newer file")->required()->check(not_empty());
 }
 
 } // namespace kt3::cli

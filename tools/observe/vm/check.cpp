@@ -17,7 +17,7 @@ bool contains(std::string_view text, std::string_view part) {
 struct Checked {
     std::string entry;
     std::string file;
-    std::vector<DumpFault> findings{};
+    std::vector<DumpFinding> findings{};
     int line = 0; // the current one
 
     void add(const char* code, std::string message) {
@@ -106,7 +106,7 @@ std::optional<std::int64_t> leading_number(const std::string& text, int base) {
     }
 }
 
-std::vector<DumpFault> check_owner(const DumpCalls& calls, const std::string& client, std::string_view text) {
+std::vector<DumpFinding> check_owner(const DumpCalls& calls, const std::string& client, std::string_view text) {
     Checked checked{client, dump_path("devices", client, "info")};
     bool found = false;
     for_each_line(text, checked, [&](const std::string& line) {
@@ -129,7 +129,7 @@ std::vector<DumpFault> check_owner(const DumpCalls& calls, const std::string& cl
     return checked.findings;
 }
 
-std::vector<DumpFault> check_page_tables(const DumpCalls& calls, const std::string& client, std::string_view text) {
+std::vector<DumpFinding> check_page_tables(const DumpCalls& calls, const std::string& client, std::string_view text) {
     Checked checked{client, dump_path("devices", client, "vm_info")};
     for_each_line(text, checked, [&](const std::string& line) { check_line(checked, calls, line); });
     return checked.findings;
@@ -171,7 +171,7 @@ std::optional<std::int64_t> node_number(const DumpCalls& calls, const std::strin
 } // namespace
 
 std::vector<VmNode> read_nodes(const DumpCalls& calls, const std::string& allocation, std::string_view text,
-                               std::vector<DumpFault>& findings) {
+                               std::vector<DumpFinding>& findings) {
     Checked checked{allocation, dump_path("allocations", allocation, "vm_info")};
     std::vector<VmNode> nodes;
     std::size_t at = 0;

@@ -17,15 +17,15 @@ constexpr std::size_t kFieldSize = 47; // of the library's text fields
 [[nodiscard]] std::optional<std::int64_t> leading_number(const std::string& text, int base);
 
 // What is wrong with the process id in a client's info file.
-[[nodiscard]] std::vector<DumpFault> check_owner(const DumpCalls& calls, const std::string& client,
-                                                 std::string_view text);
+[[nodiscard]] std::vector<DumpFinding> check_owner(const DumpCalls& calls, const std::string& client,
+                                                   std::string_view text);
 
 // What is wrong with the lines of a client's page-table dump.
-[[nodiscard]] std::vector<DumpFault> check_page_tables(const DumpCalls& calls, const std::string& client,
-                                                       std::string_view text);
+[[nodiscard]] std::vector<DumpFinding> check_page_tables(const DumpCalls& calls, const std::string& client,
+                                                         std::string_view text);
 
 // The nodes of an allocation's dump; those that are malformed become findings.
 [[nodiscard]] std::vector<VmNode> read_nodes(const DumpCalls& calls, const std::string& allocation,
-                                             std::string_view text, std::vector<DumpFault>& findings);
+                                             std::string_view text, std::vector<DumpFinding>& findings);
 
 } // namespace kt3::observe

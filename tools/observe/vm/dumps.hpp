@@ -60,7 +60,7 @@ struct VmNode {
 };
 
 // Something wrong with a dump.
-struct DumpFault {
+struct DumpFinding {
     std::string entry; // directory of the client or allocation
     std::string file;  // where it stands
     int line = 0;      // 0 when it does not concern one line

@@ -125,8 +125,8 @@ public:
 private:
     static void stage(Sender& sender, const char* name) { sender.send(MessageKind::stage, name); }
 
-    static void send_all(const std::vector<DumpFault>& findings, Sender& sender) {
-        for (const DumpFault& finding : findings) {
+    static void send_all(const std::vector<DumpFinding>& findings, Sender& sender) {
+        for (const DumpFinding& finding : findings) {
             sender.send(finding);
         }
     }
@@ -255,14 +255,14 @@ void send_nodes(const DumpCalls& calls, const std::string& allocation, Sender& s
         }
         return;
     }
-    std::vector<DumpFault> findings;
+    std::vector<DumpFinding> findings;
     Packer nodes;
     for (const VmNode& node : read_nodes(calls, allocation, *text, findings)) {
         nodes.add(node.pid).add(node.name).add(node.handle);
         nodes.add(static_cast<std::int64_t>(node.gpu_va)).add(static_cast<std::int64_t>(node.size));
     }
     sender.send(kNodes, nodes.bytes());
-    for (const DumpFault& finding : findings) {
+    for (const DumpFinding& finding : findings) {
         sender.send(finding);
     }
 }

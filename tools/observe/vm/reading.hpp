@@ -8,12 +8,12 @@ namespace kt3::observe {
 
 struct PageTables {
     std::vector<VmClient> clients; // in the order of the driver's listing
-    std::vector<DumpFault> findings;
+    std::vector<DumpFinding> findings;
 };
 
 struct AllocationNodes {
     std::vector<VmNode> nodes; // in the order of the driver's listing
-    std::vector<DumpFault> findings;
+    std::vector<DumpFinding> findings;
 };
 
 // `timeout` is how long one client or one allocation may take, in seconds.

@@ -164,20 +164,20 @@ private:
                   denied ? "run kt3 as root" : "load the driver and mount debugfs on /sys/kernel/debug"};
 }
 
-DumpFault finding_of(const std::string& bytes) {
+DumpFinding finding_of(const std::string& bytes) {
     Unpacker message(bytes);
-    DumpFault fault;
-    fault.entry = message.text();
-    fault.file = message.text();
-    fault.line = static_cast<int>(message.number());
-    fault.code = message.text();
-    fault.message = message.text();
-    return fault;
+    DumpFinding finding;
+    finding.entry = message.text();
+    finding.file = message.text();
+    finding.line = static_cast<int>(message.number());
+    finding.code = message.text();
+    finding.message = message.text();
+    return finding;
 }
 
 class Walk {
 public:
-    Walk(const Library& library, const EntryWork& work, double timeout, std::vector<DumpFault>& findings)
+    Walk(const Library& library, const EntryWork& work, double timeout, std::vector<DumpFinding>& findings)
         : library_(library), work_(work), timeout_(timeout), findings_(findings) {}
 
     void run() {
@@ -279,7 +279,7 @@ private:
     const Library& library_;
     const EntryWork& work_;
     double timeout_;
-    std::vector<DumpFault>& findings_;
+    std::vector<DumpFinding>& findings_;
     Job job_;
     std::size_t at_ = 0;           // entries of the job that began
     std::size_t found_before_ = 0; // findings when the current one began
@@ -303,7 +303,7 @@ void Sender::send(MessageKind kind, std::string_view bytes) {
     }
 }
 
-void Sender::send(const DumpFault& finding) {
+void Sender::send(const DumpFinding& finding) {
     Packer packer;
     packer.add(finding.entry).add(finding.file).add(finding.line).add(finding.code).add(finding.message);
     send(MessageKind::finding, packer.bytes());
@@ -334,7 +334,7 @@ std::int64_t Unpacker::number() {
     return number;
 }
 
-void walk_entries(const Library& library, const EntryWork& work, double timeout, std::vector<DumpFault>& findings) {
+void walk_entries(const Library& library, const EntryWork& work, double timeout, std::vector<DumpFinding>& findings) {
     Walk(library, work, timeout, findings).run();
 }
 

@@ -35,7 +35,7 @@ class Sender {
 public:
     explicit Sender(int pipe) : pipe_(pipe) {}
     void send(MessageKind kind, std::string_view bytes);
-    void send(const DumpFault& finding);
+    void send(const DumpFinding& finding);
 
     template<typename T>
     void send_all(MessageKind kind, const std::vector<T>& records) {
@@ -89,6 +89,6 @@ inline constexpr const char* kNameStage = "ps";
 
 // Every entry of the folder, in the order of its listing. What went wrong is added to `findings`. Throws Failure when
 // the folder cannot be listed.
-void walk_entries(const Library& library, const EntryWork& work, double timeout, std::vector<DumpFault>& findings);
+void walk_entries(const Library& library, const EntryWork& work, double timeout, std::vector<DumpFinding>& findings);
 
 } // namespace kt3::observe

@@ -99,7 +99,7 @@ Json brief(const Json& value) {
     return copy;
 }
 
-Difference difference(const char* change, const Kind& kind, Json before, Json after) {
+DumpDifference difference(const char* change, const Kind& kind, Json before, Json after) {
     Name name = kind.name(after.is_null() ? before : after);
     return {change, std::move(name.what), std::move(name.where), std::move(before), std::move(after)};
 }
@@ -111,7 +111,7 @@ struct List {
 
 // Calls both(before, after) for what is in both lists. Mostly they go side by side, which needs no index.
 template<typename Both>
-void match(const List& before, const List& after, std::vector<Difference>& differences, Both both) {
+void match(const List& before, const List& after, std::vector<DumpDifference>& differences, Both both) {
     std::size_t same = 0;
     while (same < before.values.size() && same < after.values.size() &&
            before.kind.identity(before.values[same]) == after.kind.identity(after.values[same])) {
@@ -134,7 +134,7 @@ void match(const List& before, const List& after, std::vector<Difference>& diffe
     }
 }
 
-void compare_values(const List& before, const List& after, std::vector<Difference>& differences) {
+void compare_values(const List& before, const List& after, std::vector<DumpDifference>& differences) {
     match(before, after, differences, [&](const Json& old, const Json& fresh) {
         if (old != fresh) {
             differences.push_back(difference("changed", before.kind, old, fresh));
@@ -142,7 +142,7 @@ void compare_values(const List& before, const List& after, std::vector<Differenc
     });
 }
 
-void compare_clients(const Json& before, const Json& after, std::vector<Difference>& differences) {
+void compare_clients(const Json& before, const Json& after, std::vector<DumpDifference>& differences) {
     const Kind kind = clients_kind();
     match({before, kind}, {after, kind}, differences, [&](const Json& old, const Json& fresh) {
         const Kind old_rows = rows_kind(old);
@@ -170,7 +170,7 @@ std::string value_words(const Json& object) {
     return text;
 }
 
-std::string difference_line(const Difference& difference) {
+std::string difference_line(const DumpDifference& difference) {
     if (difference.before.is_null()) {
         return fmt::format("+ {}: {}", difference.where, value_words(difference.after));
     }
@@ -181,7 +181,7 @@ std::string difference_line(const Difference& difference) {
                        value_words(difference.after));
 }
 
-Paint paint_of(const Difference& difference) {
+Paint paint_of(const DumpDifference& difference) {
     if (difference.before.is_null()) {
         return Paint::good;
     }
@@ -190,13 +190,13 @@ Paint paint_of(const Difference& difference) {
 
 } // namespace
 
-std::vector<Difference> compare_dumps(const Json& before, const Json& after) {
+std::vector<DumpDifference> compare_dumps(const Json& before, const Json& after) {
     if (before.at("command") != after.at("command")) {
         throw observe::Failure{observe::ExitStatus::failure, "no_dump",
                                "one file holds page tables, the other allocation nodes",
                                "compare two files of the same kind"};
     }
-    std::vector<Difference> differences;
+    std::vector<DumpDifference> differences;
     try {
         if (before.contains("nodes")) {
             const Kind kind = nodes_kind();
@@ -211,34 +211,34 @@ std::vector<Difference> compare_dumps(const Json& before, const Json& after) {
     return differences;
 }
 
-std::string differences_text(const std::vector<Difference>& differences, bool color) {
+std::string differences_text(const std::vector<DumpDifference>& differences, bool color) {
     if (differences.empty()) {
         return "no differences\n";
     }
     std::string text;
-    for (const Difference& difference : differences) {
+    for (const DumpDifference& difference : differences) {
         text += painted(screen_safe(difference_line(difference)), paint_of(difference), color) + '\n';
     }
     const auto count = [&](std::string_view change) {
         return std::count_if(differences.begin(), differences.end(),
-                             [&](const Difference& one) { return one.change == change; });
+                             [&](const DumpDifference& one) { return one.change == change; });
     };
     return text + fmt::format("{} added, {} removed, {} changed\n", count("added"), count("removed"), count("changed"));
 }
 
-Table difference_rows(const std::vector<Difference>& differences) {
+Table difference_rows(const std::vector<DumpDifference>& differences) {
     Table table{{{"CHANGE", "change"}, {"WHAT", "what"}, {"WHERE", "where"}, {"BEFORE", "before"}, {"AFTER", "after"}},
                 {}};
-    for (const Difference& one : differences) {
+    for (const DumpDifference& one : differences) {
         table.rows.push_back({one.change, one.what, one.where, one.before.is_null() ? "" : value_words(one.before),
                               one.after.is_null() ? "" : value_words(one.after)});
     }
     return table;
 }
 
-Json differences_json(const std::vector<Difference>& differences) {
+Json differences_json(const std::vector<DumpDifference>& differences) {
     Json all = Json::array();
-    for (const Difference& one : differences) {
+    for (const DumpDifference& one : differences) {
         all.push_back({{"change", one.change},
                        {"what", one.what},
                        {"where", observe::valid_utf8(one.where)},

@@ -6,7 +6,7 @@
 
 namespace kt3::output {
 
-struct Difference {
+struct DumpDifference {
     const char* change; // "added", "removed" or "changed"
     std::string what;   // "client", "table", "sub_table" or "node"
     std::string where;  // words that name it
@@ -16,10 +16,10 @@ struct Difference {
 
 // Rows are the same when kind, place in the tree, level and index are; nodes when process, handle and address are. What
 // occurs several times is matched in order. A client that came or went is one difference.
-[[nodiscard]] std::vector<Difference> compare_dumps(const Json& before, const Json& after);
+[[nodiscard]] std::vector<DumpDifference> compare_dumps(const Json& before, const Json& after);
 
-[[nodiscard]] std::string differences_text(const std::vector<Difference>& differences, bool color);
-[[nodiscard]] Table difference_rows(const std::vector<Difference>& differences);
-[[nodiscard]] Json differences_json(const std::vector<Difference>& differences);
+[[nodiscard]] std::string differences_text(const std::vector<DumpDifference>& differences, bool color);
+[[nodiscard]] Table difference_rows(const std::vector<DumpDifference>& differences);
+[[nodiscard]] Json differences_json(const std::vector<DumpDifference>& differences);
 
 } // namespace kt3::output

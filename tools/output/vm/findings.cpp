@@ -14,7 +14,7 @@ constexpr std::size_t kMostShown = 20; // of one kind
 
 } // namespace
 
-std::string finding_line(const DumpFault& finding) {
+std::string finding_line(const DumpFinding& finding) {
     const bool allocation = finding.file.find("/allocations/") != std::string::npos;
     const std::string file = finding.file.substr(finding.file.rfind('/') + 1);
     return fmt::format("{} {}{}{}: {}", allocation ? "allocation" : "client", finding.entry,
@@ -22,13 +22,13 @@ std::string finding_line(const DumpFault& finding) {
                        finding.line == 0 ? "" : fmt::format(" line {}", finding.line), finding.message);
 }
 
-std::string findings_text(const std::vector<DumpFault>& findings, bool color) {
+std::string findings_text(const std::vector<DumpFinding>& findings, bool color) {
     if (findings.empty()) {
         return "";
     }
     std::string text = painted("Findings", Paint::bad, color) + '\n';
     std::map<std::string, std::size_t> seen; // by code
-    for (const DumpFault& finding : findings) {
+    for (const DumpFinding& finding : findings) {
         if (seen[finding.code]++ < kMostShown) {
             text += "  " + screen_safe(finding_line(finding)) + '\n';
         }
@@ -41,9 +41,9 @@ std::string findings_text(const std::vector<DumpFault>& findings, bool color) {
     return text;
 }
 
-Json findings_json(const std::vector<DumpFault>& findings) {
+Json findings_json(const std::vector<DumpFinding>& findings) {
     Json all = Json::array();
-    for (const DumpFault& finding : findings) {
+    for (const DumpFinding& finding : findings) {
         all.push_back({{"entry", observe::valid_utf8(finding.entry)},
                        {"file", observe::valid_utf8(finding.file)},
                        {"line", finding.line == 0 ? Json(nullptr) : Json(finding.line)},

@@ -6,12 +6,12 @@
 
 namespace kt3::output {
 
-using observe::DumpFault;
+using observe::DumpFinding;
 
 // The findings of a report, as its last section; nothing without findings. Of many of one kind the first ones are
 // shown and the others counted.
-[[nodiscard]] std::string findings_text(const std::vector<DumpFault>& findings, bool color);
-[[nodiscard]] std::string finding_line(const DumpFault& finding);
-[[nodiscard]] Json findings_json(const std::vector<DumpFault>& findings);
+[[nodiscard]] std::string findings_text(const std::vector<DumpFinding>& findings, bool color);
+[[nodiscard]] std::string finding_line(const DumpFinding& finding);
+[[nodiscard]] Json findings_json(const std::vector<DumpFinding>& findings);
 
 } // namespace kt3::output

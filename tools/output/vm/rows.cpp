@@ -99,7 +99,7 @@ Table flat_rows(const std::vector<VmClient>& clients) {
     return table;
 }
 
-Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFault>& findings) {
+Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFinding>& findings) {
     Table table{{{"CLIENT", "client"},
                  {"PID", "pid", Align::right},
                  {"NAME", "name"},
@@ -115,7 +115,7 @@ Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFa
                 {}};
     for (const VmClient& client : clients) {
         const auto count = std::count_if(findings.begin(), findings.end(),
-                                         [&](const DumpFault& finding) { return finding.entry == client.folder; });
+                                         [&](const DumpFinding& finding) { return finding.entry == client.folder; });
         std::vector<std::string> row{client.folder, client.pid, client.name, client.read ? "yes" : "no",
                                      std::to_string(table_count(client) + page_count(client))};
         for (const auto& tables : client.tables) {

@@ -7,7 +7,7 @@
 
 namespace kt3::output {
 
-using observe::DumpFault;
+using observe::DumpFinding;
 using observe::VmClient;
 
 // Flat rows, in the order of the library: tables of level 0, 1 and 2, then sub-table entries of level 0, 1 and 2.
@@ -17,7 +17,7 @@ using observe::VmClient;
 void write_client(JsonStream& json, const VmClient& client);
 
 // One row per client.
-[[nodiscard]] Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFault>& findings);
+[[nodiscard]] Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFinding>& findings);
 [[nodiscard]] Json client_json(const VmClient& client);
 
 } // namespace kt3::output

@@ -128,9 +128,7 @@ AllocationNodes wanted_nodes(Session& session, const Arguments& arguments) {
 
 ExitStatus run_nodes(Session& session, const Arguments& arguments) {
     const AllocationNodes read = wanted_nodes(session, arguments);
-    Json nodes = Json::array();
-    std::transform(read.nodes.begin(), read.nodes.end(), std::back_inserter(nodes), node_json);
-    session.report.members["nodes"] = std::move(nodes);
+    session.report.members["nodes"] = nodes_json(read.nodes);
     session.text = format_of(session) == Format::csv ? comma_separated(node_rows(read.nodes))
                                                      : nodes_text(read.nodes, color_of(session));
     say_when_empty(session, "no nodes\n");

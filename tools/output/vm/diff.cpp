@@ -1,7 +1,7 @@
 #include "output/vm/diff.hpp"
 
 #include "observe/failure.hpp"
-#include "observe/text.hpp"
+#include "output/schema.hpp"
 #include "output/screen_text.hpp"
 #include "output/units.hpp"
 
@@ -19,7 +19,7 @@ struct Name {
 };
 
 // How the things of one list are found again in another list, and what they are called in a difference.
-struct Kind {
+struct ItemKind {
     std::function<std::string(const Json&)> identity;
     std::function<Name(const Json&)> name;
 };
@@ -27,7 +27,7 @@ struct Kind {
 // The end of a list by identity; things of the same identity are numbered.
 class Items {
 public:
-    Items(const Json& list, std::size_t first, const Kind& kind) {
+    Items(const Json& list, std::size_t first, const ItemKind& kind) {
         for (std::size_t at = first; at < list.size(); ++at) {
             const std::string identity = kind.identity(list[at]);
             const int number = seen_[identity]++;
@@ -80,15 +80,15 @@ std::string node_words(const Json& node) {
                        words_of(node.at("handle")), hexadecimal(node.at("gpu_va").get<std::uint64_t>()));
 }
 
-Kind clients_kind() {
+ItemKind clients_kind() {
     return {client_identity, [](const Json& client) { return Name{"client", client_words(client)}; }};
 }
 
-Kind nodes_kind() {
+ItemKind nodes_kind() {
     return {node_words, [](const Json& node) { return Name{"node", node_words(node)}; }};
 }
 
-Kind rows_kind(const Json& client) {
+ItemKind rows_kind(const Json& client) {
     return {row_identity, [&client](const Json& row) { return row_name(client, row); }};
 }
 
@@ -99,14 +99,14 @@ Json brief(const Json& value) {
     return copy;
 }
 
-DumpDifference difference(const char* change, const Kind& kind, Json before, Json after) {
+DumpDifference difference(const char* change, const ItemKind& kind, Json before, Json after) {
     Name name = kind.name(after.is_null() ? before : after);
     return {change, std::move(name.what), std::move(name.where), std::move(before), std::move(after)};
 }
 
 struct List {
     const Json& values;
-    const Kind& kind;
+    const ItemKind& kind;
 };
 
 // Calls both(before, after) for what is in both lists. Mostly they go side by side, which needs no index.
@@ -143,10 +143,10 @@ void compare_values(const List& before, const List& after, std::vector<DumpDiffe
 }
 
 void compare_clients(const Json& before, const Json& after, std::vector<DumpDifference>& differences) {
-    const Kind kind = clients_kind();
+    const ItemKind kind = clients_kind();
     match({before, kind}, {after, kind}, differences, [&](const Json& old, const Json& fresh) {
-        const Kind old_rows = rows_kind(old);
-        const Kind fresh_rows = rows_kind(fresh);
+        const ItemKind old_rows = rows_kind(old);
+        const ItemKind fresh_rows = rows_kind(fresh);
         compare_values({old.at("rows"), old_rows}, {fresh.at("rows"), fresh_rows}, differences);
     });
 }
@@ -181,6 +181,24 @@ std::string difference_line(const DumpDifference& difference) {
                        value_words(difference.after));
 }
 
+std::optional<std::string> words_before(const DumpDifference& difference) {
+    return difference.before.is_null() ? std::nullopt : std::optional(value_words(difference.before));
+}
+std::optional<std::string> words_after(const DumpDifference& difference) {
+    return difference.after.is_null() ? std::nullopt : std::optional(value_words(difference.after));
+}
+
+// clang-format off
+// JSON has the two values themselves at its end.
+constexpr Column<DumpDifference> kDifferenceColumns[] = {
+    column<&DumpDifference::change>("change", "CHANGE", {.one_of = "added removed changed"}),
+    column<&DumpDifference::what>  ("what",   "WHAT",   {.one_of = "client table sub_table node"}),
+    column<&DumpDifference::where> ("where",  "WHERE"),
+    column<words_before>           ("before", "BEFORE", {.forms = kCsv}),
+    column<words_after>            ("after",  "AFTER",  {.forms = kCsv}),
+};
+// clang-format on
+
 Paint paint_of(const DumpDifference& difference) {
     if (difference.before.is_null()) {
         return Paint::good;
@@ -199,7 +217,7 @@ std::vector<DumpDifference> compare_dumps(const Json& before, const Json& after)
     std::vector<DumpDifference> differences;
     try {
         if (before.contains("nodes")) {
-            const Kind kind = nodes_kind();
+            const ItemKind kind = nodes_kind();
             compare_values({before.at("nodes"), kind}, {after.at("nodes"), kind}, differences);
         } else {
             compare_clients(before.at("clients"), after.at("clients"), differences);
@@ -227,25 +245,25 @@ std::string differences_text(const std::vector<DumpDifference>& differences, boo
 }
 
 Table difference_rows(const std::vector<DumpDifference>& differences) {
-    Table table{{{"CHANGE", "change"}, {"WHAT", "what"}, {"WHERE", "where"}, {"BEFORE", "before"}, {"AFTER", "after"}},
-                {}};
-    for (const DumpDifference& one : differences) {
-        table.rows.push_back({one.change, one.what, one.where, one.before.is_null() ? "" : value_words(one.before),
-                              one.after.is_null() ? "" : value_words(one.after)});
-    }
-    return table;
+    return table_of(kDifferenceColumns, differences, Format::csv);
 }
 
 Json differences_json(const std::vector<DumpDifference>& differences) {
     Json all = Json::array();
     for (const DumpDifference& one : differences) {
-        all.push_back({{"change", one.change},
-                       {"what", one.what},
-                       {"where", observe::valid_utf8(one.where)},
-                       {"before", one.before},
-                       {"after", one.after}});
+        Json& object = all.emplace_back(object_of(kDifferenceColumns, one));
+        object["before"] = one.before;
+        object["after"] = one.after;
     }
     return all;
+}
+
+Json differences_form() {
+    Json form = form_of(kDifferenceColumns);
+    for (const char* side : {"before", "after"}) {
+        add_member(form, side, {{"type", {"object", "null"}}});
+    }
+    return array_form(form);
 }
 
 } // namespace kt3::output

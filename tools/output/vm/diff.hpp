@@ -19,7 +19,8 @@ struct DumpDifference {
 [[nodiscard]] std::vector<DumpDifference> compare_dumps(const Json& before, const Json& after);
 
 [[nodiscard]] std::string differences_text(const std::vector<DumpDifference>& differences, bool color);
-[[nodiscard]] Table difference_rows(const std::vector<DumpDifference>& differences);
+[[nodiscard]] Table difference_rows(const std::vector<DumpDifference>& differences); // in CSV
 [[nodiscard]] Json differences_json(const std::vector<DumpDifference>& differences);
+[[nodiscard]] Json differences_form();
 
 } // namespace kt3::output

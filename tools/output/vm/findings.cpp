@@ -1,6 +1,6 @@
 #include "output/vm/findings.hpp"
 
-#include "observe/text.hpp"
+#include "output/schema.hpp"
 #include "output/screen_text.hpp"
 #include "output/text_table.hpp"
 
@@ -11,6 +11,18 @@ namespace kt3::output {
 namespace {
 
 constexpr std::size_t kMostShown = 20; // of one kind
+
+std::optional<int> line_of(const DumpFinding& finding) {
+    return finding.line == 0 ? std::nullopt : std::optional(finding.line);
+}
+
+constexpr const char* kCodes = "bad_number missing_key over_long_field big_address permission unreadable timeout ended";
+
+constexpr Column<DumpFinding> kFindingColumns[] = {
+    member<&DumpFinding::entry>("entry"),     member<&DumpFinding::file>("file"),
+    member<line_of>("line", {.least = 1}),    member<&DumpFinding::code>("code", {.one_of = kCodes}),
+    member<&DumpFinding::message>("message"),
+};
 
 } // namespace
 
@@ -42,15 +54,11 @@ std::string findings_text(const std::vector<DumpFinding>& findings, bool color) 
 }
 
 Json findings_json(const std::vector<DumpFinding>& findings) {
-    Json all = Json::array();
-    for (const DumpFinding& finding : findings) {
-        all.push_back({{"entry", observe::valid_utf8(finding.entry)},
-                       {"file", observe::valid_utf8(finding.file)},
-                       {"line", finding.line == 0 ? Json(nullptr) : Json(finding.line)},
-                       {"code", finding.code},
-                       {"message", observe::valid_utf8(finding.message)}});
-    }
-    return all;
+    return array_of(kFindingColumns, findings);
+}
+
+Json findings_form() {
+    return array_form(form_of(kFindingColumns));
 }
 
 } // namespace kt3::output

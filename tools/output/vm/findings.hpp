@@ -13,5 +13,6 @@ using observe::DumpFinding;
 [[nodiscard]] std::string findings_text(const std::vector<DumpFinding>& findings, bool color);
 [[nodiscard]] std::string finding_line(const DumpFinding& finding);
 [[nodiscard]] Json findings_json(const std::vector<DumpFinding>& findings);
+[[nodiscard]] Json findings_form();
 
 } // namespace kt3::output

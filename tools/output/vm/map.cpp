@@ -1,6 +1,6 @@
 #include "output/vm/map.hpp"
 
-#include "observe/text.hpp"
+#include "output/schema.hpp"
 #include "output/screen_text.hpp"
 #include "output/units.hpp"
 
@@ -12,6 +12,60 @@ namespace {
 
 constexpr std::size_t kCells = 64;
 constexpr std::size_t kShown = 10; // spans of a kind on screen
+
+std::string start_text(const Span& span) {
+    return "  " + hexadecimal(span.start);
+}
+std::string end_text(const Span& span) {
+    return hexadecimal(span.end);
+}
+std::string size_text(const Span& span) {
+    return bytes_text(span.size());
+}
+
+// clang-format off
+// On screen the first heading is that of the kind.
+constexpr Column<Span> kSpanColumns[] = {
+    column<&Span::start, start_text>("start",      "START", {.align = Align::left, .least = 0}),
+    column<&Span::end, end_text>    ("end",        "END",   {.align = Align::left, .least = 0}),
+    column<&Span::size, size_text>  ("size_bytes", "SIZE",  {.least = 1}),
+};
+
+struct SpanKind {
+    const char* name;
+    const char* heading;
+    const char* list; // in JSON
+    std::vector<Span> AddressSpace::*spans;
+};
+
+constexpr SpanKind kSpanKinds[] = {
+    {"range",   "  RANGE",   "ranges",   &AddressSpace::ranges},
+    {"hole",    "  HOLE",    "holes",    &AddressSpace::holes},
+    {"overlap", "  OVERLAP", "overlaps", &AddressSpace::overlaps},
+};
+
+// What stands before a span in CSV.
+struct SpanOwner {
+    std::int64_t pid;
+    const char* kind;
+};
+
+constexpr Column<SpanOwner> kSpanOwnerColumns[] = {
+    column<&SpanOwner::pid> ("pid",  "PID"),
+    column<&SpanOwner::kind>("kind", "KIND"),
+};
+
+std::uint64_t node_count(const AddressSpace& space) {
+    return space.nodes.size();
+}
+
+constexpr Column<AddressSpace> kSpaceColumns[] = {
+    member<&AddressSpace::pid> ("pid"),
+    member<&AddressSpace::name>("name"),
+    member<&AddressSpace::used>("used_bytes", {.least = 0}),
+    member<node_count>         ("node_count", {.least = 0}),
+};
+// clang-format on
 
 // Bytes of the part that the spans cover.
 std::uint64_t covered(const std::vector<Span>& spans, const Span& part) {
@@ -39,21 +93,16 @@ std::string span_list(const char* heading, std::vector<Span> spans) {
     std::stable_sort(spans.begin(), spans.end(),
                      [](const Span& left, const Span& right) { return left.size() > right.size(); });
     spans.resize(std::min(spans.size(), kShown));
-    Table table{{{heading, "start"}, {"END", "end"}, {"SIZE", "size", Align::right}}, {}};
-    for (const Span& span : spans) {
-        table.rows.push_back({"  " + hexadecimal(span.start), hexadecimal(span.end), bytes_text(span.size())});
-    }
+    Table table = table_of(kSpanColumns, spans, Format::text);
+    table.columns.front().heading = heading;
     return aligned(table, false) + (count > kShown ? fmt::format("  and {} more\n", count - kShown) : "");
 }
 
-Json span_json(const Span& span) {
-    return {{"start", span.start}, {"end", span.end}, {"size_bytes", span.size()}};
-}
-
-Json spans_json(const std::vector<Span>& spans) {
-    Json all = Json::array();
-    std::transform(spans.begin(), spans.end(), std::back_inserter(all), span_json);
-    return all;
+Json largest_range(const AddressSpace& space) {
+    const auto largest =
+        std::max_element(space.ranges.begin(), space.ranges.end(),
+                         [](const Span& left, const Span& right) { return left.size() < right.size(); });
+    return largest == space.ranges.end() ? Json(nullptr) : object_of(kSpanColumns, *largest);
 }
 
 } // namespace
@@ -82,19 +131,22 @@ std::string map_text(const AddressSpace& space, bool color) {
         text += fmt::format("  {}..{}  {}\n  [{}]\n", hexadecimal(region.start), hexadecimal(region.end),
                             bytes_text(region.size()), region_bar(space, region, kCells));
     }
-    return text + span_list("  RANGE", space.ranges) + span_list("  HOLE", space.holes) +
-           span_list("  OVERLAP", space.overlaps);
+    for (const SpanKind& kind : kSpanKinds) {
+        text += span_list(kind.heading, space.*kind.spans);
+    }
+    return text;
 }
 
 Table span_rows(const std::vector<AddressSpace>& spaces) {
-    Table table{{{"PID", "pid"}, {"KIND", "kind"}, {"START", "start"}, {"END", "end"}, {"SIZE", "size_bytes"}}, {}};
+    Table table;
+    add_headings<SpanOwner>(table, kSpanOwnerColumns, Format::csv);
+    add_headings<Span>(table, kSpanColumns, Format::csv);
     for (const AddressSpace& space : spaces) {
-        const std::pair<const char*, const std::vector<Span>*> kinds[] = {
-            {"range", &space.ranges}, {"hole", &space.holes}, {"overlap", &space.overlaps}};
-        for (const auto& [kind, spans] : kinds) {
-            for (const Span& span : *spans) {
-                table.rows.push_back({std::to_string(space.pid), kind, std::to_string(span.start),
-                                      std::to_string(span.end), std::to_string(span.size())});
+        for (const SpanKind& kind : kSpanKinds) {
+            for (const Span& span : space.*kind.spans) {
+                Row row = row_of(kSpanOwnerColumns, SpanOwner{space.pid, kind.name}, Format::csv);
+                add_cells(row, kSpanColumns, span, Format::csv);
+                add_row(table, row, Format::csv);
             }
         }
     }
@@ -102,17 +154,22 @@ Table span_rows(const std::vector<AddressSpace>& spaces) {
 }
 
 Json space_json(const AddressSpace& space) {
-    const auto largest =
-        std::max_element(space.ranges.begin(), space.ranges.end(),
-                         [](const Span& left, const Span& right) { return left.size() < right.size(); });
-    return {{"pid", space.pid},
-            {"name", observe::valid_utf8(space.name)},
-            {"used_bytes", space.used},
-            {"node_count", space.nodes.size()},
-            {"ranges", spans_json(space.ranges)},
-            {"holes", spans_json(space.holes)},
-            {"overlaps", spans_json(space.overlaps)},
-            {"largest_range", largest == space.ranges.end() ? Json(nullptr) : span_json(*largest)}};
+    Json object = object_of(kSpaceColumns, space);
+    for (const SpanKind& kind : kSpanKinds) {
+        object[kind.list] = array_of(kSpanColumns, space.*kind.spans);
+    }
+    object["largest_range"] = largest_range(space);
+    return object;
+}
+
+Json space_form() {
+    const Json span = form_of(kSpanColumns);
+    Json form = form_of(kSpaceColumns);
+    for (const SpanKind& kind : kSpanKinds) {
+        add_member(form, kind.list, array_form(span));
+    }
+    add_member(form, "largest_range", nullable_form(span));
+    return form;
 }
 
 } // namespace kt3::output

@@ -16,7 +16,8 @@ using observe::Span;
 // One character for each of `cells` equal parts of the region: "#" used, "+" used in part, "!" overlap, "." hole.
 [[nodiscard]] std::string region_bar(const AddressSpace& space, const Span& region, std::size_t cells);
 
-[[nodiscard]] Table span_rows(const std::vector<AddressSpace>& spaces);
+[[nodiscard]] Table span_rows(const std::vector<AddressSpace>& spaces); // in CSV
 [[nodiscard]] Json space_json(const AddressSpace& space);
+[[nodiscard]] Json space_form();
 
 } // namespace kt3::output

@@ -1,6 +1,6 @@
 #include "output/vm/nodes.hpp"
 
-#include "observe/text.hpp"
+#include "output/schema.hpp"
 #include "output/screen_text.hpp"
 #include "output/units.hpp"
 
@@ -8,43 +8,60 @@
 #include <map>
 
 namespace kt3::output {
+namespace {
+
+std::string handle_text(const VmNode& node) {
+    return "  " + node.handle;
+}
+std::string address_text(const VmNode& node) {
+    return hexadecimal(node.gpu_va);
+}
+std::string size_text(const VmNode& node) {
+    return bytes_text(node.size);
+}
+
+// clang-format off
+// On screen the process is the heading above its nodes.
+constexpr Column<VmNode> kNodeColumns[] = {
+    column<&VmNode::pid>                  ("pid",        "PID",      {.forms = kCsv | kJson}),
+    column<&VmNode::name>                 ("name",       "NAME",     {.forms = kCsv | kJson}),
+    column<&VmNode::handle, handle_text>  ("handle",     "  HANDLE"),
+    column<&VmNode::gpu_va, address_text> ("gpu_va",     "ADDRESS",  {.least = 0}),
+    column<&VmNode::size, size_text>      ("size_bytes", "SIZE",     {.least = 0}),
+};
+// clang-format on
+
+} // namespace
 
 std::string nodes_text(const std::vector<VmNode>& nodes, bool color) {
-    std::map<std::int64_t, std::vector<const VmNode*>> by_process;
+    std::map<std::int64_t, std::vector<VmNode>> by_process;
     for (const VmNode& node : nodes) {
-        by_process[node.pid].push_back(&node);
+        by_process[node.pid].push_back(node);
     }
     std::string text;
     for (const auto& [pid, own] : by_process) {
         std::uint64_t sum = 0;
-        Table table{{{"  HANDLE", "handle"}, {"ADDRESS", "gpu_va", Align::right}, {"SIZE", "size", Align::right}}, {}};
-        for (const VmNode* node : own) {
-            sum += node->size;
-            table.rows.push_back({"  " + node->handle, hexadecimal(node->gpu_va), bytes_text(node->size)});
+        for (const VmNode& node : own) {
+            sum += node.size;
         }
-        const std::string heading = fmt::format("pid {}  {}  {}, {}", pid, screen_safe(own.front()->name),
+        const std::string heading = fmt::format("pid {}  {}  {}, {}", pid, screen_safe(own.front().name),
                                                 counted(own.size(), "node", "nodes"), bytes_text(sum));
-        text += (text.empty() ? "" : "\n") + painted(heading, Paint::bold, color) + '\n' + aligned(table, false);
+        text += (text.empty() ? "" : "\n") + painted(heading, Paint::bold, color) + '\n' +
+                aligned(table_of(kNodeColumns, own, Format::text), false);
     }
     return text;
 }
 
 Table node_rows(const std::vector<VmNode>& nodes) {
-    Table table{{{"PID", "pid"}, {"NAME", "name"}, {"HANDLE", "handle"}, {"ADDRESS", "gpu_va"}, {"SIZE", "size_bytes"}},
-                {}};
-    for (const VmNode& node : nodes) {
-        table.rows.push_back(
-            {std::to_string(node.pid), node.name, node.handle, std::to_string(node.gpu_va), std::to_string(node.size)});
-    }
-    return table;
+    return table_of(kNodeColumns, nodes, Format::csv);
 }
 
-Json node_json(const VmNode& node) {
-    return {{"pid", node.pid},
-            {"name", observe::valid_utf8(node.name)},
-            {"handle", observe::valid_utf8(node.handle)},
-            {"gpu_va", node.gpu_va},
-            {"size_bytes", node.size}};
+Json nodes_json(const std::vector<VmNode>& nodes) {
+    return array_of(kNodeColumns, nodes);
+}
+
+Json nodes_form() {
+    return array_form(form_of(kNodeColumns));
 }
 
 } // namespace kt3::output

@@ -11,7 +11,8 @@ using observe::VmNode;
 
 // Nodes by process: a heading with the sum, then the nodes.
 [[nodiscard]] std::string nodes_text(const std::vector<VmNode>& nodes, bool color);
-[[nodiscard]] Table node_rows(const std::vector<VmNode>& nodes);
-[[nodiscard]] Json node_json(const VmNode& node);
+[[nodiscard]] Table node_rows(const std::vector<VmNode>& nodes); // in CSV
+[[nodiscard]] Json nodes_json(const std::vector<VmNode>& nodes);
+[[nodiscard]] Json nodes_form();
 
 } // namespace kt3::output

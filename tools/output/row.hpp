@@ -97,6 +97,16 @@ void add_cells(Row& row, std::type_identity_t<Columns<Record>> columns, const Re
     }
 }
 
+// The same cells without values, in rows that mix records of several kinds.
+template<typename Record>
+void add_empty_cells(Row& row, Columns<Record> columns, Format format) {
+    for (const Column<Record>& column : columns) {
+        if (appears(column.heading, format)) {
+            row.push_back({&column.heading, Value(), std::nullopt});
+        }
+    }
+}
+
 template<typename Record>
 [[nodiscard]] Row row_of(std::type_identity_t<Columns<Record>> columns, const Record& record, Format format) {
     Row row;

@@ -1,9 +1,11 @@
 // kt3 vm: GPU virtual memory as the driver's dumps tell it.
 
+#include "kt3/adapter_table.hpp"
 #include "kt3/command_table.hpp"
 #include "kt3/input.hpp"
 #include "kt3/option_checks.hpp"
 #include "observe/vm/reading.hpp"
+#include "output/schema.hpp"
 #include "output/vm/diff.hpp"
 #include "output/vm/findings.hpp"
 #include "output/vm/map.hpp"
@@ -78,8 +80,7 @@ ExitStatus run_clients(Session& session, const Arguments& arguments) {
     Json clients = Json::array();
     std::transform(read.clients.begin(), read.clients.end(), std::back_inserter(clients), client_json);
     session.report.members["clients"] = std::move(clients);
-    const Table table = client_rows(read.clients, read.findings);
-    session.text = format_of(session) == Format::csv ? comma_separated(table) : aligned(table, color_of(session));
+    session.text = table_text(session, client_rows(read.clients, read.findings, format_of(session)));
     return report_findings(session, read.findings);
 }
 
@@ -191,6 +192,15 @@ ExitStatus run_diff(Session& session, const Arguments& arguments) {
 using Run = ExitStatus (*)(Session&, const Arguments&);
 
 } // namespace
+
+std::vector<DocumentForm> describe_vm() {
+    const DocumentMember findings{"findings", findings_form()};
+    return {{{"vm clients"}, nullptr, {{"clients", array_form(client_form())}, findings}},
+            {{"vm pagetable"}, nullptr, {{"clients", array_form(client_with_rows_form())}, findings}},
+            {{"vm nodes"}, nullptr, {{"nodes", nodes_form()}, findings}},
+            {{"vm map"}, nullptr, {{"spaces", array_form(space_form())}, findings}},
+            {{"vm diff"}, nullptr, {{"differences", differences_form()}}}};
+}
 
 void add_vm(CLI::App& app, Options& options, Chosen& chosen) {
     CLI::App& vm = *app.add_subcommand("vm", "Show GPU page tables and allocation nodes");

@@ -1,25 +1,78 @@
 #include "output/vm/rows.hpp"
 
 #include "observe/text.hpp"
-#include "output/screen_text.hpp"
+#include "output/schema.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <type_traits>
 
 namespace kt3::output {
 namespace {
 
-Json address_json(std::int64_t address, std::int32_t known) {
-    return known == 0 ? Json(nullptr) : Json(address);
+using observe::kLevels;
+using observe::PageEntry;
+using observe::TableEntry;
+
+// ---- clients --------------------------------------------------------------------------------------------------------
+
+std::optional<std::string> pid_of(const VmClient& client) {
+    return client.pid.empty() ? std::nullopt : std::optional(client.pid);
 }
+const char* read_word(const VmClient& client) {
+    return client.read ? "yes" : "no";
+}
+std::uint64_t row_count(const VmClient& client) {
+    return table_count(client) + page_count(client);
+}
+template<std::size_t Level>
+std::uint64_t tables_of(const VmClient& client) {
+    return client.tables[Level].size();
+}
+template<std::size_t Level>
+std::uint64_t pages_of(const VmClient& client) {
+    return client.pages[Level].size();
+}
+
+// How many findings a client has.
+struct FindingCount {
+    std::int64_t count;
+};
+
+constexpr unsigned kNotInJson = kText | kCsv;
+
+// clang-format off
+// JSON has the counts of the levels as lists.
+constexpr Column<VmClient> kClientColumns[] = {
+    column<&VmClient::folder>("client",            "CLIENT"),
+    column<pid_of>           ("pid",               "PID",       {.align = Align::right}),
+    column<&VmClient::name>  ("name",              "NAME"),
+    column<read_word>        ("read",              "READ",      {.forms = kNotInJson}),
+    member<&VmClient::read>  ("read"),
+    column<row_count>        ("rows",              "ROWS",      {.forms = kNotInJson}),
+    member<row_count>        ("row_count",                      {.least = 0}),
+    column<tables_of<0>>     ("tables_level0",     "TABLES 0",  {.forms = kNotInJson}),
+    column<tables_of<1>>     ("tables_level1",     "1",         {.forms = kNotInJson}),
+    column<tables_of<2>>     ("tables_level2",     "2",         {.forms = kNotInJson}),
+    column<pages_of<0>>      ("sub_tables_level0", "ENTRIES 0", {.forms = kNotInJson}),
+    column<pages_of<1>>      ("sub_tables_level1", "1",         {.forms = kNotInJson}),
+    column<pages_of<2>>      ("sub_tables_level2", "2",         {.forms = kNotInJson}),
+};
+
+constexpr Column<FindingCount> kFindingCountColumn[] = {
+    column<&FindingCount::count>("findings", "FINDINGS", {.forms = kNotInJson}),
+};
+// clang-format on
+
+// ---- entries of tables ----------------------------------------------------------------------------------------------
 
 // Where every table stands: "0:0/1:3/2:17", with "?" for a parent that is not there.
 struct Paths {
-    std::vector<std::string> of[observe::kLevels];
+    std::vector<std::string> of[kLevels];
 
     explicit Paths(const VmClient& client) {
-        for (int level = 0; level < observe::kLevels; ++level) {
-            for (const observe::TableEntry& table : client.tables[level]) {
+        for (int level = 0; level < kLevels; ++level) {
+            for (const TableEntry& table : client.tables[level]) {
                 const std::string above = level == 0 ? "" : under(level - 1, table.parent) + '/';
                 of[level].push_back(above + fmt::format("{}:{}", level, table.index));
             }
@@ -28,122 +81,157 @@ struct Paths {
     [[nodiscard]] std::string under(int level, std::int32_t position) const {
         return position < 0 ? "?" : of[level][static_cast<std::size_t>(position)];
     }
-    [[nodiscard]] std::string under(const observe::TableEntry& table) const {
+    [[nodiscard]] std::string under(const TableEntry& table) const {
         return table.level == 0 ? "" : under(table.level - 1, table.parent);
     }
-    [[nodiscard]] std::string under(const observe::PageEntry& page) const { return under(page.level, page.owner); }
+    [[nodiscard]] std::string under(const PageEntry& page) const { return under(page.level, page.owner); }
 };
 
-Json table_json(const observe::TableEntry& table, const Paths& paths) {
-    return {{"kind", "table"},
-            {"under", paths.under(table)},
-            {"level", table.level},
-            {"index", table.index},
-            {"address", address_json(table.address, table.address_known)},
-            {"buffer", observe::valid_utf8(observe::field_text(table.buffer))}};
+constexpr const char* kTable = "table";
+constexpr const char* kSubTable = "sub_table";
+
+// What both kinds of entries have.
+struct Place {
+    const char* kind;
+    std::string under;
+    std::int32_t level;
+    std::int32_t index;
+    std::optional<std::int64_t> address;
+};
+
+template<typename Entry>
+Place place_of(const Entry& entry, const Paths& paths) {
+    return {std::is_same_v<Entry, TableEntry> ? kTable : kSubTable, paths.under(entry), entry.level, entry.index,
+            entry.address_known == 0 ? std::nullopt : std::optional(entry.address)};
 }
 
-Json page_json(const observe::PageEntry& page, const Paths& paths) {
-    return {{"kind", "sub_table"},
-            {"under", paths.under(page)},
-            {"level", page.level},
-            {"index", page.index},
-            {"address", address_json(page.address, page.address_known)},
-            {"parent_level", page.parent_level},
-            {"parent_index", page.parent_index},
-            {"snoop", page.snoop},
-            {"segment", page.segment},
-            {"large_page", page.large_page}};
+std::string buffer_of(const TableEntry& table) {
+    return observe::field_text(table.buffer);
 }
 
-std::string address_value(std::int64_t address, std::int32_t known) {
-    return known == 0 ? "" : std::to_string(address);
+// clang-format off
+// Before the columns of an entry in CSV; JSON has its rows within the client.
+constexpr Column<VmClient> kOwnerColumns[] = {
+    column<&VmClient::folder>("client", "CLIENT"),
+    column<&VmClient::pid>   ("pid",    "PID"),
+};
+
+constexpr Column<Place> kPlaceColumns[] = {
+    column<&Place::kind>   ("kind",    "KIND"),
+    column<&Place::under>  ("under",   "UNDER"),
+    column<&Place::level>  ("level",   "LEVEL",   {.least = 0, .most = kLevels - 1}),
+    column<&Place::index>  ("index",   "INDEX"),
+    column<&Place::address>("address", "ADDRESS"),
+};
+
+constexpr Column<TableEntry> kTableColumns[] = {
+    column<buffer_of>("buffer", "BUFFER"),
+};
+
+constexpr Column<PageEntry> kPageColumns[] = {
+    column<&PageEntry::parent_level>("parent_level", "PARENT LEVEL", {.least = 0, .most = kLevels - 1}),
+    column<&PageEntry::parent_index>("parent_index", "PARENT INDEX"),
+    column<&PageEntry::snoop>       ("snoop",        "SNOOP",        {.least = 0}),
+    column<&PageEntry::segment>     ("segment",      "SEGMENT",      {.least = 0}),
+    column<&PageEntry::large_page>  ("large_page",   "LARGE PAGE",   {.least = 0}),
+};
+// clang-format on
+
+// The cells of the entry's own kind; those of the other kind are empty.
+void add_own_cells(Row& row, const TableEntry& table) {
+    add_cells(row, kTableColumns, table, Format::csv);
+    add_empty_cells<PageEntry>(row, kPageColumns, Format::csv);
+}
+void add_own_cells(Row& row, const PageEntry& page) {
+    add_empty_cells<TableEntry>(row, kTableColumns, Format::csv);
+    add_cells(row, kPageColumns, page, Format::csv);
+}
+
+template<typename Entry>
+void add_rows(Table& table, const std::vector<Entry>& entries, const VmClient& client, const Paths& paths) {
+    Row row;
+    for (const Entry& entry : entries) {
+        row.clear();
+        add_cells(row, kOwnerColumns, client, Format::csv);
+        add_cells(row, kPlaceColumns, place_of(entry, paths), Format::csv);
+        add_own_cells(row, entry);
+        add_row(table, row, Format::csv);
+    }
+}
+
+template<typename Entry>
+void write_entries(JsonStream& json, const std::vector<Entry>& entries, std::span<const Column<Entry>> columns,
+                   const Paths& paths) {
+    for (const Entry& entry : entries) {
+        Json object = object_of(kPlaceColumns, place_of(entry, paths));
+        put_row(object, row_of(columns, entry, Format::json));
+        json.value(object);
+    }
+}
+
+template<typename Entry>
+Json entry_form(const char* kind, Columns<Entry> columns) {
+    Json form = form_of(kPlaceColumns);
+    form["properties"]["kind"] = {{"const", kind}};
+    add_columns<Entry>(form, columns);
+    return form;
 }
 
 } // namespace
 
-Table flat_rows(const std::vector<VmClient>& clients) {
-    Table table{{{"CLIENT", "client"},
-                 {"PID", "pid"},
-                 {"KIND", "kind"},
-                 {"UNDER", "under"},
-                 {"LEVEL", "level"},
-                 {"INDEX", "index"},
-                 {"ADDRESS", "address"},
-                 {"BUFFER", "buffer"},
-                 {"PARENT LEVEL", "parent_level"},
-                 {"PARENT INDEX", "parent_index"},
-                 {"SNOOP", "snoop"},
-                 {"SEGMENT", "segment"},
-                 {"LARGE PAGE", "large_page"}},
-                {}};
-    for (const VmClient& client : clients) {
-        const Paths paths(client);
-        for (const auto& tables : client.tables) {
-            for (const observe::TableEntry& row : tables) {
-                table.rows.push_back({client.folder, client.pid, "table", paths.under(row), std::to_string(row.level),
-                                      std::to_string(row.index), address_value(row.address, row.address_known),
-                                      observe::field_text(row.buffer), "", "", "", "", ""});
-            }
-        }
-        for (const auto& pages : client.pages) {
-            for (const observe::PageEntry& row : pages) {
-                table.rows.push_back(
-                    {client.folder, client.pid, "sub_table", paths.under(row), std::to_string(row.level),
-                     std::to_string(row.index), address_value(row.address, row.address_known), "",
-                     std::to_string(row.parent_level), std::to_string(row.parent_index), std::to_string(row.snoop),
-                     std::to_string(row.segment), std::to_string(row.large_page)});
-            }
-        }
-    }
-    return table;
-}
+// ---- clients --------------------------------------------------------------------------------------------------------
 
-Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFinding>& findings) {
-    Table table{{{"CLIENT", "client"},
-                 {"PID", "pid", Align::right},
-                 {"NAME", "name"},
-                 {"READ", "read"},
-                 {"ROWS", "rows", Align::right},
-                 {"TABLES 0", "tables_level0", Align::right},
-                 {"1", "tables_level1", Align::right},
-                 {"2", "tables_level2", Align::right},
-                 {"ENTRIES 0", "sub_tables_level0", Align::right},
-                 {"1", "sub_tables_level1", Align::right},
-                 {"2", "sub_tables_level2", Align::right},
-                 {"FINDINGS", "findings", Align::right}},
-                {}};
+Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFinding>& findings, Format format) {
+    Table table;
+    add_headings<VmClient>(table, kClientColumns, format);
+    add_headings<FindingCount>(table, kFindingCountColumn, format);
     for (const VmClient& client : clients) {
         const auto count = std::count_if(findings.begin(), findings.end(),
                                          [&](const DumpFinding& finding) { return finding.entry == client.folder; });
-        std::vector<std::string> row{client.folder, client.pid, client.name, client.read ? "yes" : "no",
-                                     std::to_string(table_count(client) + page_count(client))};
-        for (const auto& tables : client.tables) {
-            row.push_back(std::to_string(tables.size()));
-        }
-        for (const auto& pages : client.pages) {
-            row.push_back(std::to_string(pages.size()));
-        }
-        row.push_back(std::to_string(count));
-        table.rows.push_back(std::move(row));
+        Row row = row_of(kClientColumns, client, format);
+        add_cells(row, kFindingCountColumn, FindingCount{count}, format);
+        add_row(table, row, format);
     }
     return table;
 }
 
 Json client_json(const VmClient& client) {
-    Json tables = Json::array();
-    Json pages = Json::array();
-    for (int level = 0; level < observe::kLevels; ++level) {
-        tables.push_back(client.tables[level].size());
-        pages.push_back(client.pages[level].size());
+    Json object = object_of(kClientColumns, client);
+    object["table_counts"] = Json::array();
+    object["sub_table_counts"] = Json::array();
+    for (int level = 0; level < kLevels; ++level) {
+        object["table_counts"].push_back(client.tables[level].size());
+        object["sub_table_counts"].push_back(client.pages[level].size());
     }
-    return {{"client", observe::valid_utf8(client.folder)},
-            {"pid", client.pid.empty() ? Json(nullptr) : Json(observe::valid_utf8(client.pid))},
-            {"name", observe::valid_utf8(client.name)},
-            {"read", client.read},
-            {"row_count", table_count(client) + page_count(client)},
-            {"table_counts", tables},
-            {"sub_table_counts", pages}};
+    return object;
+}
+
+Json client_form() {
+    const Json counts = array_form({{"type", "integer"}, {"minimum", 0}}, kLevels);
+    Json form = form_of(kClientColumns);
+    add_member(form, "table_counts", counts);
+    add_member(form, "sub_table_counts", counts);
+    return form;
+}
+
+// ---- entries of tables ----------------------------------------------------------------------------------------------
+
+Table flat_rows(const std::vector<VmClient>& clients) {
+    Table table;
+    add_headings<VmClient>(table, kOwnerColumns, Format::csv);
+    add_headings<Place>(table, kPlaceColumns, Format::csv);
+    add_headings<TableEntry>(table, kTableColumns, Format::csv);
+    add_headings<PageEntry>(table, kPageColumns, Format::csv);
+    for (const VmClient& client : clients) {
+        const Paths paths(client);
+        for (const auto& tables : client.tables) {
+            add_rows(table, tables, client, paths);
+        }
+        for (const auto& pages : client.pages) {
+            add_rows(table, pages, client, paths);
+        }
+    }
+    return table;
 }
 
 void write_client(JsonStream& json, const VmClient& client) {
@@ -156,17 +244,21 @@ void write_client(JsonStream& json, const VmClient& client) {
     json.key("rows");
     json.begin_array();
     for (const auto& tables : client.tables) {
-        for (const observe::TableEntry& table : tables) {
-            json.value(table_json(table, paths));
-        }
+        write_entries<TableEntry>(json, tables, kTableColumns, paths);
     }
     for (const auto& pages : client.pages) {
-        for (const observe::PageEntry& page : pages) {
-            json.value(page_json(page, paths));
-        }
+        write_entries<PageEntry>(json, pages, kPageColumns, paths);
     }
     json.end_array();
     json.end_object();
+}
+
+Json client_with_rows_form() {
+    const Json table = entry_form<TableEntry>(kTable, kTableColumns);
+    const Json sub_table = entry_form<PageEntry>(kSubTable, kPageColumns);
+    Json form = client_form();
+    add_member(form, "rows", array_form({{"oneOf", {table, sub_table}}}));
+    return form;
 }
 
 } // namespace kt3::output

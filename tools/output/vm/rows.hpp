@@ -2,6 +2,7 @@
 // Page tables as flat rows and JSON.
 
 #include "observe/vm/dumps.hpp"
+#include "output/format.hpp"
 #include "output/json_stream.hpp"
 #include "output/text_table.hpp"
 
@@ -10,14 +11,18 @@ namespace kt3::output {
 using observe::DumpFinding;
 using observe::VmClient;
 
-// Flat rows, in the order of the library: tables of level 0, 1 and 2, then sub-table entries of level 0, 1 and 2.
+// Flat rows in CSV, in the order of the library: tables of level 0, 1 and 2, then sub-table entries of level 0, 1
+// and 2.
 [[nodiscard]] Table flat_rows(const std::vector<VmClient>& clients);
 
 // The client with its rows as one JSON object.
 void write_client(JsonStream& json, const VmClient& client);
+[[nodiscard]] Json client_with_rows_form();
 
 // One row per client.
-[[nodiscard]] Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFinding>& findings);
+[[nodiscard]] Table client_rows(const std::vector<VmClient>& clients, const std::vector<DumpFinding>& findings,
+                                Format format);
 [[nodiscard]] Json client_json(const VmClient& client);
+[[nodiscard]] Json client_form();
 
 } // namespace kt3::output

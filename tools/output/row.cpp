@@ -38,6 +38,7 @@ void add_heading(Table& table, const Heading& heading) {
 
 void add_row(Table& table, const Row& row, Format format) {
     auto& cells = table.rows.emplace_back();
+    cells.reserve(row.size());
     for (const Cell& cell : row) {
         cells.push_back(cell_text(cell, format));
     }

@@ -37,10 +37,19 @@ std::string Value::text() const {
 }
 
 std::string Value::csv() const {
-    if (const auto* text = std::get_if<std::string>(&held_)) {
-        return *text;
-    }
-    return present() ? json().dump() : "";
+    const auto as_text = [this](const auto& value) -> std::string {
+        using T = std::decay_t<decltype(value)>;
+        if constexpr (std::is_same_v<T, std::monostate>) {
+            return "";
+        } else if constexpr (std::is_same_v<T, std::string>) {
+            return value;
+        } else if constexpr (std::is_same_v<T, std::int64_t> || std::is_same_v<T, std::uint64_t>) {
+            return std::to_string(value); // page tables have millions of numbers, and dumping JSON is slow
+        } else {
+            return json().dump();
+        }
+    };
+    return std::visit(as_text, held_);
 }
 
 Json Value::json() const {

@@ -4,16 +4,21 @@
 
 namespace kt3::cli {
 
-#define KT3_COMMAND(name) void add_##name(CLI::App& app, Options& options, Chosen& chosen);
+#define KT3_COMMAND(name)                                                                                              \
+    void add_##name(CLI::App& app, Options& options, Chosen& chosen);                                                  \
+    std::vector<DocumentForm> describe_##name();
 #include "kt3/command_table.def"
 #undef KT3_COMMAND
 
 namespace {
 
-using AddCommand = void (*)(CLI::App&, Options&, Chosen&);
+struct Command {
+    void (*add)(CLI::App&, Options&, Chosen&);
+    std::vector<DocumentForm> (*describe)();
+};
 
-constexpr AddCommand kCommands[] = {
-#define KT3_COMMAND(name) add_##name,
+constexpr Command kCommands[] = {
+#define KT3_COMMAND(name) {add_##name, describe_##name},
 #include "kt3/command_table.def"
 #undef KT3_COMMAND
 };
@@ -32,9 +37,19 @@ CLI::App& add_command(CLI::App& app, const char* name, const char* description, 
 }
 
 void add_all_commands(CLI::App& app, Options& options, Chosen& chosen) {
-    for (const AddCommand add : kCommands) {
-        add(app, options, chosen);
+    for (const Command& command : kCommands) {
+        command.add(app, options, chosen);
     }
+}
+
+std::vector<DocumentForm> describe_all_commands() {
+    std::vector<DocumentForm> all = describe_summary();
+    for (const Command& command : kCommands) {
+        for (DocumentForm& form : command.describe()) {
+            all.push_back(std::move(form));
+        }
+    }
+    return all;
 }
 
 } // namespace kt3::cli

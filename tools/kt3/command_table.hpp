@@ -3,6 +3,7 @@
 
 #include "kt3/options.hpp"
 #include "kt3/session.hpp"
+#include "output/schema.hpp"
 
 #include <functional>
 
@@ -23,7 +24,11 @@ CLI::App& add_command(CLI::App& app, const char* name, const char* description, 
 // Adds all of command_table.def.
 void add_all_commands(CLI::App& app, Options& options, Chosen& chosen);
 
+// What their JSON documents hold, after those of `kt3` alone.
+[[nodiscard]] std::vector<DocumentForm> describe_all_commands();
+
 // What `kt3` alone does.
 ExitStatus run_summary(Session& session);
+[[nodiscard]] std::vector<DocumentForm> describe_summary();
 
 } // namespace kt3::cli

@@ -50,11 +50,7 @@ std::string read_file(const std::string& path) {
     return std::move(file.text);
 }
 
-// Reading comes first in every command: the library would write back an empty list if it had not loaded the file, and
-// a file that may not be read counts as empty to it.
-std::vector<Preference> read_preferences(Session& session) {
-    (void)read_file(preference_file());
-    const Library& library = library_of(session);
+std::vector<Preference> loaded_preferences(const Library& library) {
     const auto get = KT3_ENTRY(library, get_gpu_preference);
     std::int32_t count = 0;
     get(nullptr, &count);
@@ -64,6 +60,13 @@ std::vector<Preference> read_preferences(Session& session) {
     std::vector<Preference> preferences;
     std::transform(nodes.begin(), nodes.end(), std::back_inserter(preferences), preference_in);
     return preferences;
+}
+
+// Reading comes first in every command: the library would write back an empty list if it had not loaded the file, and
+// a file that may not be read counts as empty to it.
+std::vector<Preference> read_preferences(Session& session) {
+    (void)read_file(preference_file());
+    return loaded_preferences(library_of(session));
 }
 
 [[noreturn]] void not_saved(const std::string& path) {
@@ -133,18 +136,23 @@ std::string preference_line(const Preference& preference) {
                                    bus_text(preference.gpu_bus)));
 }
 
-void show_change(Session& session, const Change& change) {
+std::string change_text(const Change& change) {
     const auto& [what, before, after] = change;
-    put_row(session.report.members, row_of(kChangeColumns, change, Format::json));
-    session.report.members["before"] = object_or_null(before);
-    session.report.members["after"] = object_or_null(after);
-    session.text = fmt::format("{} {}\n", screen_safe((after == nullptr ? before : after)->name), what);
+    std::string text = fmt::format("{} {}\n", screen_safe((after == nullptr ? before : after)->name), what);
     if (before != nullptr && (after == nullptr || *before != *after)) {
-        session.text += "  was  " + preference_line(*before) + '\n';
+        text += "  was  " + preference_line(*before) + '\n';
     }
     if (after != nullptr) {
-        session.text += "  now  " + preference_line(*after) + '\n';
+        text += "  now  " + preference_line(*after) + '\n';
     }
+    return text;
+}
+
+void show_change(Session& session, const Change& change) {
+    put_row(session.report.members, row_of(kChangeColumns, change, Format::json));
+    session.report.members["before"] = object_or_null(change.before);
+    session.report.members["after"] = object_or_null(change.after);
+    session.text = change_text(change);
 }
 
 // ---- the commands ---------------------------------------------------------------------------------------------------
@@ -188,8 +196,7 @@ ExitStatus run_get(Session& session, const Arguments& arguments) {
     throw Failure{ExitStatus::usage, "not_storable", why};
 }
 
-void take_adapter(Session& session, Preference& preference) {
-    const auto adapters = selected_adapters(session);
+void take_adapter(const std::vector<const Adapter*>& adapters, Preference& preference) {
     if (adapters.size() != 1) {
         refuse("--gpu must name one adapter");
     }
@@ -198,10 +205,7 @@ void take_adapter(Session& session, Preference& preference) {
     preference.gpu_bus = adapters[0]->bus;
 }
 
-void apply_arguments(Session& session, const Arguments& arguments, Preference& preference) {
-    if (!session.options.gpu.empty()) {
-        take_adapter(session, preference);
-    }
+void apply_arguments(const Arguments& arguments, Preference& preference) {
     if (arguments.gpu_name) {
         const std::string why = arguments.gpu_name->empty() ? "" : why_no_gpu_name(*arguments.gpu_name);
         if (!why.empty()) {
@@ -231,7 +235,10 @@ ExitStatus run_set(Session& session, const Arguments& arguments) {
     Preference after = before == nullptr ? Preference{} : *before;
     after.name = application_name(arguments.application);
     after.path = arguments.application;
-    apply_arguments(session, arguments, after);
+    if (!session.options.gpu.empty()) {
+        take_adapter(selected_adapters(session), after);
+    }
+    apply_arguments(arguments, after);
     if (before != nullptr && *before == after) {
         show_change(session, {"kept", before, &after});
         return ExitStatus::ok;

@@ -38,10 +38,8 @@ bool wanted(const VmClient& client, const Arguments& arguments) {
 }
 
 // So that an empty screen never leaves open whether anything was looked at.
-void say_when_empty(Session& session, const char* words) {
-    if (format_of(session) == Format::text && session.text.empty()) {
-        session.text = words;
-    }
+std::string said_when_empty(std::string text, const char* words) {
+    return text.empty() ? words : std::move(text);
 }
 
 // Findings end every report: on screen as its last section, in CSV on standard error.
@@ -58,8 +56,8 @@ ExitStatus report_findings(Session& session, const std::vector<DumpFinding>& fin
     return findings.empty() ? ExitStatus::ok : ExitStatus::failure;
 }
 
-PageTables wanted_clients(Session& session, const Arguments& arguments) {
-    PageTables read = read_page_tables(library_of(session), arguments.timeout);
+PageTables wanted_clients(const Library& library, const Arguments& arguments) {
+    PageTables read = read_page_tables(library, arguments.timeout);
     std::vector<VmClient> all = std::move(read.clients);
     read.clients.clear();
     for (VmClient& client : all) {
@@ -76,7 +74,7 @@ PageTables wanted_clients(Session& session, const Arguments& arguments) {
 }
 
 ExitStatus run_clients(Session& session, const Arguments& arguments) {
-    const PageTables read = wanted_clients(session, arguments);
+    const PageTables read = wanted_clients(library_of(session), arguments);
     Json clients = Json::array();
     std::transform(read.clients.begin(), read.clients.end(), std::back_inserter(clients), client_json);
     session.report.members["clients"] = std::move(clients);
@@ -102,12 +100,11 @@ void write_clients(JsonStream& json, const std::vector<VmClient>& clients) {
 }
 
 ExitStatus run_pagetable(Session& session, const Arguments& arguments) {
-    PageTables read = wanted_clients(session, arguments);
+    PageTables read = wanted_clients(library_of(session), arguments);
     if (format_of(session) == Format::csv) {
         session.text = comma_separated(flat_rows(read.clients));
     } else if (format_of(session) == Format::text) {
-        session.text = trees_text(read.clients, color_of(session));
-        say_when_empty(session, "no clients\n");
+        session.text = said_when_empty(trees_text(read.clients, color_of(session)), "no clients\n");
     } else {
         session.report.write_more = [clients = std::move(read.clients)](JsonStream& json) {
             write_clients(json, clients);
@@ -116,8 +113,8 @@ ExitStatus run_pagetable(Session& session, const Arguments& arguments) {
     return report_findings(session, read.findings);
 }
 
-AllocationNodes wanted_nodes(Session& session, const Arguments& arguments) {
-    AllocationNodes read = read_allocation_nodes(library_of(session), arguments.timeout);
+AllocationNodes wanted_nodes(const Library& library, const Arguments& arguments) {
+    AllocationNodes read = read_allocation_nodes(library, arguments.timeout);
     if (!arguments.client.empty()) {
         std::erase_if(read.nodes, [&](const VmNode& node) { return std::to_string(node.pid) != arguments.client; });
         if (read.nodes.empty()) {
@@ -128,36 +125,41 @@ AllocationNodes wanted_nodes(Session& session, const Arguments& arguments) {
 }
 
 ExitStatus run_nodes(Session& session, const Arguments& arguments) {
-    const AllocationNodes read = wanted_nodes(session, arguments);
+    const AllocationNodes read = wanted_nodes(library_of(session), arguments);
     session.report.members["nodes"] = nodes_json(read.nodes);
-    session.text = format_of(session) == Format::csv ? comma_separated(node_rows(read.nodes))
-                                                     : nodes_text(read.nodes, color_of(session));
-    say_when_empty(session, "no nodes\n");
+    session.text = format_of(session) == Format::csv
+                       ? comma_separated(node_rows(read.nodes))
+                       : said_when_empty(nodes_text(read.nodes, color_of(session)), "no nodes\n");
     return report_findings(session, read.findings);
 }
 
-void write_picture(const Session& session, const std::string& path, const std::vector<AddressSpace>& spaces) {
-    Output file(session.output.standard_output(), path);
+void write_picture(const support::Fd& standard_output, const std::string& path,
+                   const std::vector<AddressSpace>& spaces) {
+    Output file(standard_output, path);
     file.write(svg_picture(spaces));
     file.finish();
 }
 
+std::string maps_text(const std::vector<AddressSpace>& spaces, bool color) {
+    std::string text;
+    for (const AddressSpace& space : spaces) {
+        text += (text.empty() ? "" : "\n") + map_text(space, color);
+    }
+    return text;
+}
+
 ExitStatus run_map(Session& session, const Arguments& arguments) {
-    const AllocationNodes read = wanted_nodes(session, arguments);
+    const AllocationNodes read = wanted_nodes(library_of(session), arguments);
     const std::vector<AddressSpace> spaces = address_spaces(read.nodes);
     session.report.members["spaces"] = Json::array();
     for (const AddressSpace& space : spaces) {
         session.report.members["spaces"].push_back(space_json(space));
-        if (format_of(session) == Format::text) {
-            session.text += (session.text.empty() ? "" : "\n") + map_text(space, color_of(session));
-        }
     }
-    if (format_of(session) == Format::csv) {
-        session.text = comma_separated(span_rows(spaces));
-    }
-    say_when_empty(session, "no nodes\n");
+    session.text = format_of(session) == Format::csv
+                       ? comma_separated(span_rows(spaces))
+                       : said_when_empty(maps_text(spaces, color_of(session)), "no nodes\n");
     if (!arguments.svg.empty()) {
-        write_picture(session, arguments.svg, spaces);
+        write_picture(session.output.standard_output(), arguments.svg, spaces);
     }
     return report_findings(session, read.findings);
 }

@@ -101,7 +101,7 @@ ExitStatus for_each_bound(Session& session, const std::function<void(const Adapt
         session.report.adapters.push_back(identity_of(*adapter));
         try {
             const auto what = fmt::format("the allocations of GPU {}", adapter->slot);
-            guarded(session, what, [&] { look(*adapter); });
+            guarded(session.report, what, [&] { look(*adapter); });
         } catch (Failure& failure) {
             failure.adapter = adapter->slot;
             note_error(session.report, failure);

@@ -72,11 +72,11 @@ void finish_output(Session& session) {
     session.output.finish();
 }
 
-void guarded(Session& session, const std::string& what, const std::function<void()>& calls) {
+void guarded(Report& report, const std::string& what, const std::function<void()>& calls) {
     try {
         calls();
     } catch (const std::logic_error& error) { // invalid_argument and out_of_range
-        note_error(session.report, malformed_number(what, error));
+        note_error(report, malformed_number(what, error));
     }
 }
 

@@ -45,6 +45,6 @@ void flush_sample(Session& session);
 void finish_output(Session& session);
 
 // A malformed number becomes an error of the report. `what` says what was being read.
-void guarded(Session& session, const std::string& what, const std::function<void()>& calls);
+void guarded(Report& report, const std::string& what, const std::function<void()>& calls);
 
 } // namespace kt3::cli

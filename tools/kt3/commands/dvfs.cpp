@@ -29,9 +29,9 @@ struct Arguments {
 };
 
 // A register belongs to one adapter: the one of --gpu, or the only one of ours.
-const Adapter& only_adapter(Session& session) {
+const Adapter& only_adapter(const std::vector<const Adapter*>& selected) {
     std::vector<const Adapter*> fitting;
-    for (const Adapter* adapter : selected_adapters(session)) {
+    for (const Adapter* adapter : selected) {
         if (adapter->family != nullptr) {
             fitting.push_back(adapter);
         }
@@ -107,12 +107,12 @@ ExitStatus run_set(Session& session, const Arguments& arguments) {
         }
         wishes.push_back(wanted);
     }
-    return change_dvfs(session, only_adapter(session), wishes, arguments.consent);
+    return change_dvfs(session, only_adapter(selected_adapters(session)), wishes, arguments.consent);
 }
 
 // Registers that cannot be read are not in the file, and restoring it leaves them alone.
 ExitStatus run_save(Session& session, const Arguments& arguments) {
-    const Adapter& adapter = only_adapter(session);
+    const Adapter& adapter = only_adapter(selected_adapters(session));
     const DvfsState state = read_dvfs(library_of(session), machine_of(session), adapter);
     Json registers = Json::object();
     Absence why = Absence::driver;
@@ -158,7 +158,7 @@ Json read_saved(const std::string& name) {
 
 ExitStatus run_restore(Session& session, const Arguments& arguments) {
     const Json file = read_saved(arguments.file);
-    const Adapter& adapter = only_adapter(session);
+    const Adapter& adapter = only_adapter(selected_adapters(session));
     if (!arguments.force && file.value("chip_id", Json()) != adapter.chip_id) {
         throw Failure{
             ExitStatus::failure, "other_chip",

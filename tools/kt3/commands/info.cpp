@@ -43,10 +43,7 @@ constexpr Column<Adapter> kHead[] = {
 // clang-format on
 
 // Groups stand together; the link's last.
-Row read_facts(Session& session, const Adapter& adapter, bool bound) {
-    const Library& library = library_of(session);
-    Machine& machine = machine_of(session);
-    const Format format = format_of(session);
+Row read_facts(const Library& library, Machine& machine, const Adapter& adapter, bool bound, Format format) {
     Row row;
     add_cells(row, kDriverColumns, read_driver_state(adapter, bound), format);
     add_cells(row, kVersionColumns, read_versions(adapter), format);
@@ -60,12 +57,12 @@ Row read_facts(Session& session, const Adapter& adapter, bool bound) {
     return row;
 }
 
-Row read_bound_facts(Session& session, const Adapter& adapter) {
+Row read_bound_facts(const Library& library, Machine& machine, const Adapter& adapter, Format format) {
     if (adapter.family == nullptr) { // a GPU of another vendor cannot be bound
-        return read_facts(session, adapter, false);
+        return read_facts(library, machine, adapter, false, format);
     }
-    const Binding binding(library_of(session), machine_of(session), adapter);
-    return read_facts(session, adapter, binding.complete());
+    const Binding binding(library, machine, adapter);
+    return read_facts(library, machine, adapter, binding.complete(), format);
 }
 
 std::string capitalised(std::string text) {
@@ -111,7 +108,7 @@ std::string page_of(const Adapter& adapter, const Row& facts, bool color) {
 
 ExitStatus run_info(Session& session) {
     for (const Adapter* adapter : selected_adapters(session)) {
-        const Row facts = read_bound_facts(session, *adapter);
+        const Row facts = read_bound_facts(library_of(session), machine_of(session), *adapter, format_of(session));
         Json object = identity_of(*adapter);
         put_row(object, facts);
         session.report.adapters.push_back(std::move(object));

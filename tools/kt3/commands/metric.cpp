@@ -68,9 +68,7 @@ MovingReadings read_moving(const Library& library, Machine& machine, const Adapt
             read_driver_page(library, machine, adapter), read_link_width(adapter)};
 }
 
-Row take_sample(Session& session, Source& source, bool stays_bound) {
-    const Library& library = library_of(session);
-    Machine& machine = machine_of(session);
+Row take_sample(const Library& library, Machine& machine, Source& source, bool stays_bound, Format format) {
     source.bind(library, machine);
     const MovingReadings moving = read_moving(library, machine, *source.adapter);
     const ModuleReadings counted =
@@ -78,7 +76,6 @@ Row take_sample(Session& session, Source& source, bool stays_bound) {
     if (!stays_bound) {
         source.release();
     }
-    const Format format = format_of(session);
     Row row;
     add_cells(row, kLiveColumns, moving.live, format);
     add_cells(row, kMovingColumns, moving, format);
@@ -138,7 +135,8 @@ ExitStatus run_metric(Session& session, const Arguments& arguments) {
             sleep_or_interrupt(arguments.wait.value_or(kUsualWait));
         }
         for (Source& source : sources) {
-            const Row row = take_sample(session, source, sources.size() == 1);
+            const Row row =
+                take_sample(library_of(session), machine_of(session), source, sources.size() == 1, format_of(session));
             add_sample(session, *source.adapter, row, number == 0 && &source == sources.data());
         }
         session.report.members["sample"] = number;

@@ -1,6 +1,7 @@
 #pragma once
 // What the arguments of options must be. A check that is not met ends parsing with a sentence on what the option takes.
 
+#include <CLI/Error.hpp> // Validators.hpp names its classes
 #include <CLI/Validators.hpp>
 #include <cstdint>
 

@@ -1,12 +1,11 @@
 // kt3 alloc and kt3 process: what they say on machines whose allocations are unusual.
 
+#include "cli/json.hpp"
 #include "cli/run_kt3.hpp"
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
 
 using namespace kt3::tests;
-using nlohmann::json;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -42,10 +41,10 @@ const json* entry_with(const json& list, const char* key, const json& value) {
 TEST(Kt3Alloc, ShowsAnEmptySnapshotAsNoRows) {
     const Ended list = run_on_driver("\"$KT3\" alloc list --json");
     EXPECT_EQ(list.status, 0) << list.err;
-    EXPECT_THAT(json::parse(list.out)["allocations"], IsEmpty());
+    EXPECT_THAT(parse_json(list.out)["allocations"], IsEmpty());
     const Ended summary = run_on_driver("\"$KT3\" alloc summary --json");
     EXPECT_EQ(summary.status, 0) << summary.err;
-    EXPECT_EQ(json::parse(summary.out)["allocation_summaries"][0]["allocations"], 0);
+    EXPECT_EQ(parse_json(summary.out)["allocation_summaries"][0]["allocations"], 0);
     EXPECT_EQ(run_on_driver("\"$KT3\" alloc list --csv | wc -l").out, "1\n");
 }
 
@@ -53,7 +52,7 @@ TEST(Kt3Alloc, EndsWithStatusThreeWithoutAnAdapter) {
     for (const char* command : {"list", "summary", "diff"}) {
         const Ended run = run_kt3("no-gpu", {"alloc", command, "--json"});
         EXPECT_EQ(run.status, 3) << command;
-        EXPECT_THAT(json::parse(run.out)["errors"], SizeIs(1));
+        EXPECT_THAT(parse_json(run.out)["errors"], SizeIs(1));
     }
     EXPECT_EQ(run_kt3("no-gpu", {"process"}).status, 3);
 }
@@ -77,13 +76,13 @@ TEST(Kt3Alloc, ReportsAMalformedHandleAsAFinding) {
         for (const char* command : {"alloc list", "alloc summary", "alloc diff -w 0", "process", "leak -w 0 -n 2"}) {
             const Ended run = run_on_driver(broken + "\"$KT3\" " + command + " --json");
             EXPECT_EQ(run.status, 1) << command << run.err;
-            EXPECT_EQ(json::parse(run.out)["errors"][0]["code"], "parse_error") << command;
+            EXPECT_EQ(parse_json(run.out)["errors"][0]["code"], "parse_error") << command;
         }
     }
 }
 
 TEST(Kt3Alloc, ShowsAnOwnerWithoutProcessAsUnknown) {
-    const json document = json::parse(run_kt3("busy", {"alloc", "list", "--json"}).out);
+    const json document = parse_json(run_kt3("busy", {"alloc", "list", "--json"}).out);
     const json* orphan = entry_with(document["allocations"], "device", 127);
     ASSERT_NE(orphan, nullptr);
     EXPECT_EQ((*orphan)["owner"], "unknown");
@@ -100,21 +99,21 @@ TEST(Kt3Alloc, EscapesControlCharactersOnScreenAndKeepsThemInJson) {
         EXPECT_THAT(run_kt3("busy", command).out,
                     AllOf(Not(HasSubstr("\x1b")), HasSubstr("\\x1b[31mred\\x1b[0m\\x07 player\\n")));
     }
-    const json document = json::parse(run_kt3("busy", {"process", "--json"}).out);
+    const json document = parse_json(run_kt3("busy", {"process", "--json"}).out);
     const json* entry = entry_with(document["processes"], "pid", 41007);
     ASSERT_NE(entry, nullptr);
     EXPECT_EQ((*entry)["process"], "\x1b[31mred\x1b[0m\a player\n");
 }
 
 TEST(Kt3Alloc, CountsEachAllocationOnceWhenTheReadingHadToBeginAnew) {
-    const json document = json::parse(run_kt3("churn", {"alloc", "summary", "--json"}).out);
+    const json document = parse_json(run_kt3("churn", {"alloc", "summary", "--json"}).out);
     EXPECT_EQ(document["allocation_summaries"][0]["allocations"], 48);
 }
 
 TEST(Kt3Alloc, SumsTenThousandAllocations) {
     const Ended run = run_kt3("big", {"alloc", "summary", "--json"});
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(json::parse(run.out)["allocation_summaries"][0]["allocations"], 10'000);
+    EXPECT_EQ(parse_json(run.out)["allocation_summaries"][0]["allocations"], 10'000);
 }
 
 TEST(Kt3Alloc, ReadsTheSizeOfAnAllocationAsUnsigned) {
@@ -124,7 +123,7 @@ TEST(Kt3Alloc, ReadsTheSizeOfAnAllocationAsUnsigned) {
 }
 
 TEST(Kt3Process, AddsUpMoreThanFourGibibytes) {
-    const json document = json::parse(run_kt3("busy", {"process", "--json"}).out);
+    const json document = parse_json(run_kt3("busy", {"process", "--json"}).out);
     const json* worker = entry_with(document["processes"], "pid", 41005);
     ASSERT_NE(worker, nullptr);
     EXPECT_GT((*worker)["segments_bytes"][1].get<std::int64_t>(), 6LL << 30);
@@ -133,7 +132,7 @@ TEST(Kt3Process, AddsUpMoreThanFourGibibytes) {
 TEST(Kt3Process, CountsEachAllocationOnceWhenTheReadingHadToBeginAnew) {
     const Ended run = run_kt3("churn", {"process", "--json"});
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(json::parse(run.out)["processes"][0]["total_bytes"], 8 * 8294400 + 16 * 4096);
+    EXPECT_EQ(parse_json(run.out)["processes"][0]["total_bytes"], 8 * 8294400 + 16 * 4096);
 }
 
 TEST(Kt3Process, ShowsMoreDevicesThanTheLibrarySums) {
@@ -141,7 +140,7 @@ TEST(Kt3Process, ShowsMoreDevicesThanTheLibrarySums) {
                          "printf \"handle=$i\\ndevice=$i\\nsize=4096\\n\" > \"$D/allocations/$i/info\"; done; ";
     const Ended run = run_on_driver(script + "\"$KT3\" process --json");
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_THAT(json::parse(run.out)["processes"], SizeIs(60));
+    EXPECT_THAT(parse_json(run.out)["processes"], SizeIs(60));
 }
 
 TEST(Kt3Process, SaysThatOwnersBeyondFiftyDevicesAreUnknown) {
@@ -149,13 +148,13 @@ TEST(Kt3Process, SaysThatOwnersBeyondFiftyDevicesAreUnknown) {
                                     "printf \"pid = $i\\nhandle = $i\\n\" > \"$D/devices/$i/info\"; done; "
                                     "\"$KT3\" process --json");
     EXPECT_EQ(run.status, 1);
-    const json document = json::parse(run.out);
+    const json document = parse_json(run.out);
     EXPECT_EQ(document["errors"][0]["code"], "too_many_devices");
     EXPECT_THAT(document["processes"], SizeIs(50));
 }
 
 TEST(Kt3AllocDiff, NamesTheGrowingShapeAndProcessFirst) {
-    const json difference = json::parse(run_kt3("leak", {"alloc", "diff", "-w", "0", "--json"}).out)["difference"];
+    const json difference = parse_json(run_kt3("leak", {"alloc", "diff", "-w", "0", "--json"}).out)["difference"];
     EXPECT_EQ(difference["processes"][0]["process"], "/usr/bin/leaky-player");
     EXPECT_EQ(difference["processes"][0]["growth"]["allocations"], 3);
     EXPECT_EQ(difference["shapes"][0]["size_bytes"], 8294400);
@@ -177,7 +176,7 @@ TEST(Kt3AllocDiff, FindsNoGrowthBetweenAFileAndItself) {
     const Scratch scratch;
     const Ended run =
         run_script("busy", "cd \"$HOME\"; \"$KT3\" alloc list --json -o a; \"$KT3\" alloc diff a a --json", scratch);
-    const json difference = json::parse(run.out)["difference"];
+    const json difference = parse_json(run.out)["difference"];
     EXPECT_EQ(difference["appeared"], 0);
     EXPECT_THAT(difference["shapes"], IsEmpty());
     EXPECT_EQ(difference["totals"][0]["before"]["allocations"], 305);

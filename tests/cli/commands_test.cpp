@@ -3,10 +3,9 @@
 #include "cli/run_kt3.hpp"
 #include "kt3/exit_status.hpp"
 
-#include <nlohmann/json.hpp>
+#include "cli/json.hpp"
 
 using namespace kt3::tests;
-using nlohmann::json;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -61,7 +60,7 @@ TEST(Kt3List, WritesNothingToStandardErrorWhenAllIsWell) {
 TEST(Kt3List, SaysThatAThirdAdapterIsHidden) {
     const Ended run = run_kt3("four-devices", {"list", "--json"});
     EXPECT_EQ(run.status, 0);
-    const json document = json::parse(run.out);
+    const json document = parse_json(run.out);
     EXPECT_EQ(document["adapters"].size(), 3U);
     EXPECT_THAT(run.err, HasSubstr("exceed  MAX_CHIP_NUM. "));
 }
@@ -77,23 +76,23 @@ TEST(Kt3Info, SwitchesUsageAccountingOnAndOffAgain) {
 }
 
 TEST(Kt3Info, NamesTheModuleThatWasBound) {
-    const json newer = json::parse(run_kt3("idle", {"info", "--json"}).out);
+    const json newer = parse_json(run_kt3("idle", {"info", "--json"}).out);
     EXPECT_EQ(newer["adapters"][0]["driver"]["module"], "libvorlakeinterface_v2.so.0.0.0");
-    const json older = json::parse(run_kt3("old-family", {"info", "--json"}).out);
+    const json older = parse_json(run_kt3("old-family", {"info", "--json"}).out);
     EXPECT_EQ(older["adapters"][0]["driver"]["module"], "libkt3keinterface_v2.so.0.0.0");
 }
 
 TEST(Kt3Info, SaysWhyAValueIsAbsent) {
-    const json missing = json::parse(run_kt3("missing-nodes", {"info", "--json"}).out)["adapters"][0];
+    const json missing = parse_json(run_kt3("missing-nodes", {"info", "--json"}).out)["adapters"][0];
     EXPECT_EQ(missing["clocks"]["engine_mhz"], 300);
     EXPECT_EQ(missing["clocks"]["engine_mhz_reason"], nullptr);
     EXPECT_EQ(missing["clocks"]["memory_mhz"], nullptr);
     EXPECT_EQ(missing["clocks"]["memory_mhz_reason"], "no_node");
-    const json refused = json::parse(run_kt3("no-rights", {"info", "--json"}).out)["adapters"][0];
+    const json refused = parse_json(run_kt3("no-rights", {"info", "--json"}).out)["adapters"][0];
     EXPECT_EQ(refused["clocks"]["engine_mhz_reason"], "permission");
     EXPECT_EQ(refused["sensors"]["temperature_c_reason"], "permission");
     EXPECT_EQ(refused["driver"]["debugfs_directory_reason"], "permission");
-    const json foreign = json::parse(run_kt3("foreign-gpu", {"info", "-g", "2", "--json"}).out)["adapters"][0];
+    const json foreign = parse_json(run_kt3("foreign-gpu", {"info", "-g", "2", "--json"}).out)["adapters"][0];
     EXPECT_EQ(foreign["sensors"]["temperature_c_reason"], "not_on_this_chip");
 }
 
@@ -103,7 +102,7 @@ TEST(Kt3Info, TellsAZeroFromAnAbsentAndFromABrokenNode) {
                                  "cd \"$KT3_SIM_ROOT/sys/bus/pci/devices/0000:03:00.0/wy_info\" && echo 0 >eclk && "
                                  "echo junk >vclk && rm mclk && exec \"$KT3\" info --json",
                                  scratch);
-    const json clocks = json::parse(run.out)["adapters"][0]["clocks"];
+    const json clocks = parse_json(run.out)["adapters"][0]["clocks"];
     EXPECT_EQ(clocks["engine_mhz"], 0);
     EXPECT_EQ(clocks["video_mhz_reason"], "parse_error");
     EXPECT_EQ(clocks["memory_mhz_reason"], "no_node");
@@ -118,20 +117,20 @@ TEST(Kt3Info, EscapesWhatTheDriverPublishesOnScreenAndReplacesItInJson) {
     EXPECT_EQ(screen.status, 0);
     EXPECT_THAT(screen.out, HasSubstr("a\\x1b[31mb\xEF\xBF\xBD\n"));
     EXPECT_THAT(screen.out, Not(HasSubstr("\x1b")));
-    const json document = json::parse(run_script("idle", publish + "--json", scratch).out);
+    const json document = parse_json(run_script("idle", publish + "--json", scratch).out);
     EXPECT_EQ(document["adapters"][0]["versions"]["vbios"], "a\x1b[31mb\xEF\xBF\xBD");
 }
 
 TEST(Kt3Doctor, EndsWith0OnAHealthyMachine) {
     const Ended run = run_kt3("idle", {"doctor", "--json"});
     EXPECT_EQ(run.status, 0) << run.out;
-    EXPECT_THAT(messages_with_level(json::parse(run.out), "problem"), IsEmpty());
+    EXPECT_THAT(messages_with_level(parse_json(run.out), "problem"), IsEmpty());
 }
 
 TEST(Kt3Doctor, EndsWith4WhenRightsAreMissing) {
     const Ended run = run_kt3("no-rights", {"doctor", "--json"});
     EXPECT_EQ(run.status, 4) << run.out;
-    const json document = json::parse(run.out);
+    const json document = parse_json(run.out);
     for (const json& finding : document["findings"]) {
         EXPECT_EQ(finding["level"] == "problem", !finding["fix"].is_null()) << finding;
     }
@@ -147,10 +146,10 @@ TEST(Kt3Doctor, EndsWith5AndNamesTheModuleFilesThatAreMissing) {
 }
 
 TEST(Kt3Doctor, TellsWhatTheMemoryCommandsMiss) {
-    const json poor = json::parse(run_kt3("idle", {"doctor", "--json"}).out);
+    const json poor = parse_json(run_kt3("idle", {"doctor", "--json"}).out);
     EXPECT_THAT(messages_with_level(poor, "note"),
                 ::testing::Contains(HasSubstr("no /sys/kernel/debug/dri/0/wy/allocations, which kt3 alloc")));
-    const json rich = json::parse(run_kt3("busy", {"doctor", "--json"}).out);
+    const json rich = parse_json(run_kt3("busy", {"doctor", "--json"}).out);
     EXPECT_THAT(messages_with_level(rich, "note"), IsEmpty());
 }
 
@@ -219,7 +218,7 @@ TEST(Kt3Output, GoesIntoTheFileAndLeavesStandardOutputEmpty) {
     const Ended run = run_kt3("idle", {"list", "--json", "-o", file}, scratch);
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.out, IsEmpty());
-    EXPECT_EQ(json::parse(file_text(file))["adapters"].size(), 1U);
+    EXPECT_EQ(parse_json(file_text(file))["adapters"].size(), 1U);
 }
 
 TEST(Kt3Output, LeavesTheOlderFileWhenThereIsNothingToShow) {

@@ -1,12 +1,10 @@
 // The question that kt3 dvfs asks before it sends anything: what is shown, which answers send, and that every other way
 // to end it leaves the driver alone.
 
+#include "cli/json.hpp"
 #include "cli/terminal.hpp"
 
-#include <nlohmann/json.hpp>
-
 using namespace kt3::tests;
-using nlohmann::json;
 using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
@@ -68,7 +66,7 @@ TEST(Kt3DvfsQuestion, EndsWith130AndSendsNothingAtTheInterruptKey) {
 TEST(Kt3DvfsQuestion, LeavesStandardOutputToTheDocument) {
     const Ended run = answered("n\n", "dvfs set gfx_voltage=900 --json");
     EXPECT_EQ(run.status, 1);
-    const json document = json::parse(run.out);
+    const json document = parse_json(run.out);
     ASSERT_EQ(document["errors"].size(), 1U);
     EXPECT_EQ(document["errors"][0]["code"], "not_confirmed");
     EXPECT_THAT(document["adapters"], IsEmpty());

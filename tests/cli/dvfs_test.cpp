@@ -1,11 +1,9 @@
 // Registers are read before they are set, nothing is sent without consent, and only what changes is sent.
 
+#include "cli/json.hpp"
 #include "cli/run_kt3.hpp"
 
-#include <nlohmann/json.hpp>
-
 using namespace kt3::tests;
-using nlohmann::json;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -46,7 +44,7 @@ TEST(Kt3Dvfs, SendsExactlyTheChangeBetweenTheUsageSwitches) {
 
 TEST(Kt3Dvfs, ReportsTheValuesReadBack) {
     const Ended run = run_kt3("idle", {"dvfs", "set", "pg_3d=-1", "dvfs_level=performance", "-y", "--json"});
-    const json changes = json::parse(run.out)["adapters"][0]["changes"];
+    const json changes = parse_json(run.out)["adapters"][0]["changes"];
     ASSERT_EQ(changes.size(), 2U);
     EXPECT_EQ(changes[0]["command"], "0 0 ffffffff");
     EXPECT_EQ(changes[0]["before"], 16);
@@ -105,7 +103,7 @@ TEST(Kt3Dvfs, TellsTakenFromNotTakenInOneDocument) {
                                      "exec \"$KT3\" dvfs set gfx_voltage=900 gfx_clock=1000 power_mode=1 --yes --json",
                                  scratch);
     EXPECT_EQ(run.status, 1);
-    const json document = json::parse(run.out);
+    const json document = parse_json(run.out);
     ASSERT_EQ(document["errors"].size(), 1U);
     EXPECT_EQ(document["errors"][0]["code"], "not_taken");
     const json changes = document["adapters"][0]["changes"];
@@ -125,7 +123,7 @@ TEST(Kt3Dvfs, IsAMatterOfRightsWhenANodeCanBeReadButNotWritten) {
     const Ended as_json = run_script(
         "idle", std::string(kReadOnlyVoltage) + "exec \"$KT3\" dvfs set gfx_voltage=900 --yes --json", scratch);
     EXPECT_EQ(as_json.status, 4);
-    const json document = json::parse(as_json.out);
+    const json document = parse_json(as_json.out);
     EXPECT_EQ(document["errors"][0]["code"], "permission");
     EXPECT_EQ(document["adapters"][0]["changes"][0]["after"], 750);
 }
@@ -137,12 +135,12 @@ TEST(Kt3Dvfs, ReadsANodeThatMayNotBeWritten) {
 }
 
 TEST(Kt3Dvfs, GivesReasonsForWhatIsNotTold) {
-    const json missing = json::parse(run_kt3("missing-nodes", {"dvfs", "get", "--json"}).out)["adapters"][0];
+    const json missing = parse_json(run_kt3("missing-nodes", {"dvfs", "get", "--json"}).out)["adapters"][0];
     EXPECT_EQ(missing["registers"]["pg_3d"], nullptr);
     EXPECT_EQ(missing["registers"]["pg_3d_reason"], "no_node");
-    const json refused = json::parse(run_kt3("no-rights", {"dvfs", "get", "--json"}).out)["adapters"][0];
+    const json refused = parse_json(run_kt3("no-rights", {"dvfs", "get", "--json"}).out)["adapters"][0];
     EXPECT_EQ(refused["registers"]["mclk_reason"], "permission");
-    const json foreign = json::parse(run_kt3("foreign-gpu", {"dvfs", "get", "-g", "2", "--json"}).out)["adapters"][0];
+    const json foreign = parse_json(run_kt3("foreign-gpu", {"dvfs", "get", "-g", "2", "--json"}).out)["adapters"][0];
     EXPECT_EQ(foreign["registers"]["gfx_clock_reason"], "not_on_this_chip");
 }
 

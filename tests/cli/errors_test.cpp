@@ -1,11 +1,9 @@
 // Every way to fail: the exit status, and standard output carrying data alone.
 
+#include "cli/json.hpp"
 #include "cli/run_kt3.hpp"
 
-#include <nlohmann/json.hpp>
-
 using namespace kt3::tests;
-using nlohmann::json;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -77,7 +75,7 @@ TEST_P(Kt3Error, IsADocumentAsJson) {
     arguments.insert(arguments.begin(), "--json");
     const Ended run = run_kt3(GetParam().scene, arguments);
     EXPECT_EQ(run.status, GetParam().status) << run.err;
-    const json document = json::parse(run.out);
+    const json document = parse_json(run.out);
     ASSERT_EQ(document["errors"].size(), 1U) << run.out;
     EXPECT_EQ(document["errors"][0]["code"], GetParam().code);
 }

@@ -114,5 +114,8 @@ TEST_P(Golden, OutputIsAsRecorded) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, Golden, ::testing::ValuesIn(kCases), [](const auto& one) {
-    return std::regex_replace(one.param.file, std::regex("[^A-Za-z0-9]"), "_");
+    std::string name = one.param.file;
+    std::replace_if(
+        name.begin(), name.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)) == 0; }, '_');
+    return name;
 });

@@ -1,9 +1,8 @@
 // A command that is interrupted while it waits for the driver. The driver is a pipe: opening it for writing returns
 // once kt3 reads from it, so the signal always finds kt3 waiting.
 
+#include "cli/json.hpp"
 #include "cli/run_kt3.hpp"
-
-#include <nlohmann/json.hpp>
 
 using namespace kt3::tests;
 using ::testing::HasSubstr;
@@ -64,6 +63,6 @@ TEST(InterruptedKt3, StillPrintsADocumentAsJson) {
     const auto begin = run.out.find('{');
     ASSERT_NE(begin, std::string::npos) << run.out;
     const auto end = run.out.find("\n}\n", begin);
-    const auto document = nlohmann::json::parse(run.out.substr(begin, end + 2 - begin));
+    const auto document = parse_json(run.out.substr(begin, end + 2 - begin));
     EXPECT_EQ(document["errors"][0]["code"], "interrupted");
 }

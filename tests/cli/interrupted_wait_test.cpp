@@ -1,14 +1,13 @@
 // A command that is interrupted while it waits between two looks, which would take an hour. It says what it saw before
 // it waits, into a pipe: the signal follows once that has arrived. The end of the pipe shows that nobody holds it.
 
+#include "cli/json.hpp"
 #include "cli/run_kt3.hpp"
 
 #include <cerrno>
-#include <nlohmann/json.hpp>
 #include <sys/prctl.h>
 
 using namespace kt3::tests;
-using nlohmann::json;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -93,7 +92,7 @@ TEST(InterruptedWait, OfLeakStillPrintsADocumentAsJson) {
     for (const std::string& line : run.document) {
         text += line + '\n';
     }
-    const json document = json::parse(text);
+    const json document = parse_json(text);
     EXPECT_EQ(document["errors"][0]["code"], "interrupted");
     EXPECT_EQ(document["wait_s"], 3600.0);
     EXPECT_THAT(document["groups"], IsEmpty());
@@ -114,7 +113,7 @@ TEST(InterruptedWait, OfAStreamEndsWith130AndLeavesNothingSwitchedOnAndNoProcess
         EXPECT_THAT(switched(run.log, "0000:03:00.0"), ElementsAre(kOn, kOff)) << signal;
         EXPECT_TRUE(run.nobody_left) << signal;
         ASSERT_THAT(run.document, SizeIs(1)) << signal << ": one more line tells of it";
-        EXPECT_EQ(json::parse(run.document[0])["errors"][0]["code"], "interrupted") << signal;
+        EXPECT_EQ(parse_json(run.document[0])["errors"][0]["code"], "interrupted") << signal;
     }
 }
 

@@ -1,11 +1,9 @@
 // kt3 leak: the verdict, the gate and its limits.
 
+#include "cli/json.hpp"
 #include "cli/run_kt3.hpp"
 
-#include <nlohmann/json.hpp>
-
 using namespace kt3::tests;
-using nlohmann::json;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -19,7 +17,7 @@ TEST(Kt3Leak, NamesTheLeakingProcessAndShape) {
 }
 
 TEST(Kt3Leak, CountsLiveGrownAndLivedOfEachShape) {
-    const json document = json::parse(run_kt3("leak", {"leak", "-w", "0", "-n", "6", "--json"}).out);
+    const json document = parse_json(run_kt3("leak", {"leak", "-w", "0", "-n", "6", "--json"}).out);
     const json& first = document["groups"][0];
     EXPECT_EQ(first["live"], 2 + 6 * 3);
     EXPECT_EQ(first["growth"], 5 * 3);
@@ -39,7 +37,7 @@ TEST(Kt3Leak, EndsWithStatusSixWhenAShapeGrewAsOftenAsTheGateAllows) {
 
 TEST(Kt3Leak, DoesNotTakeARowOfOneForARowOfTwo) {
     // Five allocations that are there at every other look grow again and again, never twice in a row.
-    const json document = json::parse(run_kt3("leak", {"leak", "-w", "0", "-n", "6", "--gate", "2", "--json"}).out);
+    const json document = parse_json(run_kt3("leak", {"leak", "-w", "0", "-n", "6", "--gate", "2", "--json"}).out);
     int leaks = 0;
     for (const json& group : document["groups"]) {
         leaks += group["leaks"].get<bool>() ? 1 : 0;
@@ -50,7 +48,7 @@ TEST(Kt3Leak, DoesNotTakeARowOfOneForARowOfTwo) {
 TEST(Kt3Leak, SeesNoGrowthInReadingsThatHadToBeginAnew) {
     const Ended run = run_kt3("churn", {"leak", "-w", "0", "-n", "5", "--gate", "1", "--json"});
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_EQ(json::parse(run.out)["groups"][0]["live"], 32);
+    EXPECT_EQ(parse_json(run.out)["groups"][0]["live"], 32);
 }
 
 TEST(Kt3Leak, RefusesAGateThatTheLooksCannotReach) {

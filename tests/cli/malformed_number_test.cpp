@@ -1,12 +1,10 @@
 // A number that is none, met half-way: after a sample that was good, or at the second of several looks. Nodes that are
 // pipes hold kt3 up while the driver changes its mind.
 
+#include "cli/json.hpp"
 #include "cli/run_kt3.hpp"
 
-#include <nlohmann/json.hpp>
-
 using namespace kt3::tests;
-using nlohmann::json;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -63,9 +61,9 @@ TEST(MalformedNumber, CostsAStreamThatOneValueAndNothingElse) {
     EXPECT_EQ(run.status, 0) << run.err;
     const auto lines = lines_of(run.out);
     ASSERT_THAT(lines, SizeIs(3));
-    const json first = json::parse(lines[0])["adapters"][0]["clocks"];
-    const json second = json::parse(lines[1])["adapters"][0]["clocks"];
-    const json third = json::parse(lines[2])["adapters"][0]["clocks"];
+    const json first = parse_json(lines[0])["adapters"][0]["clocks"];
+    const json second = parse_json(lines[1])["adapters"][0]["clocks"];
+    const json third = parse_json(lines[2])["adapters"][0]["clocks"];
     EXPECT_EQ(first["memory_mhz"], 1600);
     EXPECT_EQ(second["memory_mhz"], nullptr);
     EXPECT_EQ(second["memory_mhz_reason"], "parse_error");
@@ -98,8 +96,8 @@ TEST(MalformedNumber, ThrownByTheLibraryEndsAStreamAfterTheSamplesBeforeIt) {
     as_json.emplace_back("--json");
     const auto lines = lines_of(run_kt3("idle", as_json, scratch).out);
     ASSERT_THAT(lines, SizeIs(2));
-    EXPECT_EQ(json::parse(lines[0])["adapters"][0]["clocks"]["engine_mhz"], 300);
-    const json last = json::parse(lines[1]);
+    EXPECT_EQ(parse_json(lines[0])["adapters"][0]["clocks"]["engine_mhz"], 300);
+    const json last = parse_json(lines[1]);
     EXPECT_EQ(last["errors"][0]["code"], "parse_error");
     EXPECT_THAT(last["adapters"], IsEmpty()) << "nothing of the sample that failed";
     EXPECT_FALSE(last.contains("sample"));
@@ -109,7 +107,7 @@ TEST(MalformedNumber, AtALaterLookEndsLeakWithoutAVerdict) {
     for (const char* handle : {"zz", "80000000"}) {
         const Ended run = look_twice("leak -w 0 -n 3 --gate 1 --json", handle);
         EXPECT_EQ(run.status, 1) << run.err;
-        const json document = json::parse(run.out);
+        const json document = parse_json(run.out);
         EXPECT_EQ(document["errors"][0]["code"], "parse_error");
         EXPECT_THAT(document["groups"], IsEmpty());
         EXPECT_THAT(run.err, HasSubstr("enable_usage\t\"0\"\n"));
@@ -119,6 +117,6 @@ TEST(MalformedNumber, AtALaterLookEndsLeakWithoutAVerdict) {
 TEST(MalformedNumber, AtTheSecondLookLeavesAllocDiffNothingToCompare) {
     const Ended run = look_twice("alloc diff -w 0 --json", "zz");
     EXPECT_EQ(run.status, 1) << run.err;
-    EXPECT_EQ(json::parse(run.out)["errors"][0]["code"], "parse_error");
+    EXPECT_EQ(parse_json(run.out)["errors"][0]["code"], "parse_error");
     EXPECT_THAT(run.err, HasSubstr("enable_usage\t\"0\"\n"));
 }

@@ -1,13 +1,12 @@
 // Samples: one line each, moving numbers, rates with their interval, and reasons for what is absent.
 
+#include "cli/json.hpp"
 #include "cli/run_kt3.hpp"
 
-#include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
 
 using namespace kt3::tests;
-using nlohmann::json;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
@@ -17,7 +16,7 @@ std::vector<json> documents(const std::string& text) {
     std::vector<json> all;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
-        all.push_back(json::parse(line));
+        all.push_back(parse_json(line));
     }
     return all;
 }

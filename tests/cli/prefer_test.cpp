@@ -1,11 +1,9 @@
 // kt3 prefer: what stands in the file afterwards.
 
+#include "cli/json.hpp"
 #include "cli/run_kt3.hpp"
 
-#include <nlohmann/json.hpp>
-
 using namespace kt3::tests;
-using nlohmann::json;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -51,13 +49,13 @@ TEST_F(Prefer, LeavesTheFileAloneWhenNothingChanges) {
     scratch.write_preferences("[one]\nFullPath=/a/one\nGpuPrefer=4\n");
     const Ended kept = run({"set", "/a/one", "--value", "4", "--json"});
     EXPECT_EQ(kept.status, 0);
-    EXPECT_EQ(json::parse(kept.out)["change"], "kept");
+    EXPECT_EQ(parse_json(kept.out)["change"], "kept");
     EXPECT_EQ(stored(), "[one]\nFullPath=/a/one\nGpuPrefer=4\n");
 }
 
 TEST_F(Prefer, ReportsOldAndNewOfAChange) {
     scratch.write_preferences("[one]\nFullPath=/a/one\nGpuPrefer=4\n");
-    const json document = json::parse(run({"set", "/b/one", "--value", "5", "--json"}).out);
+    const json document = parse_json(run({"set", "/b/one", "--value", "5", "--json"}).out);
     EXPECT_EQ(document["change"], "changed");
     EXPECT_EQ(document["before"]["path"], "/a/one");
     EXPECT_EQ(document["after"]["path"], "/b/one");
@@ -81,7 +79,7 @@ TEST_F(Prefer, CarriesTheLongestNameAndPathBack) {
     const std::string path = "/" + std::string(446, 'p') + "/" + name;
     ASSERT_EQ(path.size(), 511U);
     EXPECT_EQ(run({"set", path, "--value", "1"}).status, 0);
-    const json stored_entry = json::parse(run({"get", path, "--json"}).out)["preferences"][0];
+    const json stored_entry = parse_json(run({"get", path, "--json"}).out)["preferences"][0];
     EXPECT_EQ(stored_entry["path"], path);
     EXPECT_EQ(stored_entry["name"], name);
 }

@@ -1,17 +1,15 @@
 // kt3 segment: each source, its unit and its limits.
 
+#include "cli/json.hpp"
 #include "cli/run_kt3.hpp"
 
-#include <nlohmann/json.hpp>
-
 using namespace kt3::tests;
-using nlohmann::json;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::SizeIs;
 
 TEST(Kt3Segment, MarksTheLaterOfSevenSegmentsAsPartsOfTheFifth) {
-    const json segments = json::parse(run_kt3("segment-node", {"segment", "--json"}).out)["segments"][0];
+    const json segments = parse_json(run_kt3("segment-node", {"segment", "--json"}).out)["segments"][0];
     EXPECT_EQ(segments["source"], "node");
     ASSERT_THAT(segments["segments"], SizeIs(7));
     EXPECT_EQ(segments["segments"][4]["used_bytes"], 875'000'000);
@@ -22,7 +20,7 @@ TEST(Kt3Segment, MarksTheLaterOfSevenSegmentsAsPartsOfTheFifth) {
 }
 
 TEST(Kt3Segment, MarksHeapPageFiguresAsModuloFourGibibytes) {
-    const json segments = json::parse(run_kt3("old-family-heaps", {"segment", "--json"}).out)["segments"][0];
+    const json segments = parse_json(run_kt3("old-family-heaps", {"segment", "--json"}).out)["segments"][0];
     EXPECT_EQ(segments["source"], "heap_pages");
     const json& local = segments["segments"][1];
     EXPECT_EQ(local["total_bytes"], 2LL << 30); // 6 GiB
@@ -37,7 +35,7 @@ TEST(Kt3Segment, FallsBackToAllocationSumsAndSaysSo) {
                                  "\"$KT3\" segment --json",
                                  scratch);
     EXPECT_EQ(run.status, 0) << run.err;
-    const json segments = json::parse(run.out)["segments"][0];
+    const json segments = parse_json(run.out)["segments"][0];
     EXPECT_EQ(segments["source"], "allocation_sums");
     EXPECT_EQ(segments["unit_bytes"], 1 << 20);
     EXPECT_GT(segments["segments"][1]["used_bytes"].get<std::int64_t>(), 6LL << 30);

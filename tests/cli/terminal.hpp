@@ -4,9 +4,11 @@
 #include "cli/run_kt3.hpp"
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <string_view>
 #include <sys/ioctl.h>
 #include <termios.h>
+#include <unistd.h>
 
 namespace kt3::tests {
 

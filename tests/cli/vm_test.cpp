@@ -1,8 +1,7 @@
 // kt3 vm: dumps that are broken, huge, changing or never end.
 
+#include "cli/json.hpp"
 #include "cli/run_kt3.hpp"
-
-#include <nlohmann/json.hpp>
 
 using namespace kt3::tests;
 using ::testing::AllOf;
@@ -14,7 +13,7 @@ using ::testing::Not;
 namespace {
 
 nlohmann::json json_of(const Ended& run) {
-    return nlohmann::json::parse(run.out);
+    return parse_json(run.out);
 }
 
 std::vector<std::string> codes_of(const nlohmann::json& document, const std::string& entry) {
@@ -316,7 +315,7 @@ TEST(VmDiff, HasCsvAndJsonForms) {
     EXPECT_EQ(difference("nodes", "rm -r allocations/1f43", "--csv"),
               "change,what,where,before,after\n"
               "removed,node,pid 4711 game handle 1f43 address 0x7f0000000000,2.0 MiB,\n");
-    const auto document = nlohmann::json::parse(difference("nodes", "rm -r allocations/1f43", "--json"));
+    const auto document = parse_json(difference("nodes", "rm -r allocations/1f43", "--json"));
     EXPECT_EQ(document["command"], "vm diff");
     EXPECT_EQ(document["differences"][0]["before"]["size_bytes"], 0x200000);
     EXPECT_EQ(document["differences"][0]["after"], nullptr);

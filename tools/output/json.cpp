@@ -1,0 +1,3 @@
+#include "output/json.hpp"
+
+template class nlohmann::basic_json<nlohmann::ordered_map>;

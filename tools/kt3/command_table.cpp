@@ -1,5 +1,7 @@
 #include "kt3/command_table.hpp"
 
+#include "kt3/arguments.hpp"
+
 #include <utility>
 
 namespace kt3::cli {
@@ -27,12 +29,11 @@ constexpr Command kCommands[] = {
 
 CLI::App& add_command(CLI::App& app, const char* name, const char* description, Options& options, Chosen& chosen,
                       Accepts accepts, std::function<ExitStatus(Session&)> run) {
-    CLI::App& command = *app.add_subcommand(name, description);
+    CLI::App& command =
+        add_leaf(app, name, description, [&chosen, accepts, run = std::move(run)](const std::string& full_name) {
+            chosen = {full_name, accepts, run};
+        });
     add_shared_options(command, options, accepts);
-    const std::string parent = app.get_name() == "kt3" ? "" : app.get_name() + " ";
-    command.final_callback([&chosen, accepts, full_name = parent + name, run = std::move(run)] {
-        chosen = {full_name, accepts, run};
-    });
     return command;
 }
 

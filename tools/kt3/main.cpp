@@ -4,6 +4,7 @@
 #include "kt3/exit_status.hpp"
 #include "observe/interrupt.hpp"
 
+#include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <cstdio>

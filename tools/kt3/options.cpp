@@ -1,10 +1,7 @@
 #include "kt3/options.hpp"
 
-#include "kt3/option_checks.hpp"
+#include "kt3/arguments.hpp"
 
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
-#include <CLI/Validators.hpp>
 #include <cstdlib>
 #include <string_view>
 
@@ -27,24 +24,17 @@ Format format_of(const Options& options) {
 
 void add_shared_options(CLI::App& app, Options& options, Accepts accepts) {
     if (accepts.gpu) {
-        app.add_option("-g,--gpu", options.gpu, "Adapter: slot number, PCI bus id or \"all\"")
-            ->type_name("SLOT|BDF|all")
-            ->check(not_empty());
+        add_text(app, {"-g,--gpu", "Adapter: slot number, PCI bus id or \"all\"", "SLOT|BDF|all"}, options.gpu);
     }
-    app.add_flag("--json", options.json, "Print one JSON document");
+    add_flag(app, {"--json", "Print one JSON document"}, options.json);
     if (accepts.csv) {
-        app.add_flag("--csv", options.csv, "Print comma-separated values with a heading line");
+        add_flag(app, {"--csv", "Print comma-separated values with a heading line"}, options.csv);
     }
-    app.add_option("-o,--output", options.output, "Write the data to FILE, replacing it when complete")
-        ->type_name("FILE")
-        ->check(not_empty());
-    app.add_option("--color", options.color, "Colours: auto (the default; NO_COLOR is respected), always or never")
-        ->type_name("WHEN")
-        ->check(CLI::IsMember({"auto", "always", "never"}));
-    app.add_flag("-v,--verbose", options.verbose, "Show the library's messages on standard error");
-    app.add_option("--library", options.library, "Use this libkt3_mgmt_interface.so")
-        ->type_name("FILE")
-        ->check(not_empty());
+    add_text(app, {"-o,--output", "Write the data to FILE, replacing it when complete", "FILE"}, options.output);
+    add_word(app, {"--color", "Colours: auto (the default; NO_COLOR is respected), always or never", "WHEN"},
+             {"auto", "always", "never"}, options.color);
+    add_flag(app, {"-v,--verbose", "Show the library's messages on standard error"}, options.verbose);
+    add_text(app, {"--library", "Use this libkt3_mgmt_interface.so", "FILE"}, options.library);
 }
 
 bool wants_color(const Options& options, bool is_terminal) {

@@ -3,8 +3,11 @@
 
 #include "output/format.hpp"
 
-#include <CLI/App.hpp>
 #include <string>
+
+namespace CLI {
+class App;
+}
 
 namespace kt3::cli {
 

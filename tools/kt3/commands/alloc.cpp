@@ -2,9 +2,9 @@
 
 #include "kt3/adapter_choice.hpp"
 #include "kt3/adapter_table.hpp"
+#include "kt3/arguments.hpp"
 #include "kt3/command_table.hpp"
 #include "kt3/commands/alloc_diff.hpp"
-#include "kt3/option_checks.hpp"
 #include "observe/memory/allocation_sums.hpp"
 #include "output/adapter.hpp"
 #include "output/memory.hpp"
@@ -229,16 +229,14 @@ std::vector<DocumentForm> describe_alloc() {
 }
 
 void add_alloc(CLI::App& app, Options& options, Chosen& chosen) {
-    CLI::App& alloc = *app.add_subcommand("alloc", "Show the memory allocated on an adapter");
-    alloc.require_subcommand(1);
+    CLI::App& alloc = add_family(app, "alloc", "Show the memory allocated on an adapter");
     const Accepts accepts{.gpu = true, .csv = true};
     const auto top = std::make_shared<std::size_t>(10);
     add_command(alloc, "list", "Show every allocation", options, chosen, accepts, run_list);
-    add_command(alloc, "summary", "Add allocations up by segment, process and shape", options, chosen, accepts,
-                [top](Session& session) { return run_sums(session, *top); })
-        .add_option("--top", *top, "Processes and shapes on screen (10); JSON and CSV have all")
-        ->type_name("COUNT")
-        ->transform(whole_number(1, INT32_MAX));
+    CLI::App& summary = add_command(alloc, "summary", "Add allocations up by segment, process and shape", options,
+                                    chosen, accepts, [top](Session& session) { return run_sums(session, *top); });
+    add_number(summary, {"--top", "Processes and shapes on screen (10); JSON and CSV have all", "COUNT"},
+               {1, INT32_MAX}, *top);
     add_alloc_diff(alloc, options, chosen);
 }
 

@@ -2,8 +2,8 @@
 
 #include "kt3/adapter_choice.hpp"
 #include "kt3/adapter_table.hpp"
+#include "kt3/arguments.hpp"
 #include "kt3/input.hpp"
-#include "kt3/option_checks.hpp"
 #include "observe/interrupt.hpp"
 #include "observe/memory/snapshots.hpp"
 #include "output/memory.hpp"
@@ -216,16 +216,12 @@ void add_alloc_diff(CLI::App& alloc, Options& options, Chosen& chosen) {
     CLI::App& diff = add_command(alloc, "diff", "Show what grew between two looks, or two saved lists", options, chosen,
                                  {.gpu = true, .csv = true},
                                  [arguments](Session& session) { return run_diff(session, *arguments); });
-    diff.add_option("before", arguments->before, "Output of kt3 alloc list --json; without files two looks are taken")
-        ->type_name("FILE")
-        ->check(not_empty());
-    diff.add_option("after", arguments->after, "A later one")->type_name("FILE")->check(not_empty());
-    diff.add_option("-w,--wait", arguments->wait, "Seconds between the two looks (1)")
-        ->type_name("SECONDS")
-        ->check(seconds_to_wait());
-    diff.add_option("--top", arguments->top, "Processes and shapes on screen (10); JSON and CSV have all")
-        ->type_name("COUNT")
-        ->transform(whole_number(1, INT32_MAX));
+    add_text(diff, {"before", "Output of kt3 alloc list --json; without files two looks are taken", "FILE"},
+             arguments->before);
+    add_text(diff, {"after", "A later one", "FILE"}, arguments->after);
+    add_seconds(diff, {"-w,--wait", "Seconds between the two looks (1)", "SECONDS"}, arguments->wait);
+    add_number(diff, {"--top", "Processes and shapes on screen (10); JSON and CSV have all", "COUNT"}, {1, INT32_MAX},
+               arguments->top);
 }
 
 } // namespace kt3::cli

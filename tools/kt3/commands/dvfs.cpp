@@ -1,10 +1,10 @@
 // kt3 dvfs: the driver's power-management registers, read, set, saved to a file and restored from it.
 
 #include "kt3/adapter_choice.hpp"
+#include "kt3/arguments.hpp"
 #include "kt3/command_table.hpp"
 #include "kt3/commands/dvfs_change.hpp"
 #include "kt3/input.hpp"
-#include "kt3/option_checks.hpp"
 #include "output/adapter.hpp"
 #include "output/schema.hpp"
 #include "output/screen_text.hpp"
@@ -180,8 +180,8 @@ ExitStatus run_restore(Session& session, const Arguments& arguments) {
 using Run = ExitStatus (*)(Session&, const Arguments&);
 
 void add_consent(CLI::App& command, const std::shared_ptr<Arguments>& arguments) {
-    command.add_flag("-y,--yes", arguments->consent.yes, "Do not ask");
-    command.add_flag("--dry-run", arguments->consent.dry_run, "Show node and command, send nothing");
+    add_flag(command, {"-y,--yes", "Do not ask"}, arguments->consent.yes);
+    add_flag(command, {"--dry-run", "Show node and command, send nothing"}, arguments->consent.dry_run);
 }
 
 } // namespace
@@ -197,8 +197,7 @@ std::vector<DocumentForm> describe_dvfs() {
 }
 
 void add_dvfs(CLI::App& app, Options& options, Chosen& chosen) {
-    CLI::App& dvfs = *app.add_subcommand("dvfs", "Read and set the power-management registers");
-    dvfs.require_subcommand(1);
+    CLI::App& dvfs = add_family(app, "dvfs", "Read and set the power-management registers");
     const auto arguments = std::make_shared<Arguments>();
     const auto add = [&](const char* name, const char* description, Run run) -> CLI::App& {
         return add_command(dvfs, name, description, options, chosen, {.gpu = true},
@@ -206,13 +205,19 @@ void add_dvfs(CLI::App& app, Options& options, Chosen& chosen) {
     };
     add_command(dvfs, "get", "Show the registers", options, chosen, {.gpu = true}, run_get);
     CLI::App& set = add("set", "Set registers", run_set);
-    set.add_option("assignments", arguments->assignments, "NAME=VALUE, decimal or 0x hexadecimal")->required();
+    add_texts(set,
+              {.names = "assignments",
+               .description = "NAME=VALUE, decimal or 0x hexadecimal",
+               .required = true,
+               .may_be_empty = true},
+              arguments->assignments);
     add_consent(set, arguments);
     CLI::App& save = add("save", "Save the registers to a file", run_save);
-    save.add_option("file", arguments->file, "File to write")->required()->check(not_empty());
+    add_text(save, {.names = "file", .description = "File to write", .required = true}, arguments->file);
     CLI::App& restore = add("restore", "Set the registers as saved in a file", run_restore);
-    restore.add_option("file", arguments->file, "File to read")->required();
-    restore.add_flag("--force", arguments->force, "Also when it was saved from another chip");
+    add_text(restore, {.names = "file", .description = "File to read", .required = true, .may_be_empty = true},
+             arguments->file);
+    add_flag(restore, {"--force", "Also when it was saved from another chip"}, arguments->force);
     add_consent(restore, arguments);
 }
 

@@ -2,8 +2,8 @@
 
 #include "kt3/adapter_choice.hpp"
 #include "kt3/adapter_table.hpp"
+#include "kt3/arguments.hpp"
 #include "kt3/command_table.hpp"
-#include "kt3/option_checks.hpp"
 #include "observe/adapter/binding.hpp"
 #include "observe/memory/leak_watch.hpp"
 #include "output/adapter.hpp"
@@ -206,18 +206,12 @@ void add_leak(CLI::App& app, Options& options, Chosen& chosen) {
     CLI::App& leak = add_command(app, "leak", "Watch allocations for shapes that only grow", options, chosen,
                                  {.gpu = true, .csv = true},
                                  [arguments](Session& session) { return run_leak(session, *arguments); });
-    leak.add_option("-w,--wait", arguments->watch.wait, "Seconds between two looks (1)")
-        ->type_name("SECONDS")
-        ->check(seconds_to_wait());
-    leak.add_option("-n,--looks", arguments->watch.looks, "How often to look (5)")
-        ->type_name("COUNT")
-        ->transform(whole_number(2, kMostLooks));
-    leak.add_option("--gate", arguments->watch.gate, "End with status 6 when a shape grew in N looks in a row")
-        ->type_name("N")
-        ->transform(whole_number(1, kMostLooks - 1));
-    leak.add_option("--top", arguments->top, "Shapes on screen (15); JSON and CSV have all")
-        ->type_name("COUNT")
-        ->transform(whole_number(1, INT32_MAX));
+    add_seconds(leak, {"-w,--wait", "Seconds between two looks (1)", "SECONDS"}, arguments->watch.wait);
+    add_number(leak, {"-n,--looks", "How often to look (5)", "COUNT"}, {2, kMostLooks}, arguments->watch.looks);
+    add_number(leak, {"--gate", "End with status 6 when a shape grew in N looks in a row", "N"}, {1, kMostLooks - 1},
+               arguments->watch.gate);
+    add_number(leak, {"--top", "Shapes on screen (15); JSON and CSV have all", "COUNT"}, {1, INT32_MAX},
+               arguments->top);
 }
 
 } // namespace kt3::cli

@@ -3,8 +3,8 @@
 
 #include "output/metric.hpp"
 #include "kt3/adapter_choice.hpp"
+#include "kt3/arguments.hpp"
 #include "kt3/command_table.hpp"
-#include "kt3/option_checks.hpp"
 #include "observe/adapter/binding.hpp"
 #include "observe/interrupt.hpp"
 #include "output/schema.hpp"
@@ -162,12 +162,9 @@ void add_metric(CLI::App& app, Options& options, Chosen& chosen) {
     CLI::App& command = add_command(app, "metric", "Sample clocks, temperature, usage, frame rate and bandwidth",
                                     options, chosen, {.gpu = true, .csv = true},
                                     [arguments](Session& session) { return run_metric(session, *arguments); });
-    command.add_option("-w,--wait", arguments->wait, "Time between samples; without --count until interrupted")
-        ->type_name("SECONDS")
-        ->check(seconds_to_wait());
-    command.add_option("-n,--count", arguments->count, "Number of samples")
-        ->type_name("COUNT")
-        ->transform(whole_number(1, 1'000'000'000'000));
+    add_seconds(command, {"-w,--wait", "Time between samples; without --count until interrupted", "SECONDS"},
+                arguments->wait);
+    add_number(command, {"-n,--count", "Number of samples", "COUNT"}, {1, 1'000'000'000'000}, arguments->count);
 }
 
 } // namespace kt3::cli

@@ -2,9 +2,9 @@
 
 #include "kt3/adapter_choice.hpp"
 #include "kt3/adapter_table.hpp"
+#include "kt3/arguments.hpp"
 #include "kt3/command_table.hpp"
 #include "kt3/input.hpp"
-#include "kt3/option_checks.hpp"
 #include "observe/library/log_capture.hpp"
 #include "observe/prefer/preference_text.hpp"
 #include "output/row.hpp"
@@ -280,7 +280,12 @@ CLI::App& add_application_command(CLI::App& prefer, const char* name, const char
                                   Run run) {
     CLI::App& command = add_command(prefer, name, description, options, chosen, accepts,
                                     [arguments, run](Session& session) { return run(session, *arguments); });
-    command.add_option("application", arguments->application, "Path of the program; its file name decides")->required();
+    add_text(command,
+             {.names = "application",
+              .description = "Path of the program; its file name decides",
+              .required = true,
+              .may_be_empty = true},
+             arguments->application);
     return command;
 }
 
@@ -297,20 +302,26 @@ std::vector<DocumentForm> describe_prefer() {
 }
 
 void add_prefer(CLI::App& app, Options& options, Chosen& chosen) {
-    CLI::App& prefer = *app.add_subcommand("prefer", "Choose the GPU an application runs on");
-    prefer.require_subcommand(1);
+    CLI::App& prefer = add_family(app, "prefer", "Choose the GPU an application runs on");
     const auto arguments = std::make_shared<Arguments>();
     add_command(prefer, "list", "List all preferences", options, chosen, {.csv = true}, run_list);
     add_application_command(prefer, "get", "Show the preference of an application", options, chosen, {.csv = true},
                             arguments, run_get);
     CLI::App& set = add_application_command(prefer, "set", "Store the preference of an application", options, chosen,
                                             {.gpu = true}, arguments, run_set);
-    set.add_option("--value", arguments->value, "Preference value")
-        ->type_name("N")
-        ->transform(whole_number(INT32_MIN, INT32_MAX));
-    set.add_option("--gpu-name", arguments->gpu_name, "Name of the preferred GPU, for one that is not in this machine")
-        ->type_name("NAME");
-    set.add_option("--bus", arguments->bus, "PCI bus id of the preferred GPU, hexadecimal")->type_name("BDF");
+    add_number(set, {"--value", "Preference value", "N"}, {INT32_MIN, INT32_MAX}, arguments->value);
+    add_text(set,
+             {.names = "--gpu-name",
+              .description = "Name of the preferred GPU, for one that is not in this machine",
+              .type = "NAME",
+              .may_be_empty = true},
+             arguments->gpu_name);
+    add_text(set,
+             {.names = "--bus",
+              .description = "PCI bus id of the preferred GPU, hexadecimal",
+              .type = "BDF",
+              .may_be_empty = true},
+             arguments->bus);
     add_application_command(prefer, "remove", "Forget the preference of an application", options, chosen, {}, arguments,
                             run_remove);
 }

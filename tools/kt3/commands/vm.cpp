@@ -1,9 +1,9 @@
 // kt3 vm: GPU virtual memory as the driver's dumps tell it.
 
 #include "kt3/adapter_table.hpp"
+#include "kt3/arguments.hpp"
 #include "kt3/command_table.hpp"
 #include "kt3/input.hpp"
-#include "kt3/option_checks.hpp"
 #include "observe/vm/reading.hpp"
 #include "output/schema.hpp"
 #include "output/vm/diff.hpp"
@@ -205,8 +205,7 @@ std::vector<DocumentForm> describe_vm() {
 }
 
 void add_vm(CLI::App& app, Options& options, Chosen& chosen) {
-    CLI::App& vm = *app.add_subcommand("vm", "Show GPU page tables and allocation nodes");
-    vm.require_subcommand(1);
+    CLI::App& vm = add_family(app, "vm", "Show GPU page tables and allocation nodes");
     const auto arguments = std::make_shared<Arguments>();
     const auto add = [&](const char* name, const char* description, Run run) -> CLI::App& {
         return add_command(vm, name, description, options, chosen, {.csv = true},
@@ -214,11 +213,9 @@ void add_vm(CLI::App& app, Options& options, Chosen& chosen) {
     };
     const auto add_reading = [&](const char* name, const char* description, const char* which, Run run) -> CLI::App& {
         CLI::App& command = add(name, description, run);
-        command
-            .add_option("--timeout", arguments->timeout, "How long one client or allocation may take; 10 by default")
-            ->type_name("SECONDS")
-            ->check(seconds_to_wait(0.001));
-        command.add_option("--client", arguments->client, which)->type_name("CLIENT")->check(not_empty());
+        add_seconds(command, {"--timeout", "How long one client or allocation may take; 10 by default", "SECONDS"},
+                    arguments->timeout, 0.001);
+        add_text(command, {"--client", which, "CLIENT"}, arguments->client);
         return command;
     };
     constexpr const char* kClient = "Only this client: its directory or its process id";
@@ -226,13 +223,11 @@ void add_vm(CLI::App& app, Options& options, Chosen& chosen) {
     add_reading("clients", "List the clients with the size of their page tables", kClient, run_clients);
     add_reading("pagetable", "Show page tables: a tree, or rows with --csv and --json", kClient, run_pagetable);
     add_reading("nodes", "Show allocation nodes by process", kProcess, run_nodes);
-    add_reading("map", "Draw what is used of each process's GPU address space", kProcess, run_map)
-        .add_option("--svg", arguments->svg, "Draw it into FILE as well")
-        ->type_name("FILE")
-        ->check(not_empty());
+    CLI::App& map = add_reading("map", "Draw what is used of each process's GPU address space", kProcess, run_map);
+    add_text(map, {"--svg", "Draw it into FILE as well", "FILE"}, arguments->svg);
     CLI::App& diff = add("diff", "Compare two files that pagetable --json or nodes --json wrote", run_diff);
-    diff.add_option("before", arguments->before, "The older file")->required()->check(not_empty());
-    diff.add_option("after", arguments->after, "The newer file")->required()->check(not_empty());
+    add_text(diff, {.names = "before", .description = "The older file", .required = true}, arguments->before);
+    add_text(diff, {.names = "after", .description = "The newer file", .required = true}, arguments->after);
 }
 
 } // namespace kt3::cli

@@ -596,7 +596,7 @@ KT3_EXPORT int32_t gpuinfo_select_new_chip(find_adapter* record);
  * Hwmon indices: 0 temp1_input, 1 fan0_input, 2 fan1_input, 3 none.
  */
 
-/* The decimal integer in a driver node; 0 when it cannot be read, holds no number, or the index is not that of a node. */
+/* The decimal integer in a driver node; 0 when it cannot be read or holds no number, or the index is not of a node. */
 KT3_EXPORT int32_t gpuinfo_get_wyinfoFD_value_int(int32_t node_index);
 
 /* The decimal integer in a hwmon attribute. *bytes_read tells a missing attribute (0) from a value of 0. */

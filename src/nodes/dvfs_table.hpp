@@ -24,6 +24,7 @@ enum class DvfsForm : std::uint8_t {
     level, // one of kDvfsLevels
 };
 
+// The order of the columns is for readers of the rows. NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 struct DvfsRegister {
     const char* name; // of the record's field
     NodeIndex node;

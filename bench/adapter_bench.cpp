@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Finding the adapters of a simulated machine: the library beside what must remain of it, the listing by libdrm and
 // the opens of the descriptors that are kept.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The virtual-memory nodes of allocations, read and handed out, beside the bare reads and a loop of standard
 // conversions.
 

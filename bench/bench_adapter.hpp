@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A directory of driver nodes and a driver page in memory-backed files, bound to the library without libdrm.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The page tables of ten clients with their owners, beside ten runs of ps and the bare reads.
 
 #include "dump_files.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Dumps read, rebuilt and stamped, beside the bare reading of their lines and the plain programs that do the same.
 
 #include "dump_files.hpp"

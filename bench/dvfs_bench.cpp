@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A full read of the power-management registers, beside the system calls that it cannot do without and beside a
 // reading through stdio and sscanf.
 

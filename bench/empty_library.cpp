@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A C++ library that does nothing, to see what loading one costs at least.
 
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Recognising the allocations of one snapshot in the next, beside copying the lists and the usual ways of doing the
 // same.
 

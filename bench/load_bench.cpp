@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Loading the shared object into a fresh C client, beside an empty C++ library with the same dependencies.
 
 #include <benchmark/benchmark.h>

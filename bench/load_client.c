@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A C client that opens one library and says how many nanoseconds that took, on standard error. */
 #define _POSIX_C_SOURCE 200809L
 #include <dlfcn.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One number from one driver node: the library beside the bare system calls and the usual ways of reading such a file.
 
 #include "kt3_mgmt/kt3_mgmt_interface.h"

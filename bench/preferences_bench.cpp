@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The preference file with 1000 sections: reading it against counting its lines, writing it against a loop of fprintf,
 // both against GLib's GKeyFile when it is there. Every peer does the whole job, file included.
 

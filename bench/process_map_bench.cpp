@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The process map, beside the two bare reads per device that it cannot do without.
 
 #include "allocation/process_map.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Page tables handed out as rows, beside copies of as many bytes and a loop of standard conversions.
 
 #include "dump_files.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Snapshots of the allocations and what is computed from them, beside the bare system calls that they cannot do without
 // and the usual ways of doing the same.
 

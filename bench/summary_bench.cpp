@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A warm extended summary beside the bare read of its page, and a warm short summary beside its four clock nodes.
 
 #include "bench_adapter.hpp"

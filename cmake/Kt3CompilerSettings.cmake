@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # One place for the language level, the warnings and the instrumented builds.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 include(CMakePackageConfigHelpers)
 
 # Releases are named after the interface: 0.23.x has interface version 23, the number that get_interface_version returns.

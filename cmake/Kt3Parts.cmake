@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # The library alone needs libdrm's headers. Every other part switches itself off, with one line, when a
 # package it needs is not installed.
 find_path(KT3_DRM_INCLUDE xf86drm.h REQUIRED)

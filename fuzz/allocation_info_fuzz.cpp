@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The pages of the allocation tree: one allocation, and one device.
 
 #include "allocation/device_page.hpp"

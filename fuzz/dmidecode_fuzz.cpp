@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The memory tool's output in the pieces in which it is read.
 
 #include "summary/memory_devices.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The driver's page about one card, as read: any bytes, cut at the reader's limit.
 
 #include "summary/display_outputs.hpp"

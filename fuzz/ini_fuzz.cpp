@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The preference file: whatever it holds, reading it touches no byte outside, and what was read can be written and read
 // again.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Feeds every file of the folders named on the command line to the fuzz target: whole, cut at every length up to a
 // bound, and with one byte replaced at a time. A target reports trouble by aborting, as it does under libFuzzer.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Dump lines: whatever a strict matcher accepts reads the same through the general parsers, and those raise nothing but
 // the standard number errors.
 

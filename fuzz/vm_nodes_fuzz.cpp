@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Allocation nodes: cutting a text loses nothing behind the first separator, and values raise only the substring error.
 
 #include "vmdump/allocation_nodes.hpp"

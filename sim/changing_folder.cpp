@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "changing_folder.hpp"
 
 #include "machine_state.hpp"

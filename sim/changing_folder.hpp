@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A folder whose entries come and go while programs look at it, as allocations do. It moves by one step each time the
 // folder is listed, so what a program sees depends on how often it looked and never on time.

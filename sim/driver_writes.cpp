@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver_writes.hpp"
 
 #include "machine_state.hpp"

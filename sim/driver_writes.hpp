@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Driver nodes that answer writes. A driver receives the text of a write and changes its page as it sees fit; a plain
 // file would keep its old tail, or take a command for its content.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "drm_nodes.hpp"
 
 #include "real_calls.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The DRM device nodes of the simulated machine. They are plain files; the shim makes them look like the character
 // devices they stand for.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "failing_nodes.hpp"
 
 #include "machine_state.hpp"

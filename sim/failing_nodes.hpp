@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Files of the machine that answer late, never, or no longer, as drivers in trouble do. Two lists, one file per line,
 // fields apart by tabs:

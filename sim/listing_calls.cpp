@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Directory listings, interposed. File systems list in the order that suits them (hashed, or newest first), while a
 // kernel lists its devices in the order in which they appeared; adapter slots follow that order. Listings of the
 // simulated machine therefore come in natural order: card2 before card10.

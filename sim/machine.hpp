@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A machine made of files: writes what the kernel and the drivers of the graphics adapters publish into a folder, at
 // the places where they publish it. The path shim makes programs find that folder there.

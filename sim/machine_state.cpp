@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "machine_state.hpp"
 
 #include "support/owned.hpp"

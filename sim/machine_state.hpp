@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What every process that looks at one simulated machine has to agree on: a few counters in <machine>/.kt3sim/state,
 // mapped by each of them, so that asking "is there anything to do?" costs no system call.

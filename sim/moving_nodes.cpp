@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "moving_nodes.hpp"
 
 #include "machine_state.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Driver nodes and pages whose numbers move with time. The machine lists them in <machine>/moving-nodes, one number per
 // line, fields apart by tabs:

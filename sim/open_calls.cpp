@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Opening files, interposed: a path that belongs to the simulated machine is handed on as its place below the
 // machine's folder.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "redirect.hpp"
 
 #include "real_calls.hpp"

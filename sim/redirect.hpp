@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Which paths belong to the simulated machine, and where they really are.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Files that the machine does not let its user touch. Mode bits would not do: they do not stop root, and they would
 // keep an ordinary user from clearing the machine away.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Asking about files, interposed: status, access rights, links and resolved paths. Answers carry simulated names, and
 // the DRM nodes of the machine are reported as character devices.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Numbers in driver text. The policy is chosen by name: checked_* throws as the standard conversions do and
 // with their texts, leading_* takes what digits there are.

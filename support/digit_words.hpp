@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Digits taken many at a time: a word of text in, how many digits it starts with and their value out. The lengths of
 // numbers vary from line to line, so a loop over digits spends most of its time on mispredicted ends.

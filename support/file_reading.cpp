@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/file_reading.hpp"
 
 #include "support/interrupted_calls.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Reading kernel text: whole pages into the caller's buffer, through the C library's own calls so that
 // path shims and tracers of clients see every access.

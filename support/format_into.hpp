@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Formats that stand in a table of facts, where the compiler cannot compare them with their arguments.
 

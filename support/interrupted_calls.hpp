@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // System calls that a signal handler of the client may interrupt.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/named_file.hpp"
 
 #include "support/interrupted_calls.hpp"

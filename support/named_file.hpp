@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A small file of the user, opened by a path that others may have had a hand in.
 

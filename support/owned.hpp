@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Owned handles: a value, the function that closes it, and the value that means "nothing held".
 // The five names at the end are all the handles that are opened. Every open is close-on-exec.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/page_buffer.hpp"
 
 #include "support/file_reading.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Whole files, read one after the other into memory that is kept from one to the next and grows for longer ones.
 

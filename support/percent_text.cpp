@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/percent_text.hpp"
 
 namespace kt3::support {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A walk of a driver's folders fails when an object is freed meanwhile. The next try no longer finds it.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/temporary_file.hpp"
 
 #include <algorithm>

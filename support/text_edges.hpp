@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What stands at the edges of a text and does not belong to it.
 

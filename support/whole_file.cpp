@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/whole_file.hpp"
 
 #include "support/file_rights.hpp"

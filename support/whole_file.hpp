@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Whole files of ordinary users: read at once, or replaced so that nothing is lost on the way. Which files are opened
 // and which links are followed is decided by open_named.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lists the allocations of each process on the first adapter.
 #include <kt3_mgmt/kt3_mgmt_interface.h>
 

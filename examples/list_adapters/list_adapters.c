@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Lists the graphics adapters that the library finds. */
 #include <kt3_mgmt/kt3_mgmt_interface.h>
 

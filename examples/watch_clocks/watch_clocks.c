@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Shows the clocks and the temperature of the first adapter every second, until Ctrl-C. */
 #define _POSIX_C_SOURCE 200809L /* sigtimedwait */
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /*
  * kt3 management interface: the C side. The calls that take C++ types are in kt3_mgmt_interface_cxx.h.
  *

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A stand-in for the kernel-interface modules of the adapters. One source for all of them: which entry points a
 // module offers is decided by the KT3SIM_HAS_... definitions it is built with.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "runner/environment.hpp"
 
 #include <cstdlib>

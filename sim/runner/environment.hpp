@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The parts of the simulator that a run needs, and the environment that makes a program use them.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3-sim: runs programs on a simulated machine.
 
 #include "driver_writes.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "runner/options.hpp"
 
 namespace kt3::sim {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "runner/run.hpp"
 
 #include "runner/environment.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Adapters and machines with everything that their drivers and their firmware publish.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "scenes/allocations.hpp"
 
 #include "changing_folder.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Machines whose adapters hold memory: processes with open devices, allocations, and the segments they lie in.
 

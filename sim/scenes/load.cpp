@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "scenes/load.hpp"
 
 #include "scenes/adapters.hpp"

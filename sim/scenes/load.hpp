@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Machines at work: their clocks, temperature, usages and counters move with time.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "scenes/memory_writer.hpp"
 
 #include "support/owned.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What a driver publishes of processes and their allocations, for the scenes that have some.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "scenes/owners.hpp"
 
 #include "scenes/adapters.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Whole machines by name, for trying things out, for tests, demonstrations and benchmarks.
 

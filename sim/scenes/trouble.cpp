@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "scenes/trouble.hpp"
 
 #include "scenes/adapters.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Machines in trouble: drivers that hang, adapters that fall off the bus or sleep.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "scenes/vm_scenes.hpp"
 
 #include "scenes/adapters.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Machines whose driver publishes GPU page tables and allocation nodes.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "adapter/binding.hpp"
 
 #include "adapter/binding_state.hpp"

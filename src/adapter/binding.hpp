@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Binding the library to one adapter slot, and releasing it.
 

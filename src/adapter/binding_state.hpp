@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The bound adapter: what global initialisation chose, until the next one chooses again.
 

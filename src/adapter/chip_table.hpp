@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Every chip the library knows: how enumeration recognises it and what binding loads for it.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "adapter/current_adapter.hpp"
 
 #include "interface/logging.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "adapter/device_list.hpp"
 
 #include "adapter/drm_library.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The machine's DRM devices as libdrm lists them, and opening one of them.
 

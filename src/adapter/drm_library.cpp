@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "adapter/drm_library.hpp"
 
 #include "support/owned.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // libdrm, resolved by name at run time: a machine without it still loads this library.
 

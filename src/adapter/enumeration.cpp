@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "adapter/enumeration.hpp"
 
 #include "adapter/chip_table.hpp"

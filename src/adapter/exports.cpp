@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Exported objects of enumeration and binding, and the enumeration routines under their exported names.
 
 #include "adapter/current_adapter.hpp"

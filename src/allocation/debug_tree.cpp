@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "allocation/debug_tree.hpp"
 
 #include "interface/say_line.hpp"

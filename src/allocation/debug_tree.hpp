@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Walking the driver's debugfs directories, which hold one subdirectory per object.
 

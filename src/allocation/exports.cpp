@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The routines of this folder under their exported names, and the list of the leak tracker.
 // A null client pointer is never followed and is answered like a failure.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "allocation/leak_groups.hpp"
 
 #include "allocation/hashed_places.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "allocation/package_name.hpp"
 
 #include "support/file_reading.hpp"

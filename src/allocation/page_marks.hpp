@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Where the lines of a driver page divide. A block of the page is classified at once, so that the places are known
 // before the text between them is read; searching for one after the other would make each wait for the one before.

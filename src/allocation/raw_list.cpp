@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "allocation/raw_list.hpp"
 
 #include "allocation/snapshot.hpp"

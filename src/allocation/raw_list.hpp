@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The list of all allocations, handed out in slices because a client's record holds twenty.
 

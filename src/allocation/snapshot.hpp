@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // All live allocations of one adapter.
 

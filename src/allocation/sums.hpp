@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Memory in use, summed from a snapshot per segment and per device.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The lines of a driver page, and the rules that its key and value texts share.
 

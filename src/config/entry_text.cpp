@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "config/entry_text.hpp"
 
 #include "support/bounded_copy.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Entries as text: in the preference file and in the log. Touches no file.
 

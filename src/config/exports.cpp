@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the preference folder exports under fixed names.
 
 #include "config/preference_file.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "config/ini_reading.hpp"
 
 #include "support/checked_numbers.hpp"

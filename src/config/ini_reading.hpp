@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The preference file as text: one section per application. Touches no file.
 //

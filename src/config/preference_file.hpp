@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The user's preference file: where it is, reading it into interface_config_list, writing that list back.
 

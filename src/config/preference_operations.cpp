@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "config/preference_operations.hpp"
 
 #include "config/config_state.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Get, set and remove on the list of preferences; every change goes straight back to the file.
 

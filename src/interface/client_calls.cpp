@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The client entry points: each reads its arguments, calls one internal function and maps the result.
 
 #include "adapter/binding.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "interface/lifetime.hpp"
 
 namespace kt3::interface {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Clients may call after the exported containers are destroyed: from the destructor of an object that is older than the
 // library, or from an exit handler that was registered before the library was loaded. Every call that would touch a

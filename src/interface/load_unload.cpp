@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What happens when the library is mapped and unmapped: one line each, and the default print callback.
 
 #include "interface/logging.hpp"

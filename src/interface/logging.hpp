@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The one log channel: finished lines for the callback that the client has installed.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Plain standard output: fixed lines that clients see whatever print callback they installed.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Clients that declared a C routine as C++ link it by a name that encodes its argument types. The encoded name becomes
 // another name of the same body; this stands after that body, in the same file.

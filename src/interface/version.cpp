@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "interface/version.hpp"
 
 #include "kt3_mgmt/kt3_mgmt_interface.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Interface version negotiation: which client versions go with this library.
 

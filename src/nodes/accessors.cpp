@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "nodes/accessors.hpp"
 
 #include "adapter/current_adapter.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Values of the current adapter's nodes. Without a current adapter, or with an index outside the tables, every value
 // is 0 and nothing is opened.

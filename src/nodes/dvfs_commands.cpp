@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "nodes/dvfs_commands.hpp"
 
 #include "nodes/accessors.hpp"

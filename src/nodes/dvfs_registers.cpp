@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "nodes/dvfs_registers.hpp"
 
 #include "nodes/accessors.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The power-management settings of the current adapter as one record, read from the driver's text pages.
 

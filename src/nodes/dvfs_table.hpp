@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The driver's power-management registers: where each stands in the driver's pages, how it is written there, and which
 // field of the client's record holds it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The node accessors, the power-management registers and the two text helpers under their exported names.
 
 #include "kt3_mgmt/kt3_mgmt_interface.h"

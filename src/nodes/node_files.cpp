@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "nodes/node_files.hpp"
 
 #include "support/interrupted_calls.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Reading and writing one node below a directory descriptor. Nothing here knows an adapter.
 // A null name or a bad descriptor reads as nothing: 0 bytes, no number, 0 characters written.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The files that the drivers publish for one adapter, by the index under which clients ask for them.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sampling/bandwidth.hpp"
 
 #include "adapter/binding_state.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Memory bandwidth counters, from the kernel-interface module.
 

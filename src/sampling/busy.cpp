@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sampling/busy.hpp"
 
 #include "adapter/binding_state.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // How busy the engines are, from the kernel-interface module.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Exported objects of sampling.
 
 #include "kt3_mgmt/kt3_mgmt_interface.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sampling/frame_rate.hpp"
 
 #include "adapter/binding_state.hpp"

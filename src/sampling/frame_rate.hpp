@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Frame rates, counted by the kernel-interface module or read from the driver's nodes.
 

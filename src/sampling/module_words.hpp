@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Words that the kernel-interface module hands over. Their meaning is the module's; the library knows positions only.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sampling/sampling_state.hpp"
 
 namespace kt3::sampling {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What the sampling calls keep between calls: entry points of the bound module and frame samples.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "summary/adapter_summary.hpp"
 
 #include "adapter/chip_table.hpp"

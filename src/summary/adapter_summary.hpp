@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The short summary of the current adapter: clocks as they are now, and facts that are gathered once per chip.
 

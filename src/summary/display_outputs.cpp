@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "summary/display_outputs.hpp"
 
 #include "adapter/current_adapter.hpp"

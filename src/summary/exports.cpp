@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The adapter summaries, their shell commands and the segment readers under their exported names.
 
 #include "adapter/binding_state.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "summary/extended_summary.hpp"
 
 #include "interface/logging.hpp"

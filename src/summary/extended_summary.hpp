@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The extended summary, from the driver's text page: versions and limits are read once per chip, usages every time.
 

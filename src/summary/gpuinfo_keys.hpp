@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The keys of /proc/gpuinfo_N, the driver's page about one card: what stands after each and which field of the
 // extended summary holds it.

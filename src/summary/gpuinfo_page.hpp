@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // /proc/gpuinfo_N, the driver's text page about one card.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "summary/memory_devices.hpp"
 
 #include "support/text_scan.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The memory devices in the text that "dmidecode -t memory" prints. Touches no process: lines go in one by one.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Sizes and use of the memory segments, from whichever source the adapter's driver has.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "summary/shell_commands.hpp"
 
 #include "interface/say_line.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Facts about the memory devices, from the system's "dmidecode" run through a read pipe. A command that cannot be
 // started is reported on standard output. Children inherit standard streams only.

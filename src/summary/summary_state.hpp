@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What this folder keeps between calls: facts about the adapter that are gathered once, and where segments are read.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vmdump/allocation_nodes.hpp"
 
 #include "interface/say_line.hpp"

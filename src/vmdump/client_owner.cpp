@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vmdump/client_owner.hpp"
 
 #include "interface/say_line.hpp"

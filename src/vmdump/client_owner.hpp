@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Who owns a client: the process id from its info file, the process name from ps.
 

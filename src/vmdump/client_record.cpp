@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vmdump/client_record.hpp"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The record of one client: making, clearing and growing it, and its text fields of 47 characters and a terminator.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vmdump/client_walk.hpp"
 
 #include "support/bounded_copy.hpp"

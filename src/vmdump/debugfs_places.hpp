@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Where the dumps lie. The driver publishes them below minor 0 whatever adapter is bound.
 

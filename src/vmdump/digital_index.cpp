@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vmdump/digital_index.hpp"
 
 #include "vmdump/client_record.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The index that every sub-table entry gets: level and index of the page-table entry that owns its run.
 

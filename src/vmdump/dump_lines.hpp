@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Strict matchers for the lines that make up nearly all of a dump. They read forward without looking for the end of
 // the line first and give nothing as soon as a line differs from the usual shape; the general parsers then apply the

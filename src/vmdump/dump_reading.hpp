@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Dump files are read in large blocks and handed out in lines of at most 511 characters; a longer line counts as
 // several. As with fgets, the text of a line ends at its first zero byte; what follows up to the newline is skipped.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The routines and objects of this folder that clients link against by name. Arguments that are texts are strings by
 // value because that is what the exported symbols say.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vmdump/line_fields.hpp"
 
 #include "support/checked_numbers.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // One value out of one line of a dump. Everything here is pure: it looks at the caller's text and copies nothing.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vmdump/page_table_reading.hpp"
 
 #include "vmdump/dump_lines.hpp"

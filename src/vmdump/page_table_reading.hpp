@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // One client's dump, line by line, rebuilt into its page tables.
 //

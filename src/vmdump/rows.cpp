@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vmdump/rows.hpp"
 
 #include "support/bounded_copy.hpp"

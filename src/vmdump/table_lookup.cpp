@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "vmdump/table_lookup.hpp"
 
 #include "support/bounded_copy.hpp"

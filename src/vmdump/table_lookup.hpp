@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // From one table of a client to the next, and the debug lines of single entries.
 

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A client in plain C99 that knows the public header and nothing else. */
 #include "kt3_mgmt/kt3_mgmt_interface.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // capture_client MODULE LIBRARY: opens the module with global visibility in front of the library, as kernel-interface
 // modules are opened, and reads a preference file, which takes the library through several of its exported functions.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Exports, under our names, functions that only count how often they are reached.
 
 #include <cstdint>

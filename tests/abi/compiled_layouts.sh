@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # compiled_layouts.sh LAYOUTS HEADER PRINT_LAYOUTS
 set -euo pipefail
 # shellcheck source=SCRIPTDIR/layout_list.sh

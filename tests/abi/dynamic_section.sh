@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # dynamic_section.sh LIBRARY READELF
 set -euo pipefail
 dynamic=$("$2" -dW "$1")

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # listed_layouts LAYOUTS HEADER: the rows that the list has for one header.
 listed_layouts() {

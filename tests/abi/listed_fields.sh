@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # listed_fields.sh LAYOUTS HEADER: the list has every record of the header with the size asserted below it, and every
 # field of the record, in order; nothing else is listed for that header.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # readable_names.sh EXPORTS_MAP: the comment beside a name that the compiler encoded names the same function or object.
 set -euo pipefail
 failed=0

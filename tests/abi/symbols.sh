@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # symbols.sh LIBRARY EXPORTS_MAP NM: the defined dynamic symbols and the list are the same, both ways.
 set -euo pipefail
 built=$("$3" -D --defined-only "$1" | awk '{ print $3 }' | sort)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "adapter/chip_table.hpp"
 
 #include <gtest/gtest.h>

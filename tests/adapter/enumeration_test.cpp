@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kt3_mgmt/kt3_mgmt_interface.h"
 #include "support/descriptors.hpp"
 #include "support/fake_kernel.hpp"

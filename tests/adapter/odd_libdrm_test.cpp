@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the real libdrm does not do on a healthy machine: missing entry points, counts that change between two calls,
 // holes in the list, other buses, drivers that refuse the version request.
 

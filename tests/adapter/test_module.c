@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A kernel-interface module for the tests. Which size queries it offers is chosen when it is compiled. */
 #include <stdint.h>
 #include <stdlib.h>

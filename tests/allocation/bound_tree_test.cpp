@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "allocation/bound_tree.hpp"
 
 #include "allocation/driver_tree.hpp"

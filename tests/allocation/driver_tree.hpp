@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The debugfs directory of one adapter in a fake kernel, bound as far as the readers of this folder need it.
 

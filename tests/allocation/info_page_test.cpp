@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "allocation/info_page.hpp"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "allocation/process_map.hpp"
 
 #include "allocation/device_page.hpp"

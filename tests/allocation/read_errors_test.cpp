@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Pages that cannot be read to their end, as when the driver gives up an object between open and read.
 
 #include "allocation/driver_tree.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Clients call from threads with small stacks.
 
 #include "allocation/driver_tree.hpp"

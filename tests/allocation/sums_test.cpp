@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "allocation/sums.hpp"
 
 #include "allocation/driver_tree.hpp"

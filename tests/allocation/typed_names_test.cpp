@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The routines whose names some clients link with their argument types in them.
 
 #include "allocation/driver_tree.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // exit_client [open|close|keep LIBRARY]: stores one preference, reads the allocations of a driver in its home folder,
 // ends, and calls in again from everything that runs when the library's containers are gone. Without arguments it is
 // linked with the library; else it opens the library, closes it before it ends ("close"), or closes it while it stays

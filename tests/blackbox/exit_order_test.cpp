@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Clients that call in when the library's containers are gone already. Each runs in a process of its own.
 
 #include "config/home_folder.hpp"

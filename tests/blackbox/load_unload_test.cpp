@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "blackbox/loaded_library.hpp"
 #include "support/output_capture.hpp"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The shared object as a client sees it: opened by file, calls resolved by name.
 

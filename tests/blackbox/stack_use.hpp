@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // How much stack a call needs, beyond what its thread used before.
 

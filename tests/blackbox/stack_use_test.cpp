@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How much stack the client calls need. The machine is found through the three calls below instead of the path shim,
 // which needs more stack than the library.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One client from loading to unloading, on a simulated machine, through exported names only.
 
 #include "blackbox/loaded_library.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 alloc and kt3 process: what they say on machines whose allocations are unusual.
 
 #include "cli/json.hpp"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Runs kt3 with --json on every simulated machine and checks each document against the schema.
 
 Usage: check_schema.py KT3-SIM KT3 SCHEMA

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What each command says and how it ends, on whole simulated machines.
 
 #include "cli/run_kt3.hpp"

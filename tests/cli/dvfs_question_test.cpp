@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The question that kt3 dvfs asks before it sends anything: what is shown, which answers send, and that every other way
 // to end it leaves the driver alone.
 

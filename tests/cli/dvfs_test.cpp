@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Registers are read before they are set, nothing is sent without consent, and only what changes is sent.
 
 #include "cli/json.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every way to fail: the exit status, and standard output carrying data alone.
 
 #include "cli/json.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whole outputs, compared with the files in golden/. KT3_UPDATE_GOLDEN=1 writes them anew; look at the difference then.
 
 #include "cli/run_kt3.hpp"

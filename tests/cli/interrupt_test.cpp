@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A command that is interrupted while it waits for the driver. The driver is a pipe: opening it for writing returns
 // once kt3 reads from it, so the signal always finds kt3 waiting.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A command that is interrupted while it waits between two looks, which would take an hour. It says what it saw before
 // it waits, into a pipe: the signal follows once that has arrived. The end of the pipe shows that nobody holds it.
 

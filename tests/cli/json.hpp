@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What kt3 printed as JSON, to be looked into. Compiled once in json.cpp, as the headers of the parser are large.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 leak: the verdict, the gate and its limits.
 
 #include "cli/json.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A number that is none, met half-way: after a sample that was good, or at the second of several looks. Nodes that are
 // pipes hold kt3 up while the driver changes its mind.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Samples: one line each, moving numbers, rates with their interval, and reasons for what is absent.
 
 #include "cli/json.hpp"

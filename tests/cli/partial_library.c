@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* Has one of the entry points that kt3 needs. */
 #include <stdint.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 prefer: what stands in the file afterwards.
 
 #include "cli/json.hpp"

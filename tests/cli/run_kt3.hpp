@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // kt3 as users run it: a process of its own, on a simulated machine, with its two output channels kept apart.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3.schema.json is made by kt3-schema from the tables that print the documents.
 
 #include "cli/run_kt3.hpp"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Breaks recorded documents in one place at a time. The schema has to take each document and refuse what is made of it.
 
 Usage: schema_refusals.py SCHEMA GOLDEN-FOLDER

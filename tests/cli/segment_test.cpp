@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 segment: each source, its unit and its limits.
 
 #include "cli/json.hpp"

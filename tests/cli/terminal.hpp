@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // kt3 at a terminal: somebody reads the question and types an answer.
 

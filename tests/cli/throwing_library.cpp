@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Finds one adapter and throws as the library does on malformed numbers: on its nodes, when KT3_THROWS_AT_ONCE is 1, or
 // when the rates of a second sample are asked for.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 vm: dumps that are broken, huge, changing or never end.
 
 #include "cli/json.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "config/entry_text.hpp"
 #include "config/home_folder.hpp"
 #include "config/ini_reading.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Symbolic links that other users placed where the preference file is looked for.
 
 #include "config/save_safety.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A home folder of its own for a test, and entries to put into it.
 

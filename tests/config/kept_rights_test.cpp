@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A saved file belongs to whom it belonged, and everybody may do with it what they could do before.
 
 #include "config/save_safety.hpp"

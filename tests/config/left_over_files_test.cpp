@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a save leaves in the folder of the file: nothing of its own, nothing that a killed one left long ago, and
 // everything else.
 

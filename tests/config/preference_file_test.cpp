@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "config/home_folder.hpp"
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 #include "support/descriptors.hpp"

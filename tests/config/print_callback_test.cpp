@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A print callback that calls the library again while it logs.
 
 #include "config/home_folder.hpp"

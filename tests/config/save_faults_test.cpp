@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Saves in which one system call fails, as on a broken disk, on an unusual file system or under a sandbox. None ends
 // without a line in the log or the new text in the file.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A preference list and a home to save it to, and what can be in the way of that.
 

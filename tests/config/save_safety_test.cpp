@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A save loses nothing: neither to a crash nor to a full disk, and the file stays the user's own.
 
 #include "config/save_safety.hpp"

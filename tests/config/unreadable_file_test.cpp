@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A preference file that is there and cannot be read: nobody knows what a save would write over, so there is none.
 
 #include "config/save_safety.hpp"

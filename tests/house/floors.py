@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Checks that includes run down the floors that docs/ARCHITECTURE.md lists.
 
 Usage: floors.py REPOSITORY

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """The check of the floors, on small repositories that break one rule each."""
 import os
 import sys

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Sourced with find_package or pkg_config as the first argument: installs the build below $prefix, a folder that goes
 # when the script ends, and makes the copy known to pkg-config.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # installed_samples.sh find_package|pkg_config: installs into a temporary prefix, builds the samples against it, runs them.
 set -euo pipefail
 # shellcheck source=SCRIPTDIR/installed_copy.sh

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # package_version.sh find_package|pkg_config: the installed package answers to the interface version of its own header
 # and to earlier ones, and to no later one.
 set -euo pipefail

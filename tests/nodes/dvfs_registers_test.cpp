@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/descriptors.hpp"
 #include "support/one_adapter.hpp"
 

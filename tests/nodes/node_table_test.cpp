@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "nodes/node_table.hpp"
 #include "support/driver_node_names.hpp"
 #include "support/selected_adapter.hpp"

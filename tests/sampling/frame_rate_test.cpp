@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "sampling/bound_module.hpp"
 
 #include <cmath>

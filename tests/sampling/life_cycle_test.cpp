@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sampling calls before binding, after letting go, and after binding anew.
 
 #include "sampling/bound_module.hpp"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A kernel-interface module that answers what the test tells it. Each entry point exists only where the build asks for
    it, so that every combination a real module may offer can be built. */
 

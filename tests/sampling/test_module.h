@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* What a test tells its kernel-interface module to answer, and what the module saw. */
 #ifndef KT3_TEST_MODULE_H
 #define KT3_TEST_MODULE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A folder that moves by one step with each listing, and the scenes with allocations.
 
 #include "changing_folder.hpp"

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # demo_answers.sh KT3-SIM KT3: on the scene `demo` every command that reads has something to show and succeeds.
 set -uo pipefail
 sim=$1

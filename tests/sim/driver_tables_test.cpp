@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The library's tables of what drivers call things against the simulated drivers, which keep an account of their own:
 // a name that only one side knows is a mistake on one of them.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Driver nodes answer writes as their driver does, however the text arrives.
 
 #include "support/fake_kernel.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Files that answer late, never or no longer.
 
 #include "support/fake_kernel.hpp"

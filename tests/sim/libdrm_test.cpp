@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The real libdrm enumerates the simulated devices.
 
 #include "sim/enumeration.hpp"

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* A plain program that uses libdrm and knows nothing of any simulator: prints a line per device. */
 
 #include <stdio.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The module stand-ins: what each of them offers, and the values they answer with.
 
 #include "stand_in_paths.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Numbers that move: deterministic with a stepping clock, and nothing changes where nothing is listed.
 
 #include "support/fake_kernel.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every call that takes a path sees the simulated machine, and nothing but it, below the GPU-related folders.
 
 #include "support/fake_kernel.hpp"

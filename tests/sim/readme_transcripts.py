@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Runs the commands that README shows and compares what they print.
 
 Usage: readme_transcripts.py README KT3-SIM KT3

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Files that the machine keeps from its user, root included.
 
 #include "support/fake_kernel.hpp"

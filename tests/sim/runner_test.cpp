@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3-sim as a process: what it prints, the status it returns, what it leaves behind.
 
 #include <csignal>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every scene enumerates with the real libdrm and publishes what drivers publish.
 
 #include "scenes/scenes.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stand-in libdrm: reached under the bare name, and able to do what the real one does not.
 
 #include "support/stand_in_libdrm.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the drivers of the virtual-memory scenes publish, read by the library.
 
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "summary/fake_dmidecode.hpp"
 #include "support/descriptors.hpp"
 #include "support/no_descriptors.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "summary/extended_summary.hpp"
 #include "support/descriptors.hpp"
 #include "support/odd_reads.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A "dmidecode" in front of the path that prints a given text and counts its runs.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "summary/segments.hpp"
 
 #include "allocation/driver_tree.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The descriptors of this process: how many it holds, to see that none is left behind, and what they are.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/checked_numbers.hpp"
 #include "support/digit_words.hpp"
 

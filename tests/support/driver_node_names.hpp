@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The names by which clients reach driver nodes: their order is the contract. Drivers publish all but the last.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // System calls that fail on demand, as they do on a broken disk or under a sandbox. For child processes that end soon:
 // what fails goes on to fail until the process ends.

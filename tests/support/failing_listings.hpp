@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A kernel that opens directories and then fails to list them, in a child process.
 

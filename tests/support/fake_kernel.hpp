@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A kernel made of files: a temporary folder that the path shim puts in place of the GPU-related parts of
 // /sys, /dev/dri and /proc for the life of the object. One per test.

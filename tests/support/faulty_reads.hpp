@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // While this lives, reads give a few bytes at a time, and fail when a test asks for it. Stands in for the C library's
 // read, so one file of a test program may include it.

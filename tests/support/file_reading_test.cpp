@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/descriptors.hpp"
 #include "support/fake_kernel.hpp"
 #include "support/file_reading.hpp"

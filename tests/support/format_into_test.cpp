@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/format_into.hpp"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A machine that has run out of descriptors: while this lives none can be opened, so that no pipe can either.
 

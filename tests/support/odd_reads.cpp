@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/odd_reads.hpp"
 
 #include <algorithm>

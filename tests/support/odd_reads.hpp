@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Reads as a kernel may let them go: interrupted, short or failed. A test program that lists odd_reads.cpp among its
 // sources reads through it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Puts a kernel-interface module where a later dlopen of its bare file name finds it: the loader knows an already
 // loaded object by its name.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A machine with one adapter, recorded by hand and selected: the tests of reading calls need neither enumeration nor
 // a module.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/percent_text.hpp"
 
 #include <gtest/gtest.h>

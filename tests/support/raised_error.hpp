@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What a call raises, to compare with the texts of the standard conversions.
 

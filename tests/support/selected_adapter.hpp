@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // One adapter record whose directories lie in a fake kernel, selected as the current adapter without libdrm.
 

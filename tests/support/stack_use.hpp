@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // How much stack a call takes: it runs on the painted stack of a thread of its own.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Puts a stand-in in front of libdrm for the life of the object:
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A clock that stands still while this lives, but for pauses: they take no time, and three signals interrupt each of
 // them first. Stands in for the C library's calls, so one file of a test program may include it.

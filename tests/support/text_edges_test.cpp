@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/text_edges.hpp"
 
 #include <gtest/gtest.h>

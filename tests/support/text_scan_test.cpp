@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/text_scan.hpp"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/whole_file.hpp"
 
 #include "support/named_file.hpp"

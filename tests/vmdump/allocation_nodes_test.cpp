@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/failing_listings.hpp"
 #include "support/log_capture.hpp"
 #include "support/raised_error.hpp"

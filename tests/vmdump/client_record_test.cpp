@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/descriptors.hpp"
 #include "vmdump/client_record.hpp"
 #include "vmdump/dump_text.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/descriptors.hpp"
 #include "support/failing_listings.hpp"
 #include "support/log_capture.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exports against a plain model of them: one standard conversion a field, in the order of the fields. Every byte of
 // the client's array is compared, those in front of and behind the rows included.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"
 #include "support/raised_error.hpp"
 #include "vmdump/line_fields.hpp"

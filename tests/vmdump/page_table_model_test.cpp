@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The reader against a plain model of it: lines through fgets, texts as strings by value, links as positions.
 
 #include "support/raised_error.hpp"

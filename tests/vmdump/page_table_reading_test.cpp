@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/descriptors.hpp"
 #include "vmdump/dump_text.hpp"
 #include "vmdump/page_table_reading.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Dumps and info files that cannot be read to their end, as when a client goes away between open and read.
 
 #include "support/faulty_reads.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/descriptors.hpp"
 #include "support/log_capture.hpp"
 #include "vmdump/dump_text.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Clients call from threads with small stacks.
 
 #include "support/output_capture.hpp"

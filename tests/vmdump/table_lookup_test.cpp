@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/log_capture.hpp"
 #include "vmdump/dump_text.hpp"
 #include "vmdump/table_lookup.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A simulated driver with dumps, and a ps that answers what the test tells it.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kt3/adapter_choice.hpp"
 
 #include "observe/adapter/binding.hpp"

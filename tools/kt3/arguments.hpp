@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Commands and their arguments. Only arguments.cpp and main.cpp see the parser, because its headers hold all of its
 // code, which would be compiled once more with every command.

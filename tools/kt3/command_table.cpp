@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kt3/command_table.hpp"
 
 #include "kt3/arguments.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The commands of kt3. A new one is a file in commands/ and a line in command_table.def.
 

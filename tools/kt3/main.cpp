@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3: parse the arguments, run one command, send its data to the output and map how it ended to the exit status.
 
 #include "kt3/command_table.hpp"

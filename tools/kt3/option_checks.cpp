@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kt3/option_checks.hpp"
 
 #include <charconv>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What the arguments of options must be. A check that is not met ends parsing with a sentence on what the option takes.
 

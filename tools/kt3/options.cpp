@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kt3/options.hpp"
 
 #include "kt3/arguments.hpp"

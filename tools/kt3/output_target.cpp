@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kt3/output_target.hpp"
 
 #include "observe/failure.hpp"

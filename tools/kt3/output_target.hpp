@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Where data goes: the standard output the process was started with, or the file of -o. Nothing but data goes there.
 

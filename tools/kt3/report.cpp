@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kt3/report.hpp"
 
 #include "output/screen_text.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What a run has to say: the adapters, what the command adds, and the errors met on the way.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kt3/session.hpp"
 
 #include "observe/interrupt.hpp"

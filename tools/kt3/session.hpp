@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What a command works with. The library is opened and the machine enumerated when a command first asks for them.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/failure.hpp"
 
 #include <fmt/format.h>

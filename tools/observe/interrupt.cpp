@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/interrupt.hpp"
 
 #include "observe/failure.hpp"

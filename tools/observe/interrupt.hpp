@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // SIGINT, SIGTERM and SIGHUP only leave a mark; the main path finds it, undoes what it did and ends with status 130.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/machine_checks.hpp"
 
 #include "observe/interrupt.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What stands between the user and full readings. Nothing is bound or changed.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/adapter.hpp"
 
 #include <fmt/format.h>

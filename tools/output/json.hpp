@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // JSON values; objects keep the order in which their members came. Their members are compiled once, in json.cpp: in
 // every file that uses them they would be a third of its code.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // A JSON document written piece by piece, for what would be too large to build first.
 

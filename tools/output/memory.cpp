@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/memory.hpp"
 
 #include "output/schema.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Owners, shapes and sums of allocations as text and as rows.
 

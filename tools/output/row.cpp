@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/row.hpp"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Rows of a command's data. A table of columns, one line per value, says how each looks as text, in CSV and in JSON.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/screen_text.hpp"
 
 #include "observe/text.hpp"

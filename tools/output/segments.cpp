@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/segments.hpp"
 
 #include "output/units.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/text_table.hpp"
 
 #include "output/screen_text.hpp"

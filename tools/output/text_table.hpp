@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Rows of cells as an aligned text table or as comma-separated values.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/value.hpp"
 
 #include "observe/text.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // One value of a row. What it is decides how it looks as text, in CSV and in JSON.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kt3/report.hpp"
 
 using namespace kt3::cli;

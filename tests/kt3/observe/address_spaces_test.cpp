@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/vm/address_spaces.hpp"
 
 using namespace kt3::observe;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/memory/allocation_sums.hpp"
 
 using namespace kt3::observe;

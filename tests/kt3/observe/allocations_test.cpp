@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/memory/allocations.hpp"
 
 using ::testing::SizeIs;

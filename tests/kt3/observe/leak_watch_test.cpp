@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/memory/leak_watch.hpp"
 
 using namespace kt3::observe;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/prefer/preference_text.hpp"
 
 #include <cstring>

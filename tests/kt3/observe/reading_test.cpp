@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/reading.hpp"
 
 #include <cerrno>

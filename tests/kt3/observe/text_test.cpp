@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/text.hpp"
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/adapter.hpp"
 
 using namespace kt3::observe;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/json_stream.hpp"
 
 #include <gtest/gtest.h>

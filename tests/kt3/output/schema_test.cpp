@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/schema.hpp"
 
 using namespace kt3::output;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/screen_text.hpp"
 
 using kt3::output::character_count;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/vm/findings.hpp"
 
 TEST(VmFindings, OfOneKindAreCountedOnScreenBeyondTheFirstTwenty) {

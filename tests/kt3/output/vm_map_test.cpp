@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/vm/map.hpp"
 #include "output/vm/picture.hpp"
 

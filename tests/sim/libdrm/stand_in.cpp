@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A libdrm that does what the real one does not. Built several times with entry points left out; what the others
 // answer is said by KT3_STANDIN_DRM, words separated by blanks:
 //

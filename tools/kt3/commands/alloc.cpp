@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 alloc: every allocation, and what they add up to.
 
 #include "kt3/adapter_choice.hpp"

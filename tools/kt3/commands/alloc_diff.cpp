@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kt3/commands/alloc_diff.hpp"
 
 #include "kt3/adapter_choice.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 doctor: what stands between the user and full readings, each finding with its fix. Nothing is bound or changed.
 
 #include "kt3/command_table.hpp"

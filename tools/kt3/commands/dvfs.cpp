@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 dvfs: the driver's power-management registers, read, set, saved to a file and restored from it.
 
 #include "kt3/adapter_choice.hpp"

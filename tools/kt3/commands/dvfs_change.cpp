@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "kt3/commands/dvfs_change.hpp"
 
 #include "observe/interrupt.hpp"

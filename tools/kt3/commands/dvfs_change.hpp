@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Changing registers on behalf of the user, who is asked first.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 info: everything about an adapter. It is bound while it is looked at, so that the state of its kernel-interface
 // module shows.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 leak: looks at the allocations again and again, and tells which shapes grow and whose they are.
 
 #include "kt3/adapter_choice.hpp"

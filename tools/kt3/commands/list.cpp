@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 list: one row per adapter.
 
 #include "kt3/adapter_choice.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 metric: samples of what moves. One adapter stays bound for the whole stream, so that its rates can be formed
 // between samples; of several, each is bound in turn.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 prefer: which GPU an application should run on. No adapter is bound: binding forgets the loaded preferences.
 
 #include "kt3/adapter_choice.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 process: who holds how much of an adapter's memory.
 
 #include "kt3/adapter_choice.hpp"

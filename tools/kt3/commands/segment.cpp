@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 segment: size and use of an adapter's memory segments.
 
 #include "kt3/adapter_choice.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 alone: the machine on one screen.
 
 #include "kt3/adapter_choice.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 version: the versions of the tool and of the interface, and whether they fit.
 
 #include "kt3/command_table.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3 vm: GPU virtual memory as the driver's dumps tell it.
 
 #include "kt3/adapter_table.hpp"

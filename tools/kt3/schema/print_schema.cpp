@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // kt3-schema: prints the JSON schema of what kt3 prints with --json.
 
 #include "kt3/command_table.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/adapter/binding.hpp"
 
 #include "observe/interrupt.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/adapter/driver_state.hpp"
 
 #include "support/owned.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/adapter/live_readings.hpp"
 
 #include "observe/adapter/nodes.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What the driver's nodes say about one adapter. The same for every chip, readable without binding it.
 

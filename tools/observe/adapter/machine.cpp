@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/adapter/machine.hpp"
 
 #include "observe/text.hpp"

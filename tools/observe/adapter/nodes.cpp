@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/adapter/nodes.hpp"
 
 #include "observe/interrupt.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Driver nodes of one adapter as readings. Numbers come from the library, which answers 0 for whatever it cannot read;
 // a 0 is looked into to tell a real one from an absent node.

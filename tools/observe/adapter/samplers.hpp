@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What the kernel-interface module of a bound adapter counts: busy words, frames and bandwidth words.
 

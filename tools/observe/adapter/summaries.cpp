@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/adapter/summaries.hpp"
 
 #include "observe/adapter/nodes.hpp"

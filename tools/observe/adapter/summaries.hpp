@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The two summaries of an adapter as readings. The library answers 0 or KT3_ABSENT for whatever it cannot read; such a
 // value is looked into, to tell a real one from an absent one.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/dvfs/changes.hpp"
 
 #include "observe/adapter/binding.hpp"

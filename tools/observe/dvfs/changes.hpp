@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Changing registers: wishes are checked against what the driver tells, sent and read back. Nothing is sent to a
 // register that could not be read.

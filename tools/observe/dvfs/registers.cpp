@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/dvfs/registers.hpp"
 
 #include "observe/failure.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The driver's power-management settings as registers of a name: their text, their limits and the command that carries
 // them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/library/library.hpp"
 
 #include "observe/failure.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // libkt3_mgmt_interface.so, opened at run time. The types of its entry points come from the public header.
 

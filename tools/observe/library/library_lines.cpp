@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/library/library_lines.hpp"
 
 #include "support/owned.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Lines that the library prints to standard output. Some are the only sign that an answer is not what it seems.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/library/log_capture.hpp"
 
 #include <exception>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The library's log lines: kept for those who look for one, and shown when the library's words are wanted.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Allocations of a bound adapter and the processes that own them.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/memory/holders.hpp"
 
 #include "observe/interrupt.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Who holds how much of an adapter's memory. The sums are the library's 64-bit ones.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/memory/leak_watch.hpp"
 
 #include "kt3_mgmt/kt3_mgmt_interface_cxx.h"

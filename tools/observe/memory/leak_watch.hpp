@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Looks at the allocations of a bound adapter again and again, to see which shapes grow.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/memory/segments.hpp"
 
 #include "observe/interrupt.hpp"

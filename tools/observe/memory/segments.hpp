@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Size and use of an adapter's memory segments. The library reads them from one of three places, which count in
 // different units; all are given in bytes, and the place is named.

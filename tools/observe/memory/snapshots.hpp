@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Two looks at the allocations of adapters, and what changed between them.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What the allocation nodes of a process make of its GPU address space.
 

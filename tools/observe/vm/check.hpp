@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Finds the lines of dumps that the library cannot read, with its own line parsers.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/vm/dump_calls.hpp"
 
 namespace kt3::observe {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // The library's readers of page-table dumps. They take C++ types, so their symbols carry encoded argument types.
 

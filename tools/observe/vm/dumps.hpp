@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What the driver's dumps say about GPU virtual memory, as kt3 keeps it. TableEntry and PageEntry are plain data: they
 // travel through a pipe as they are.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/vm/page_runs.hpp"
 
 namespace kt3::observe {

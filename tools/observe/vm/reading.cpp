@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/vm/reading.hpp"
 
 #include "observe/vm/check.hpp"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // GPU virtual memory as the driver's dumps tell it.
 

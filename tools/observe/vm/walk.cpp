@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "observe/vm/walk.hpp"
 
 #include "observe/interrupt.hpp"

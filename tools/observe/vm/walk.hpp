@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // Dumps are read in a child process with a deadline: a stuck process can block ps for ever, and the library ends the
 // process that meets an over-long field. The child sends what it read through a pipe, entry by entry.

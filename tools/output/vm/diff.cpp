@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/vm/diff.hpp"
 
 #include "observe/failure.hpp"

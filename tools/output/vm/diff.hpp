@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 // What changed between two saved documents of `kt3 vm pagetable --json` or `kt3 vm nodes --json`.
 

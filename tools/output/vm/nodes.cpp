@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/vm/nodes.hpp"
 
 #include "output/schema.hpp"

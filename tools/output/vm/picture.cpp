@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/vm/picture.hpp"
 
 #include "output/screen_text.hpp"

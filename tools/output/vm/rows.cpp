@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "output/vm/rows.hpp"
 
 #include "observe/text.hpp"

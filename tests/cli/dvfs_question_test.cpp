@@ -5,6 +5,8 @@
 #include "cli/json.hpp"
 #include "cli/terminal.hpp"
 
+#include <gmock/gmock.h>
+
 using namespace kt3::tests;
 using ::testing::AllOf;
 using ::testing::EndsWith;

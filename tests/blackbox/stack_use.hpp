@@ -34,19 +34,19 @@ private:
         alignas(4096) static unsigned char bytes[kBytes];
         return bytes;
     }
-    [[gnu::noinline, gnu::no_sanitize("address")]] static void paint(volatile unsigned char* end) {
+    [[gnu::noinline, gnu::no_sanitize_address]] static void paint(volatile unsigned char* end) {
         for (volatile unsigned char* at = stack(); at < end; ++at) {
             *at = kPaint;
         }
     }
-    [[gnu::noinline, gnu::no_sanitize("address")]] static std::size_t untouched() {
+    [[gnu::noinline, gnu::no_sanitize_address]] static std::size_t untouched() {
         const volatile unsigned char* at = stack();
         while (*at == kPaint) {
             ++at;
         }
         return static_cast<std::size_t>(at - stack());
     }
-    [[gnu::no_sanitize("address")]] static void* measure(void* argument) {
+    [[gnu::no_sanitize_address]] static void* measure(void* argument) {
         auto& measured = *static_cast<StackUse*>(argument);
         auto* top = static_cast<unsigned char*>(__builtin_frame_address(0));
         paint(top - kOwnFrame);

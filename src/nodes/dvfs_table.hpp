@@ -100,8 +100,8 @@ inline constexpr DvfsRegister kDvfsRegisters[] = {
     dvfs::row<&DvfsRecord::vpp_dvfs_checksize>   ("vpp_dvfs_checksize",    kDvfsControlParams, "vpp_dvfs_checksize:0x",    "3 0 ", DvfsForm::hex,     12, "video post-processing engine: check size", ""),
     dvfs::row<&DvfsRecord::vpp_dvfs_h_threshold> ("vpp_dvfs_h_threshold",  kDvfsControlParams, "vpp_dvfs_h_threshold:0x",  "3 1 ", DvfsForm::hex,     16, "video post-processing engine: high threshold", ""),
     dvfs::row<&DvfsRecord::vpp_dvfs_l_threshold> ("vpp_dvfs_l_threshold",  kDvfsControlParams, "vpp_dvfs_l_threshold:0x",  "3 2 ", DvfsForm::hex,     20, "video post-processing engine: low threshold", ""),
-    dvfs::row<&DvfsRecord::gfx_clock>            ("gfx_clock",             kDvfsClkVoltage,    "gfx_clock:",               "c 0 ", DvfsForm::decimal, 21, "graphics clock setting", ""),
-    dvfs::row<&DvfsRecord::gfx_voltage>          ("gfx_voltage",           kDvfsClkVoltage,    "gfx_voltage:",             "v 0 ", DvfsForm::decimal, 22, "graphics voltage setting", ""),
+    dvfs::row<&DvfsRecord::gfx_clock>            ("gfx_clock",             kDvfsClkVoltage,    "gfx_clock:",               "c 0 ", DvfsForm::decimal, 21, "graphics clock setting", "MHz"),
+    dvfs::row<&DvfsRecord::gfx_voltage>          ("gfx_voltage",           kDvfsClkVoltage,    "gfx_voltage:",             "v 0 ", DvfsForm::decimal, 22, "graphics voltage setting", "mV"),
     dvfs::row<&DvfsRecord::dvfs_level>           ("dvfs_level",            kDvfsLevel,         "dvfs_level:",              "",     DvfsForm::level,    8, "what the driver aims at", ""),
 };
 

@@ -86,7 +86,7 @@ with ThreadPoolExecutor(2) as pool:
             failures += check(f"{scene}: kt3 {' '.join(command)}", command, text)
 
 # A check that cannot fail says nothing: a value in the wrong place must be found.
-broken = {"schema_version": 1, "tool_version": "1", "interface_version": "23", "timestamp": "now", "command": "list",
+broken = {"schema_version": 2, "tool_version": "1", "interface_version": "23", "timestamp": "now", "command": "list",
           "adapters": [{}], "errors": []}
 if len(list(validator.iter_errors(broken))) < 3:
     print("the schema accepts a broken document")

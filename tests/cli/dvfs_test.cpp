@@ -132,7 +132,7 @@ TEST(Kt3Dvfs, IsAMatterOfRightsWhenANodeCanBeReadButNotWritten) {
 TEST(Kt3Dvfs, ReadsANodeThatMayNotBeWritten) {
     const Ended run = with_log("idle", std::string(kReadOnlyVoltage) + "\"$KT3\" dvfs get");
     EXPECT_EQ(run.status, 0) << run.err;
-    EXPECT_THAT(run.out, HasSubstr("gfx_voltage             750\n"));
+    EXPECT_THAT(run.out, HasSubstr("gfx_voltage             750 mV\n"));
 }
 
 TEST(Kt3Dvfs, GivesReasonsForWhatIsNotTold) {
@@ -143,6 +143,24 @@ TEST(Kt3Dvfs, GivesReasonsForWhatIsNotTold) {
     EXPECT_EQ(refused["registers"]["mclk_reason"], "permission");
     const json foreign = parse_json(run_kt3("foreign-gpu", {"dvfs", "get", "-g", "2", "--json"}).out)["adapters"][0];
     EXPECT_EQ(foreign["registers"]["gfx_clock_reason"], "not_on_this_chip");
+}
+
+TEST(Kt3Dvfs, RefusesAClockOrVoltageThatNoChipWorksWithUnlessForced) {
+    for (const char* wrong :
+         {"gfx_clock=0", "gfx_clock=-5", "gfx_clock=99999999", "gfx_voltage=99", "gfx_voltage=2001"}) {
+        const Ended run = with_log("idle", std::string("\"$KT3\" dvfs set --yes -- ") + wrong);
+        EXPECT_EQ(run.status, 2) << wrong;
+        EXPECT_THAT(run.out, IsEmpty()) << "nothing is sent for " << wrong;
+        EXPECT_THAT(run.err, HasSubstr("--force")) << wrong;
+    }
+    EXPECT_EQ(run_kt3("idle", {"dvfs", "set", "gfx_clock=0", "--yes", "--force"}).status, 0);
+    EXPECT_EQ(run_kt3("idle", {"dvfs", "set", "pg_3d=0", "--yes"}).status, 0) << "a wait count may be 0";
+}
+
+TEST(Kt3Dvfs, ShowsTheUnitsOfClocksAndVoltage) {
+    const std::string page = run_kt3("idle", {"dvfs", "get"}).out;
+    EXPECT_THAT(page, HasSubstr("300 MHz\n"));
+    EXPECT_THAT(page, HasSubstr("750 mV\n"));
 }
 
 TEST(Kt3Dvfs, RefusesWhatARegisterCannotHold) {

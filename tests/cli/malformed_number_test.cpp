@@ -79,25 +79,28 @@ TEST(MalformedNumber, LeavesAnEmptyFieldInAStreamOfCsv) {
     EXPECT_EQ(run.status, 0) << run.err;
     const auto lines = lines_of(run.out);
     ASSERT_THAT(lines, SizeIs(4));
-    EXPECT_THAT(lines[0], StartsWith("slot,clocks.engine_mhz,clocks.video_mhz,clocks.memory_mhz,clocks.core_mhz,"));
-    EXPECT_THAT(lines[1], StartsWith("0,300,250,1600,600,"));
-    EXPECT_THAT(lines[2], StartsWith("0,300,250,,600,"));
-    EXPECT_THAT(lines[3], StartsWith("0,300,250,1700,600,"));
+    EXPECT_THAT(
+        lines[0],
+        StartsWith("time,sample,bdf,slot,clocks.engine_mhz,clocks.video_mhz,clocks.memory_mhz,clocks.core_mhz,"));
+    EXPECT_THAT(lines[1], HasSubstr("Z,0,0000:03:00.0,0,300,250,1600,600,"));
+    EXPECT_THAT(lines[2], HasSubstr("Z,1,0000:03:00.0,0,300,250,,600,"));
+    EXPECT_THAT(lines[3], HasSubstr("Z,2,0000:03:00.0,0,300,250,1700,600,"));
 }
 
 TEST(MalformedNumber, ThrownByTheLibraryEndsAStreamAfterTheSamplesBeforeIt) {
     const Scratch scratch;
-    const std::vector<std::string> command = {"metric", "-w", "0", "-n", "3", "--library", KT3_FALTERING_LIBRARY};
+    const std::vector<std::string> command = {"metric", "--no-rates", "-w",        "0",
+                                              "-n",     "3",          "--library", KT3_FALTERING_LIBRARY};
     const Ended text = run_kt3("idle", command, scratch);
     EXPECT_EQ(text.status, 1);
-    EXPECT_THAT(lines_of(text.out), SizeIs(2)) << "the heading and one sample";
+    EXPECT_THAT(lines_of(text.out), SizeIs(3)) << "the heading, one sample, and why it has no values";
     EXPECT_THAT(text.err,
                 AllOf(HasSubstr("kt3: the driver published a malformed number (stoll)\n"), HasSubstr("let go\n")));
     auto as_json = command;
     as_json.emplace_back("--json");
     const auto lines = lines_of(run_kt3("idle", as_json, scratch).out);
     ASSERT_THAT(lines, SizeIs(2));
-    EXPECT_EQ(parse_json(lines[0])["adapters"][0]["clocks"]["engine_mhz"], 300);
+    EXPECT_EQ(parse_json(lines[0])["sample"], 0);
     const json last = parse_json(lines[1]);
     EXPECT_EQ(last["errors"][0]["code"], "parse_error");
     EXPECT_THAT(last["adapters"], IsEmpty()) << "nothing of the sample that failed";

@@ -64,7 +64,8 @@ TEST(Kt3Metric, CountsInDecimalWithZerosInFront) {
 }
 
 TEST(Kt3Metric, StatesNoRateForTheFirstSampleAndTheIntervalForLaterOnes) {
-    const auto samples = documents(run_kt3("extended-interface", {"metric", "-w", "0.05", "-n", "2", "--json"}).out);
+    const auto samples =
+        documents(run_kt3("extended-interface", {"metric", "--no-rates", "-w", "0.05", "-n", "2", "--json"}).out);
     ASSERT_EQ(samples.size(), 2U);
     const json first = samples[0]["adapters"][0]["frames"];
     EXPECT_EQ(first["frames_per_s"], nullptr);
@@ -124,10 +125,10 @@ TEST(Kt3Metric, TellsRefusedAndMissingNodesApart) {
 
 TEST(Kt3Metric, PrintsTheHeadingOnce) {
     const Ended run = run_kt3("idle", {"metric", "-w", "0", "-n", "3"});
-    EXPECT_THAT(run.out, StartsWith("GPU  engine MHz"));
+    EXPECT_THAT(run.out, StartsWith("        time  GPU        bus id  engine MHz"));
     EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 4);
     const Ended csv = run_kt3("idle", {"metric", "-w", "0", "-n", "3", "--csv"});
-    EXPECT_THAT(csv.out, StartsWith("slot,clocks.engine_mhz,"));
+    EXPECT_THAT(csv.out, StartsWith("time,sample,bdf,slot,clocks.engine_mhz,"));
     EXPECT_EQ(std::count(csv.out.begin(), csv.out.end(), '\n'), 4);
 }
 

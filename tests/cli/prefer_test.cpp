@@ -111,11 +111,18 @@ TEST_F(Prefer, NeverBindsAnAdapter) {
     EXPECT_THAT(log.out, Not(HasSubstr("enable_usage")));
 }
 
-TEST_F(Prefer, SaysHowToMakeAMissingFolder) {
+TEST_F(Prefer, MakesAMissingFolder) {
     std::filesystem::remove_all(scratch.folder / ".local");
+    EXPECT_EQ(run({"set", "/a/b", "--value", "1"}).status, 0);
+    EXPECT_THAT(run({"get", "b"}).out, HasSubstr("/a/b"));
+}
+
+TEST_F(Prefer, SaysWhenItsFolderCannotBeMade) {
+    std::filesystem::remove_all(scratch.folder / ".local");
+    std::ofstream(scratch.folder / ".local") << "a file";
     const Ended refused = run({"set", "/a/b", "--value", "1"});
     EXPECT_EQ(refused.status, 1);
-    EXPECT_THAT(refused.err, HasSubstr("mkdir -p " + (scratch.folder / ".local/share").string()));
+    EXPECT_THAT(refused.err, HasSubstr("Not a directory"));
 }
 
 TEST_F(Prefer, NeedsAHome) {

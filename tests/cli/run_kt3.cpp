@@ -85,7 +85,9 @@ Ended run_script(const std::string& scene, const std::string& script, const Scra
 }
 
 std::string normalised(std::string text) {
-    text = std::regex_replace(text, std::regex("\"timestamp\": ?\"[^\"]*\""), "\"timestamp\": \"TIME\"");
+    text = std::regex_replace(text, std::regex("\"(timestamp|time)\": ?\"[^\"]*\""), "\"$1\": \"TIME\"");
+    text = std::regex_replace(text, std::regex("[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}"), "HH:MM:SS.mmm");
+    text = std::regex_replace(text, std::regex("\"interval_s\": ?[0-9.]+"), "\"interval_s\": 0.2");
     const auto replace_all = [&](const std::string& what, const std::string& by) {
         for (std::size_t at = 0; (at = text.find(what, at)) != std::string::npos; at += by.size()) {
             text.replace(at, what.size(), by);

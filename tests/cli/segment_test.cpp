@@ -20,13 +20,32 @@ TEST(Kt3Segment, MarksTheLaterOfSevenSegmentsAsPartsOfTheFifth) {
     EXPECT_EQ(segments["segments"][6]["part_of"], 4);
 }
 
-TEST(Kt3Segment, MarksHeapPageFiguresAsModuloFourGibibytes) {
+TEST(Kt3Segment, ShowsHeapsOfMoreThanFourGibibytesAsTheyAre) {
     const json segments = parse_json(run_kt3("old-family-heaps", {"segment", "--json"}).out)["segments"][0];
     EXPECT_EQ(segments["source"], "heap_pages");
     const json& local = segments["segments"][1];
-    EXPECT_EQ(local["total_bytes"], 2LL << 30); // 6 GiB
-    EXPECT_EQ(local["modulo_bytes"], 4LL << 30);
-    EXPECT_TRUE(segments["segments"][4]["modulo_bytes"].is_null());
+    EXPECT_EQ(local["total_bytes"], 6LL << 30);
+    EXPECT_EQ(local["used_bytes"], 67108864 + 20LL * 8294400) << "what the driver itself uses, and the allocations";
+    EXPECT_EQ(segments["unit_bytes"], 1);
+    EXPECT_THAT(run_kt3("old-family-heaps", {"segment"}).out, HasSubstr("6.0 GiB"));
+}
+
+TEST(Kt3Segment, LeavesOutWhatAHeapPageDoesNotSay) {
+    const Scratch scratch;
+    const Ended run = run_script("old-family-heaps",
+                                 "rm \"$KT3_SIM_ROOT\"/sys/kernel/debug/dri/0/qn/heaps/heap_pcie_snoop/info; "
+                                 "\"$KT3\" segment --json",
+                                 scratch);
+    const json document = parse_json(run.out);
+    EXPECT_EQ(document["segments"][0]["source"], "heap_pages");
+    EXPECT_TRUE(document["segments"][0]["segments"][3]["used_bytes"].is_null());
+    EXPECT_EQ(document["segments"][0]["segments"][1]["total_bytes"], 6LL << 30);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(document["errors"][0]["message"].get<std::string>(), HasSubstr("heap_pcie_snoop/info"));
+}
+
+TEST(Kt3Segment, SaysThatTheNodeIsRounded) {
+    EXPECT_THAT(run_kt3("segment-node", {"segment"}).out, HasSubstr("rounded down to thousands of kilobytes"));
 }
 
 TEST(Kt3Segment, FallsBackToAllocationSumsAndSaysSo) {

@@ -20,7 +20,7 @@ inline constexpr std::string_view kInterruptKey = "\x03";
 // A pseudo terminal. It neither echoes nor changes line ends, so that its screen shows what the program wrote.
 class Terminal {
 public:
-    Terminal() : keys_(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    explicit Terminal(unsigned short columns = 80) : keys_(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
         EXPECT_EQ(::grantpt(keys_), 0);
         EXPECT_EQ(::unlockpt(keys_), 0);
         line_ = ::open(::ptsname(keys_), O_RDWR | O_NOCTTY | O_CLOEXEC);
@@ -30,6 +30,8 @@ public:
         settings.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);
         EXPECT_EQ(::tcsetattr(line_, TCSANOW, &settings), 0);
+        const winsize size{24, columns, 0, 0};
+        EXPECT_EQ(::ioctl(line_, TIOCSWINSZ, &size), 0);
     }
     ~Terminal() {
         leave_to_child();

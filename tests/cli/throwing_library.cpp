@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Finds one adapter and throws as the library does on malformed numbers: on its nodes, when KT3_THROWS_AT_ONCE is 1, or
-// when the rates of a second sample are asked for.
+// Finds one adapter and throws as the library does on malformed numbers: in its summary, when KT3_THROWS_AT_ONCE is 1,
+// or when the rates of a second sample are asked for.
 
 #include "kt3_mgmt/kt3_mgmt_interface.h"
 
@@ -47,17 +47,11 @@ int32_t gpuinfo_vorla_init() {
 int32_t gpuinfo_select_new_chip(find_adapter*) {
     return 0;
 }
-int32_t gpuinfo_get_wyinfoFD_value_int(int32_t) {
+int32_t get_adapter_summary(_GPU_ADAPTER_SUMMARY*, const find_adapter*) {
     if (KT3_THROWS_AT_ONCE != 0) {
         throw std::invalid_argument("stoi");
     }
-    return 300;
-}
-int32_t gpuinfo_get_hwmonFD_value_int(int32_t, uint32_t*) {
-    throw std::out_of_range("stoi");
-}
-uint32_t gpuinfo_get_temparature_value_int(uint32_t*) {
-    throw std::out_of_range("stoi");
+    return 0;
 }
 int32_t gfxbusy_init() {
     return 0;

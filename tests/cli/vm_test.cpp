@@ -332,9 +332,19 @@ TEST(VmDiff, RefusesFilesThatAreNoDumps) {
     EXPECT_THAT(run(save + "\"$KT3\" vm diff nodes clients").err, HasSubstr("clients: not written by"));
     EXPECT_THAT(run(save + "echo '{' >bad; \"$KT3\" vm diff bad nodes").err, HasSubstr("bad: not written by"));
     EXPECT_THAT(run(save + "\"$KT3\" vm diff nodes tables").err, HasSubstr("one file holds page tables"));
-    EXPECT_THAT(run(save + "sed 's/\"handle\"/\"other\"/' nodes >cut; \"$KT3\" vm diff nodes cut").err,
+    EXPECT_THAT(run(save + "sed 's/\"gpu_va\"/\"other\"/' nodes >cut; \"$KT3\" vm diff nodes cut").err,
                 HasSubstr("a file is damaged"));
     EXPECT_EQ(run(save + "\"$KT3\" vm diff nodes absent").status, 1);
+}
+
+TEST(VmDiff, ComparesBothFormsOfRows) {
+    const Scratch scratch;
+    const Ended run = run_script("vm-small",
+                                 "cd \"$HOME\"; \"$KT3\" vm pagetable --json -o arrays; "
+                                 "\"$KT3\" vm pagetable --json --rows -o objects; \"$KT3\" vm diff arrays objects; "
+                                 "test $(($(wc -c <arrays) * 2)) -lt $(wc -c <objects) && echo smaller",
+                                 scratch);
+    EXPECT_EQ(run.out, "no differences\nsmaller\n") << run.err;
 }
 
 TEST(VmDiff, RefusesTheDocumentOfAFailedCommand) {

@@ -25,7 +25,7 @@ while IFS='|' read -r arguments expected; do
 done <<'ROWS'
 list|^ +2 .*Nvidia
 info|Engine clock +300 MHz
-metric|^ +1 +200 +1333
+metric| 1 +0000:05:00\.0 +200 +1333
 dvfs get|gfx_voltage +750
 process|^ +0 +4711 .*/usr/games/game$
 process|^ +1 +41006 .*/usr/bin/player$
@@ -33,7 +33,7 @@ alloc list|^ +0 .* 1024 +1024 .*/usr/games/game$
 alloc summary|process .*/usr/bin/desktop \(998\)$
 alloc diff -w 0|process +\+.*/usr/games/game
 leak -w 0 -n 3|^grew in 2 looks in a row: 1024x1024
-segment|^ +1 +87\.0 MiB.* local$
+segment|^ +1 +87\.7 MiB.* local$
 vm clients|^00000012 +4711 +game +yes
 vm pagetable|0x2000\.\.0x2002
 vm nodes|^ +1f43 +0x7f0000000000

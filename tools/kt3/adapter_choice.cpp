@@ -58,30 +58,40 @@ std::string refused_node() {
 
 } // namespace
 
-std::vector<const Adapter*> select_adapters(const std::vector<Adapter>& adapters, const std::string& gpu) {
+bool names_all(const std::vector<std::string>& gpus) {
+    return gpus.empty() || std::find(gpus.begin(), gpus.end(), "all") != gpus.end();
+}
+
+std::vector<const Adapter*> select_adapters(const std::vector<Adapter>& adapters,
+                                            const std::vector<std::string>& gpus) {
     if (adapters.empty()) {
         no_adapter();
     }
-    std::vector<const Adapter*> selected;
-    for (const Adapter& adapter : adapters) {
-        if (gpu.empty() || gpu == "all" || fits(adapter, gpu)) {
-            selected.push_back(&adapter);
+    for (const std::string& gpu : gpus) {
+        const bool names_one =
+            std::any_of(adapters.begin(), adapters.end(), [&](const Adapter& adapter) { return fits(adapter, gpu); });
+        if (gpu != "all" && !names_one) {
+            throw Failure{ExitStatus::not_found, "no_such_adapter", fmt::format("no adapter '{}'", gpu),
+                          "valid values of --gpu: " + valid_values(adapters)};
         }
     }
-    if (selected.empty()) {
-        throw Failure{ExitStatus::not_found, "no_such_adapter", fmt::format("no adapter '{}'", gpu),
-                      "valid values of --gpu: " + valid_values(adapters)};
+    std::vector<const Adapter*> selected;
+    for (const Adapter& adapter : adapters) {
+        if (names_all(gpus) ||
+            std::any_of(gpus.begin(), gpus.end(), [&](const std::string& gpu) { return fits(adapter, gpu); })) {
+            selected.push_back(&adapter);
+        }
     }
     return selected;
 }
 
 std::vector<const Adapter*> selected_adapters(Session& session) {
-    return select_adapters(machine_of(session).adapters, session.options.gpu);
+    return select_adapters(machine_of(session).adapters, session.options.gpus);
 }
 
 std::vector<const Adapter*> memory_adapters(Session& session) {
     auto adapters = selected_adapters(session);
-    const bool named = !session.options.gpu.empty() && session.options.gpu != "all";
+    const bool named = !names_all(session.options.gpus);
     adapters.erase(std::remove_if(adapters.begin(), adapters.end(),
                                   [](const Adapter* adapter) { return adapter->family == nullptr; }),
                    adapters.end());

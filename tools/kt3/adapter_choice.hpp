@@ -7,9 +7,13 @@
 
 namespace kt3::cli {
 
-// The adapters that a --gpu value names; all of them for "all" and for an empty value. Throws Failure with the valid
-// values when nothing fits.
-[[nodiscard]] std::vector<const Adapter*> select_adapters(const std::vector<Adapter>& adapters, const std::string& gpu);
+// Whether the values of --gpu stand for all adapters.
+[[nodiscard]] bool names_all(const std::vector<std::string>& gpus);
+
+// The adapters that the values of --gpu name, in the order of their slots. Throws Failure with the valid values when
+// one of them fits none.
+[[nodiscard]] std::vector<const Adapter*> select_adapters(const std::vector<Adapter>& adapters,
+                                                          const std::vector<std::string>& gpus);
 
 // The same of the session's machine and option.
 [[nodiscard]] std::vector<const Adapter*> selected_adapters(Session& session);

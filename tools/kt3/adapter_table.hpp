@@ -7,7 +7,7 @@
 
 namespace kt3::cli {
 
-[[nodiscard]] std::string adapter_heading(const Session& session, const Adapter& adapter);
+[[nodiscard]] std::string adapter_heading(const Session& session, const Adapter& adapter, const std::string& more = "");
 
 // A table on screen or as CSV, as the options have it.
 [[nodiscard]] std::string table_text(const Session& session, const Table& table);

@@ -67,6 +67,10 @@ void add_texts(CLI::App& command, const Argument& argument, std::vector<std::str
     add_any_text(command, argument, values);
 }
 
+void add_list(CLI::App& command, const Argument& argument, std::vector<std::string>& values) {
+    added(command, argument, values).delimiter(',')->allow_extra_args(false)->check(not_empty());
+}
+
 void add_word(CLI::App& command, const Argument& argument, const std::vector<std::string>& words, std::string& value) {
     added(command, argument, value).check(CLI::IsMember(words));
 }

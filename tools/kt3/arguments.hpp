@@ -36,6 +36,8 @@ void add_flag(CLI::App& command, const Argument& argument, bool& value);
 void add_text(CLI::App& command, const Argument& argument, std::string& value);
 void add_text(CLI::App& command, const Argument& argument, std::optional<std::string>& value);
 void add_texts(CLI::App& command, const Argument& argument, std::vector<std::string>& values);
+// One text with each use of the option, or several with commas between them.
+void add_list(CLI::App& command, const Argument& argument, std::vector<std::string>& values);
 void add_word(CLI::App& command, const Argument& argument, const std::vector<std::string>& words, std::string& value);
 
 // Seconds to wait, from `least` to a day.

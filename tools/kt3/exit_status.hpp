@@ -13,6 +13,7 @@ inline constexpr const char* kExitStatusHelp = "Exit status:\n"
                                                "  4    permission denied\n"
                                                "  5    driver, kernel-interface module or library missing\n"
                                                "  6    a gate was not passed: kt3 leak --gate found a leak\n"
+                                               "  7    a value is absent, and --strict was given\n"
                                                "  130  interrupted\n";
 
 } // namespace kt3::cli

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <string_view>
+#include <sys/ioctl.h>
 
 namespace kt3::cli {
 namespace {
@@ -25,7 +26,8 @@ Format format_of(const Options& options) {
 
 void add_shared_options(CLI::App& app, Options& options, Accepts accepts) {
     if (accepts.gpu) {
-        add_text(app, {"-g,--gpu", "Adapter: slot number, PCI bus id or \"all\"", "SLOT|BDF|all"}, options.gpu);
+        add_list(app, {"-g,--gpu", "Adapters: slot numbers, PCI bus ids or \"all\"; also several", "SLOT|BDF|all"},
+                 options.gpus);
     }
     add_flag(app, {"--json", "Print one JSON document"}, options.json);
     if (accepts.csv) {
@@ -34,8 +36,19 @@ void add_shared_options(CLI::App& app, Options& options, Accepts accepts) {
     add_text(app, {"-o,--output", "Write the data to FILE, replacing it when complete", "FILE"}, options.output);
     add_word(app, {"--color", "Colours: auto (the default; NO_COLOR is respected), always or never", "WHEN"},
              {"auto", "always", "never"}, options.color);
+    add_flag(app, {"--strict", "End with status 7 when a value is absent that the chip could have given"},
+             options.strict);
     add_flag(app, {"-v,--verbose", "Show the library's messages on standard error"}, options.verbose);
     add_text(app, {"--library", "Use this libkt3_mgmt_interface.so", "FILE"}, options.library);
+}
+
+std::size_t terminal_width(const support::Fd& terminal) {
+    const char* columns = std::getenv("COLUMNS");
+    if (const int wanted = columns == nullptr ? 0 : std::atoi(columns); wanted > 0) {
+        return static_cast<std::size_t>(wanted);
+    }
+    winsize size{};
+    return ::ioctl(terminal.get(), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 bool wants_color(const Options& options, bool is_terminal) {

@@ -3,8 +3,10 @@
 // The options that commands share.
 
 #include "output/format.hpp"
+#include "support/owned.hpp"
 
 #include <string>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -15,10 +17,11 @@ namespace kt3::cli {
 using output::Format;
 
 struct Options {
-    std::string gpu; // slot, bus id or "all"; empty when not given
+    std::vector<std::string> gpus; // slots, bus ids or "all"; empty when not given
     bool json = false;
     bool csv = false;
-    std::string output; // file of -o; empty for standard output
+    bool strict = false; // readings that are absent without being the chip's fault are an error
+    std::string output;  // file of -o; empty for standard output
     std::string color = "auto";
     bool verbose = false;
     std::string library; // empty: search
@@ -30,8 +33,12 @@ struct Options {
 struct Accepts {
     bool gpu = false;
     bool csv = false;
+    bool json = true;
 };
 void add_shared_options(CLI::App& app, Options& options, Accepts accepts);
+
+// COLUMNS, else what the terminal says; 0 when neither does.
+[[nodiscard]] std::size_t terminal_width(const support::Fd& terminal);
 
 // --color, then NO_COLOR, then whether a terminal will show it.
 [[nodiscard]] bool wants_color(const Options& options, bool is_terminal);

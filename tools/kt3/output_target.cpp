@@ -109,6 +109,8 @@ void Output::open_target() {
     const bool exists = ::stat(resolved_.c_str(), &status) == 0;
     if (exists && !S_ISREG(status.st_mode)) {
         target_ = support::Fd(::open(resolved_.c_str(), O_WRONLY | O_CLOEXEC));
+    } else if (in_place_) {
+        target_ = support::Fd(::open(resolved_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
     } else {
         std::string name = resolved_ + ".XXXXXX";
         target_ = support::Fd(::mkostemp(name.data(), O_CLOEXEC));
@@ -131,6 +133,8 @@ void Output::write(std::string_view text) {
         const ssize_t written = ::write(descriptor, text.data(), text.size());
         if (written >= 0) {
             text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno == EPIPE) {
+            throw ReaderLeft{};
         } else if (errno != EINTR) {
             cannot_write(path_.empty() ? "standard output" : path_, errno);
         } else {

@@ -25,6 +25,9 @@ public:
     // Sends the text on. Throws Failure when that is not possible. Text for a file goes into a new file beside it.
     void write(std::string_view text);
 
+    // Text for a file goes into the file itself from now on, so that others can follow it while it grows.
+    void follow() { in_place_ = true; }
+
     // Puts the new file in the place of the older one.
     void finish();
 
@@ -40,6 +43,7 @@ private:
     std::string path_;
     std::string resolved_;  // the file that path_ names, links followed
     std::string temporary_; // the new file beside it; empty when written in place
+    bool in_place_ = false;
     support::Fd target_;
 };
 

@@ -5,11 +5,12 @@
 
 #include <cstdio>
 #include <ctime>
+#include <fmt/format.h>
 
 namespace kt3::cli {
 namespace {
 
-constexpr int kSchemaVersion = 1;
+constexpr int kSchemaVersion = 2;
 
 std::string timestamp() {
     const std::time_t now = std::time(nullptr);
@@ -35,6 +36,27 @@ void note_error(Report& report, const Failure& failure) {
         std::fprintf(stderr, "     %s\n", output::screen_safe(failure.fix).c_str());
     }
     report.errors.push_back(failure);
+}
+
+void note_absences(Report& report, int slot, const output::Row& row) {
+    for (const output::Cell& cell : row) {
+        const auto why = cell.value.why();
+        if (why && *why != observe::Absence::not_on_this_chip) {
+            report.absent.push_back(
+                fmt::format("GPU {}: {}: {}", slot, cell.heading->key, observe::reason_words(*why)));
+        }
+    }
+}
+
+bool nothing_read(const output::Row& row) {
+    bool any = false;
+    for (const output::Cell& cell : row) {
+        if (cell.heading->type.reading && !cell.value.why()) {
+            return false;
+        }
+        any = any || cell.heading->type.reading;
+    }
+    return any;
 }
 
 void write_document(const Report& report, bool compact, const JsonStream::Send& send) {

@@ -40,6 +40,10 @@ bool color_of(const Session& session) {
     return wants_color(session.options, session.output.is_terminal());
 }
 
+Screen screen_of(const Session& session) {
+    return {color_of(session), session.output.is_terminal() ? terminal_width(session.output.standard_output()) : 0};
+}
+
 namespace {
 
 void send_document(Session& session, bool compact) {

@@ -38,6 +38,9 @@ struct Session {
 }
 [[nodiscard]] bool color_of(const Session& session);
 
+// How text is to look: in a pipe or a file it is as wide as it takes.
+[[nodiscard]] Screen screen_of(const Session& session);
+
 // Sends out what has been gathered so far as one sample of a stream, and starts the next: text and CSV as they are,
 // JSON as one line.
 void flush_sample(Session& session);

@@ -17,7 +17,9 @@ enum class ExitStatus : int {
     permission = 4,
     driver = 5,
     gate = 6,
+    incomplete = 7,
     interrupted = 130,
+    reader_left = 141,
 };
 
 // Ends what was being done.
@@ -34,5 +36,8 @@ struct Failure {
 
 // Ends it after SIGINT, SIGTERM or SIGHUP.
 struct Interrupted {};
+
+// Ends it when nobody reads the output any more.
+struct ReaderLeft {};
 
 } // namespace kt3::observe

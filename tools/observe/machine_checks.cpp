@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "observe/machine_checks.hpp"
 
+#include "nodes/node_table.hpp"
+#include "observe/adapter/nodes.hpp"
 #include "observe/interrupt.hpp"
 #include "support/owned.hpp"
 
@@ -20,20 +22,23 @@ constexpr const char* kDebugfs = "/sys/kernel/debug";
 constexpr const char* kDriFolder = "/dev/dri";
 constexpr const char* kPciDevices = "/sys/bus/pci/devices";
 constexpr const char* kUseGroups = "add the user to the groups video and render, or run as root";
+constexpr const char* kOpenNodes = "run as root, or open the nodes to a group with a udev rule (docs/kt3.md, Rights)";
+constexpr const char* kOpenDebugfs =
+    "run as root, or mount debugfs for a group: mount -o remount,mode=0750,gid=video /sys/kernel/debug";
 constexpr const char* kLoadDriver = "install and load the adapter's kernel driver";
 
 void add_ok(Findings& findings, const char* check, std::string message, std::optional<int> slot = {}) {
     findings.push_back({Level::ok, check, std::move(message), "", slot});
 }
 
-void add_note(Findings& findings, const char* check, std::string message, std::string fix,
+void add_note(Findings& findings, const char* check, const char* code, std::string message, std::string fix,
               std::optional<int> slot = {}) {
-    findings.push_back({Level::note, check, std::move(message), std::move(fix), slot});
+    findings.push_back({Level::note, check, std::move(message), std::move(fix), slot, ExitStatus::ok, code});
 }
 
-void add_problem(Findings& findings, ExitStatus status, const char* check, std::string message, std::string fix,
-                 std::optional<int> slot = {}) {
-    findings.push_back({Level::problem, check, std::move(message), std::move(fix), slot, status});
+void add_problem(Findings& findings, ExitStatus status, const char* check, const char* code, std::string message,
+                 std::string fix, std::optional<int> slot = {}) {
+    findings.push_back({Level::problem, check, std::move(message), std::move(fix), slot, status, code});
 }
 
 // A node that exists but may not be used is a matter of rights; any other error is the driver's.
@@ -41,7 +46,8 @@ void add_refusal(Findings& findings, const char* check, const std::string& path,
                  std::string fix_driver, std::optional<int> slot = {}) {
     const bool rights = absence_of(error) == Absence::permission;
     add_problem(findings, rights ? ExitStatus::permission : ExitStatus::driver, check,
-                fmt::format("{}: {}", path, std::strerror(error)), rights ? fix_rights : fix_driver, slot);
+                rights ? "permission" : "unusable", fmt::format("{}: {}", path, std::strerror(error)),
+                rights ? fix_rights : fix_driver, slot);
 }
 
 std::vector<std::string> names_in(const char* folder, int& error) {
@@ -72,8 +78,8 @@ void check_drm_nodes(Findings& findings) {
         return;
     }
     if (names.empty()) {
-        add_problem(findings, ExitStatus::not_found, "nodes", "no DRM node in /dev/dri: no graphics driver is loaded",
-                    kLoadDriver);
+        add_problem(findings, ExitStatus::not_found, "nodes", "no_drm_node",
+                    "no DRM node in /dev/dri: no graphics driver is loaded", kLoadDriver);
         return;
     }
     std::size_t usable = 0;
@@ -91,8 +97,8 @@ void check_drm_nodes(Findings& findings) {
     const auto cards =
         std::count_if(names.begin(), names.end(), [](const std::string& name) { return name[0] == 'c'; });
     if (cards > MAX_CHIP_NUM) {
-        add_note(findings, "nodes", fmt::format("{} DRM devices; the library looks at the first three only", cards),
-                 "");
+        add_note(findings, "nodes", "too_many_devices",
+                 fmt::format("{} DRM devices; the library looks at the first three only", cards), "");
     }
 }
 
@@ -100,12 +106,13 @@ void check_debugfs(Findings& findings) {
     int error = 0;
     const auto names = names_in(kDebugfs, error);
     if (error == ENOENT) {
-        add_problem(findings, ExitStatus::failure, "debugfs", "not known to this kernel",
+        add_problem(findings, ExitStatus::failure, "debugfs", "no_debugfs", "not known to this kernel",
                     "use a kernel built with debugfs");
     } else if (error != 0) {
-        add_refusal(findings, "debugfs", kDebugfs, error, "run as root", "see the kernel log");
+        add_refusal(findings, "debugfs", kDebugfs, error, kOpenDebugfs, "see the kernel log");
     } else if (names.empty()) {
-        add_problem(findings, ExitStatus::failure, "debugfs", "not mounted", "mount -t debugfs none /sys/kernel/debug");
+        add_problem(findings, ExitStatus::failure, "debugfs", "not_mounted", "not mounted",
+                    "mount -t debugfs none /sys/kernel/debug");
     } else {
         add_ok(findings, "debugfs", "mounted and readable");
     }
@@ -137,12 +144,14 @@ void check_unserved(const Machine& machine, Findings& findings) {
         const auto chip = static_cast<std::int32_t>(hex_in(folder + "/device"));
         const bool in_place = ::access(fmt::format("{}/drm", folder).c_str(), F_OK) == 0;
         if (adapter::find_chip_by_id(chip) == nullptr) {
-            add_note(findings, "adapters", fmt::format("{}: chip {:#06x} is not known to the library", name, chip), "");
+            add_note(findings, "adapters", "unknown_chip",
+                     fmt::format("{}: chip {:#06x} is not known to the library", name, chip), "");
         } else if (!in_place) {
-            add_problem(findings, ExitStatus::driver, "adapters", fmt::format("{}: no driver serves it", name),
-                        kLoadDriver);
+            add_problem(findings, ExitStatus::driver, "adapters", "no_driver",
+                        fmt::format("{}: no driver serves it", name), kLoadDriver);
         } else {
-            add_note(findings, "adapters", fmt::format("{}: has a driver, but the library does not list it", name), "");
+            add_note(findings, "adapters", "not_listed",
+                     fmt::format("{}: has a driver, but the library does not list it", name), "");
         }
     }
 }
@@ -155,46 +164,112 @@ void check_served(const Machine& machine, Findings& findings) {
     const bool known_cause = std::any_of(findings.begin(), findings.end(),
                                          [](const Finding& finding) { return finding.level == Level::problem; });
     if (machine.adapters.empty() && !known_cause) {
-        add_problem(findings, ExitStatus::not_found, "adapters", "none found",
+        add_problem(findings, ExitStatus::not_found, "adapters", "no_adapter", "none found",
                     "see whether lspci shows one, and load its driver");
     }
     if (machine.third_hidden) {
-        add_note(findings, "adapters", "a third adapter is hidden: the GPU of another vendor stands in its slot", "",
-                 2);
+        add_problem(findings, ExitStatus::failure, "adapters", "hidden_adapter",
+                    "a third adapter is hidden: the GPU of another vendor stands in its slot",
+                    "take that GPU out, or manage the adapter on a machine without it", 2);
     }
 }
 
 // ---- one adapter ----------------------------------------------------------------------------------------------------
+
+// The nodes that clients read, of which a driver may publish a part only.
+std::vector<std::string> expected_nodes(const Adapter& adapter) {
+    std::vector<std::string> expected;
+    for (std::size_t index = 0; index < std::size(nodes::kDriverNodes); ++index) {
+        const char* name = nodes::kDriverNodes[index];
+        const bool stands_for_none = name == nullptr || name == std::string_view("none");
+        const bool of_the_other_family =
+            index == nodes::kSegmentInfo && adapter.family->vendor != adapter::kNewerVendor; // it has heap pages
+        if (!stands_for_none && !of_the_other_family) {
+            expected.emplace_back(name);
+        }
+    }
+    return expected;
+}
+
+void check_published(const Adapter& adapter, const std::vector<std::string>& names, Findings& findings) {
+    const std::vector<std::string> expected = expected_nodes(adapter);
+    std::string missing;
+    std::size_t count = 0;
+    for (const std::string& name : expected) {
+        if (std::find(names.begin(), names.end(), name) == names.end()) {
+            missing += (missing.empty() ? "" : ", ") + name;
+        } else {
+            ++count;
+        }
+    }
+    const std::string share = fmt::format("{} of {} nodes in {}", count, expected.size(), adapter.family->info_dir);
+    if (missing.empty()) {
+        add_ok(findings, "driver", share, adapter.slot);
+    } else {
+        add_note(findings, "driver", "nodes_missing", fmt::format("{}; not published: {}", share, missing),
+                 "a newer driver may publish them", adapter.slot);
+    }
+}
+
+void check_temperature(const Adapter& adapter, Findings& findings) {
+    const Reading<std::int64_t> degrees = read_temperature(adapter);
+    if (degrees.present() && degrees.value() >= kHotDegrees) {
+        add_problem(findings, ExitStatus::failure, "sensors", "hot",
+                    fmt::format("{} C, near its limit", degrees.value()),
+                    "see to fans and air flow; kt3 metric -w 1 shows whether the clocks fall", adapter.slot);
+    } else if (degrees.present()) {
+        add_ok(findings, "sensors", fmt::format("{} C", degrees.value()), adapter.slot);
+    } else if (degrees.absence() == Absence::implausible) {
+        add_problem(findings, ExitStatus::failure, "sensors", "implausible",
+                    fmt::format("a temperature of '{}' cannot be", degrees.raw()), "see the driver's log",
+                    adapter.slot);
+    }
+}
+
+// Page-table dumps stand in one place, whichever adapter is the first.
+void check_dumps(const Machine& machine, Findings& findings) {
+    constexpr const char* kDumps = "/sys/kernel/debug/dri/0/qn";
+    const bool expected = std::any_of(machine.adapters.begin(), machine.adapters.end(), [](const Adapter& adapter) {
+        return adapter.family != nullptr && adapter.family->vendor == adapter::kOlderVendor;
+    });
+    int error = 0;
+    (void)names_in(kDumps, error);
+    if (error == 0) {
+        add_ok(findings, "vm", fmt::format("page-table dumps in {}", kDumps));
+    } else if (expected && error == ENOENT) {
+        add_note(findings, "vm", "no_dumps", fmt::format("no {}, which kt3 vm reads", kDumps),
+                 "the driver of the older family publishes it on card 0");
+    }
+}
 
 void check_info_nodes(const Adapter& adapter, Findings& findings) {
     const std::string folder = fmt::format("{}/{}/{}", kPciDevices, bus_text(adapter.bus), adapter.family->info_dir);
     int error = 0;
     const auto names = names_in(folder.c_str(), error);
     if (error != 0) {
-        add_refusal(findings, "driver", folder, error, "run as root", kLoadDriver, adapter.slot);
+        add_refusal(findings, "driver", folder, error, kOpenNodes, kLoadDriver, adapter.slot);
         return;
     }
     const auto refused = std::find_if(names.begin(), names.end(), [&](const std::string& name) {
         return ::access((folder + "/" + name).c_str(), R_OK) != 0 && errno == EACCES;
     });
     if (refused != names.end()) {
-        add_refusal(findings, "driver", folder + "/" + *refused, EACCES, "run as root", "", adapter.slot);
+        add_refusal(findings, "driver", folder + "/" + *refused, EACCES, kOpenNodes, "", adapter.slot);
     } else {
-        add_ok(findings, "driver",
-               fmt::format("{} node{} in {}", names.size(), names.size() == 1 ? "" : "s", adapter.family->info_dir),
-               adapter.slot);
+        check_published(adapter, names, findings);
     }
     if (::access((folder + "/enable_usage").c_str(), W_OK) != 0) {
         const bool absent_node = errno == ENOENT;
         if (absent_node) {
-            add_note(findings, "usage", "the driver has no switch for usage accounting", "", adapter.slot);
+            add_note(findings, "usage", "no_accounting", "the driver has no switch for usage accounting", "",
+                     adapter.slot);
         } else {
-            add_refusal(findings, "usage", folder + "/enable_usage", errno, "run as root to see usage", kLoadDriver,
-                        adapter.slot);
+            add_refusal(findings, "usage", folder + "/enable_usage", errno, kOpenNodes, kLoadDriver, adapter.slot);
         }
     }
+    check_temperature(adapter, findings);
     if (adapter.hwmon_fd < 0) {
-        add_note(findings, "sensors", "the driver publishes no hwmon sensors", "", adapter.slot);
+        add_note(findings, "sensors", "no_sensors", "the driver publishes no hwmon sensors", "", adapter.slot);
     }
 }
 
@@ -203,7 +278,7 @@ void check_driver_debugfs(const Adapter& adapter, Findings& findings) {
     int error = 0;
     (void)names_in(folder.c_str(), error);
     if (error != 0) {
-        add_refusal(findings, "debugfs", folder, error, "run as root", "mount debugfs and load the adapter's driver",
+        add_refusal(findings, "debugfs", folder, error, kOpenDebugfs, "mount debugfs and load the adapter's driver",
                     adapter.slot);
         return;
     }
@@ -211,10 +286,10 @@ void check_driver_debugfs(const Adapter& adapter, Findings& findings) {
         const std::string path = folder + "/" + name;
         (void)names_in(path.c_str(), error);
         if (error == ENOENT) {
-            add_note(findings, "memory", fmt::format("no {}, which kt3 alloc, process and leak read", path), "",
-                     adapter.slot);
+            add_note(findings, "memory", "no_directory",
+                     fmt::format("no {}, which kt3 alloc, process and leak read", path), "", adapter.slot);
         } else if (error != 0) {
-            add_refusal(findings, "memory", path, error, "run as root", kLoadDriver, adapter.slot);
+            add_refusal(findings, "memory", path, error, kOpenDebugfs, kLoadDriver, adapter.slot);
         }
         if (error != 0) {
             return;
@@ -247,7 +322,7 @@ void check_module(const Adapter& adapter, Findings& findings) {
         }
         reasons += file == nullptr ? "" : (reasons.empty() ? "" : "; ") + why;
     }
-    add_problem(findings, ExitStatus::driver, "module", reasons,
+    add_problem(findings, ExitStatus::driver, "module", "module_missing", reasons,
                 "install the driver package's libraries, or name their folder in LD_LIBRARY_PATH", adapter.slot);
 }
 
@@ -269,7 +344,8 @@ bool in_search_path(const std::string& program) {
 void check_library(const Library& library, Findings& findings) {
     add_ok(findings, "library", library.path);
     if (library.calls.gpuinfo_vorla_init() == 0) {
-        add_problem(findings, ExitStatus::driver, "libdrm", "libdrm cannot be opened or lacks entry points",
+        add_problem(findings, ExitStatus::driver, "libdrm", "libdrm_missing",
+                    "libdrm cannot be opened or lacks entry points",
                     "install libdrm (Debian: apt-get install libdrm2)");
     } else {
         add_ok(findings, "libdrm", "found");
@@ -278,7 +354,7 @@ void check_library(const Library& library, Findings& findings) {
 
 void note_missing_library(const Failure& failure, Findings& findings) {
     const char* check = failure.code == "libdrm_missing" ? "libdrm" : "library";
-    add_problem(findings, failure.status, check, failure.message, failure.fix);
+    add_problem(findings, failure.status, check, "library_missing", failure.message, failure.fix);
 }
 
 void check_driver_places(Findings& findings) {
@@ -297,12 +373,14 @@ void check_adapters(const Machine& machine, Findings& findings) {
             check_module(adapter, findings);
         }
     }
+    check_dumps(machine, findings);
 }
 
 void check_programs(Findings& findings) {
     for (const char* program : {"dmidecode", "ps"}) {
         if (!in_search_path(program)) {
-            add_note(findings, "programs", fmt::format("{} is not in PATH; some facts stay unknown", program),
+            add_note(findings, "programs", "no_program",
+                     fmt::format("{} is not in PATH; some facts stay unknown", program),
                      fmt::format("apt-get install {}", program == std::string_view("ps") ? "procps" : program));
         }
     }

@@ -20,6 +20,7 @@ struct Finding {
     std::string fix{};
     std::optional<int> slot{};
     ExitStatus status = ExitStatus::ok; // of a problem
+    const char* code = "ok";            // one word for scripts
 };
 
 using Findings = std::vector<Finding>;

@@ -3,6 +3,7 @@
 // One value of a report: there, or absent with the reason.
 
 #include <cstddef>
+#include <string>
 #include <utility>
 #include <variant>
 
@@ -17,6 +18,7 @@ enum class Absence {
     no_tool,
     first_sample,
     unchanged,
+    implausible, // outside what such a value can be; the reading has the text
 };
 
 struct AbsenceWords {
@@ -34,6 +36,7 @@ inline constexpr AbsenceWords kAbsences[] = {
     {"no_tool", "not reported by dmidecode"},
     {"first_sample", "needs a second sample"},
     {"unchanged", "no new frame sample yet"},
+    {"implausible", "implausible"},
 };
 
 [[nodiscard]] constexpr const char* reason_code(Absence absence) {
@@ -46,16 +49,29 @@ inline constexpr AbsenceWords kAbsences[] = {
 // What errno says about a node that could not be opened or read.
 [[nodiscard]] Absence absence_of(int error);
 
+// What the driver published in place of a value that cannot be.
+struct Implausible {
+    std::string raw;
+};
+
 // A value or why there is none.
 template<typename T>
 class Reading {
 public:
     Reading(T value) : held_(std::move(value)) {}
     Reading(Absence why = Absence::driver) : held_(why) {}
+    Reading(Implausible what) : held_(std::move(what)) {}
 
     [[nodiscard]] bool present() const { return std::holds_alternative<T>(held_); }
-    [[nodiscard]] const T& value() const { return std::get<T>(held_); }        // of a present one
-    [[nodiscard]] Absence absence() const { return std::get<Absence>(held_); } // of an absent one
+    [[nodiscard]] const T& value() const { return std::get<T>(held_); } // of a present one
+    [[nodiscard]] Absence absence() const {                             // of an absent one
+        return std::holds_alternative<Implausible>(held_) ? Absence::implausible : std::get<Absence>(held_);
+    }
+    // What was published instead; empty but for implausible values.
+    [[nodiscard]] std::string raw() const {
+        const auto* what = std::get_if<Implausible>(&held_);
+        return what == nullptr ? "" : what->raw;
+    }
 
     // The same question about another form of the value: make(value), or absent for the same reason.
     template<typename Make>
@@ -63,11 +79,14 @@ public:
         if (present()) {
             return make(value());
         }
+        if (absence() == Absence::implausible) {
+            return Implausible{raw()};
+        }
         return absence();
     }
 
 private:
-    std::variant<T, Absence> held_;
+    std::variant<T, Absence, Implausible> held_;
 };
 
 } // namespace kt3::observe

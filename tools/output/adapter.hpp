@@ -5,6 +5,7 @@
 #include "observe/adapter/driver_state.hpp"
 #include "observe/adapter/live_readings.hpp"
 #include "observe/adapter/summaries.hpp"
+#include "observe/plausible.hpp"
 #include "output/row.hpp"
 
 namespace kt3::output {
@@ -37,13 +38,14 @@ inline constexpr Column<Adapter> kAdapterColumns[] = {
     member<&Adapter::luid_low>        ("luid_low"),
 };
 
+using observe::kHotDegrees;
 using observe::LiveReadings;
 inline constexpr Column<LiveReadings> kLiveColumns[] = {
     column<&LiveReadings::engine_mhz>   ("engine_mhz",    "Engine clock",      {.unit = "MHz", .group = "clocks"}),
     column<&LiveReadings::video_mhz>    ("video_mhz",     "Video clock",       {.unit = "MHz", .group = "clocks"}),
     column<&LiveReadings::memory_mhz>   ("memory_mhz",    "Memory clock",      {.unit = "MHz", .group = "clocks"}),
     column<&LiveReadings::core_mhz>     ("core_mhz",      "Core clock",        {.unit = "MHz", .group = "clocks"}),
-    column<&LiveReadings::temperature_c>("temperature_c", "Temperature",       {.unit = "C",   .group = "sensors"}),
+    column<&LiveReadings::temperature_c>("temperature_c", "Temperature",       {.unit = "C",   .group = "sensors", .hot = kHotDegrees}),
     column<&LiveReadings::fan_speed>    ("fan_speed",     "Fan speed",         {.group = "sensors"}),
     column<&LiveReadings::fan0_rpm>     ("fan0_rpm",      "Fan 0",             {.unit = "rpm", .group = "sensors"}),
     column<&LiveReadings::fan1_rpm>     ("fan1_rpm",      "Fan 1",             {.unit = "rpm", .group = "sensors"}),

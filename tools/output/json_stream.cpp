@@ -66,6 +66,11 @@ void JsonStream::value(const Json& value) {
     }
 }
 
+void JsonStream::value_in_line(const Json& value) {
+    begin_item();
+    text_ += dumped(value, true);
+}
+
 void JsonStream::finish() {
     text_ += '\n';
     send_(text_);

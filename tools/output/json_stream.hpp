@@ -21,8 +21,9 @@ public:
     void end_object() { close('}'); }
     void begin_array() { open('['); }
     void end_array() { close(']'); }
-    void key(const std::string& name); // of the value, object or array that comes next
-    void value(const Json& value);     // texts that are not UTF-8 are made so
+    void key(const std::string& name);     // of the value, object or array that comes next
+    void value(const Json& value);         // texts that are not UTF-8 are made so
+    void value_in_line(const Json& value); // the same without line breaks within
     void member(const std::string& name, const Json& its_value) {
         key(name);
         value(its_value);

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "output/memory.hpp"
 
-#include "output/schema.hpp"
-
 #include <fmt/format.h>
 
 namespace kt3::output {
@@ -33,26 +31,6 @@ const char* owner_kind(const Owner& owner) {
         return "unknown";
     }
     return owner.name.empty() ? "gone" : "process";
-}
-
-Json slot_object(int slot) {
-    return {{"slot", slot}};
-}
-
-Json slot_form() {
-    Json form = object_form();
-    add_member(form, "slot", {{"type", "integer"}, {"minimum", 0}, {"maximum", 2}});
-    return form;
-}
-
-Table slot_table() {
-    return {{{"GPU", "slot", Align::right}}, {}};
-}
-
-void add_slot_row(Table& table, int slot, const Row& row, Format format) {
-    add_row(table, row, format);
-    auto& cells = table.rows.back();
-    cells.insert(cells.begin(), std::to_string(slot));
 }
 
 } // namespace kt3::output

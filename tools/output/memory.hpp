@@ -34,8 +34,8 @@ inline constexpr Column<Shape> kShapeColumns[] = {
     column<&Shape::width>    ("width",      "WIDTH"),
     column<&Shape::height>   ("height",     "HEIGHT"),
     column<shape_bytes>      ("size_bytes", "SIZE", {.least = 0, .most = UINT32_MAX}),
-    column<&Shape::hw_format>("hw_format",  "FORMAT"),
-    column<&Shape::at_type>  ("at_type",    "TYPE"),
+    column<&Shape::hw_format>("hw_format",  "FORMAT", {.rank = Rank::first}),
+    column<&Shape::at_type>  ("at_type",    "TYPE",   {.rank = Rank::first}),
 };
 
 inline constexpr Column<Tally> kTallyColumns[] = {
@@ -44,11 +44,20 @@ inline constexpr Column<Tally> kTallyColumns[] = {
 };
 // clang-format on
 
-// ---- rows of one adapter among those of others ----
+// Which adapter a row is of. It stands first.
+struct Place {
+    int slot = 0;
+    observe::BusId bus;
+};
+[[nodiscard]] inline Place place_of(const observe::Adapter& adapter) {
+    return {adapter.slot, adapter.bus};
+}
 
-[[nodiscard]] Json slot_object(int slot);
-[[nodiscard]] Json slot_form();
-[[nodiscard]] Table slot_table(); // with the heading of the slot
-void add_slot_row(Table& table, int slot, const Row& row, Format format);
+// clang-format off
+inline constexpr Column<Place> kPlaceColumns[] = {
+    column<&Place::slot>("slot", "GPU",    {.least = 0, .most = 2, .rank = Rank::stays}),
+    column<&Place::bus> ("bdf",  "BUS ID", {.forms = kCsv | kJson}),
+};
+// clang-format on
 
 } // namespace kt3::output

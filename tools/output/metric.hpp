@@ -50,13 +50,13 @@ template<std::size_t Word>
 // clang-format off
 // After the live readings.
 inline constexpr Column<MovingReadings> kMovingColumns[] = {
-    column<used_memory>                ("fb_used_mib",         "Used frame buffer", {.group = "memory"}),
-    column<usage_of_3d>                ("engine_3d_percent",   "3D",                {.group = "usage"}),
-    column<usage_of_codec>             ("video_codec_percent", "Video codec",       {.group = "usage"}),
-    column<usage_of_post>              ("video_post_percent",  "Post-processing",   {.group = "usage"}),
+    column<used_memory>                ("fb_used_mib",         "Used frame buffer", {.unit = "MiB", .group = "memory"}),
+    column<usage_of_3d>                ("engine_3d_percent",   "3D",                {.unit = "%", .group = "usage"}),
+    column<usage_of_codec>             ("video_codec_percent", "Video codec",       {.unit = "%", .group = "usage"}),
+    column<usage_of_post>              ("video_post_percent",  "Post-processing",   {.unit = "%", .group = "usage"}),
     column<memory_usage>               ("memory_usage",        "Memory usage",      {.group = "memory"}),
     column<pcie_generation>            ("pcie_generation",     "PCIe generation",   {.group = "link"}),
-    column<&MovingReadings::link_width>("link_width",          "Link width",        {.group = "link"}),
+    column<&MovingReadings::link_width>("link_width",          "Link width",        {.unit = "lanes", .group = "link"}),
 };
 
 // The words that any interface writes, by their position: modules say no more about them.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <iterator>
 #include <utility>
 
 namespace kt3::output {
@@ -15,6 +16,11 @@ Align align_of(const Heading& heading) {
 }
 
 } // namespace
+
+Paint paint_of(const Cell& cell) {
+    const auto number = cell.value.whole();
+    return number && *number >= cell.heading->look.hot ? Paint::bad : Paint::plain;
+}
 
 std::string cell_text(const Cell& cell, Format format) {
     if (format == Format::csv) {
@@ -33,8 +39,9 @@ Cell& cell_named(Row& row, std::string_view key) {
 
 void add_heading(Table& table, const Heading& heading) {
     const char* group = heading.look.group;
-    table.columns.push_back(
-        {heading.text, group == nullptr ? heading.key : fmt::format("{}.{}", group, heading.key), align_of(heading)});
+    table.columns.push_back({heading.text, group == nullptr ? heading.key : fmt::format("{}.{}", group, heading.key),
+                             align_of(heading), heading.look.rank,
+                             heading.type.kind == Kind::text && !heading.look.whole});
 }
 
 void add_row(Table& table, const Row& row, Format format) {
@@ -42,6 +49,10 @@ void add_row(Table& table, const Row& row, Format format) {
     cells.reserve(row.size());
     for (const Cell& cell : row) {
         cells.push_back(cell_text(cell, format));
+    }
+    if (format == Format::text) {
+        auto& paints = table.paints.emplace_back();
+        std::transform(row.begin(), row.end(), std::back_inserter(paints), paint_of);
     }
 }
 

@@ -25,6 +25,9 @@ struct Look {
     std::int64_t most = INT64_MAX;   //
     const char* one_of = nullptr;    // the words or numbers that it can be, a space apart
     const char* pattern = nullptr;   // of a text
+    Rank rank = Rank::second;        // on a screen that is too narrow
+    std::int64_t hot = INT64_MAX;    // from here on a number is painted as bad
+    bool whole = false;              // a text that says nothing when its middle is taken out
 };
 
 struct Heading {
@@ -117,6 +120,9 @@ template<typename Record>
 
 // The cell as text or in CSV.
 [[nodiscard]] std::string cell_text(const Cell& cell, Format format);
+
+// Hot values stand out.
+[[nodiscard]] Paint paint_of(const Cell& cell);
 
 // The cell with this key; there must be one.
 [[nodiscard]] const Cell& cell_named(const Row& row, std::string_view key);

@@ -97,7 +97,7 @@ Json error_form() {
 Json frame_form() {
     Json form = object_form();
     form.erase("additionalProperties"); // commands add their own
-    add_member(form, "schema_version", {{"const", 1}});
+    add_member(form, "schema_version", {{"const", 2}});
     add_member(form, "tool_version", {{"type", "string"}});
     add_member(form, "interface_version", {{"type", {"integer", "null"}}});
     add_member(form, "timestamp",
@@ -163,6 +163,7 @@ void add_heading(Json& form, const Heading& heading) {
     if (heading.type.reading) {
         add_member(group, (std::string(heading.key) + "_reason").c_str(), {{"$ref", "#/definitions/reason"}});
         add_reading_rule(group, heading.key);
+        group["properties"]["raw"] = {{"$ref", "#/definitions/raw"}};
     }
 }
 
@@ -199,6 +200,10 @@ std::string schema_text(const std::vector<DocumentForm>& documents) {
     }
     schema["definitions"] = {
         {"reason", reasons()},
+        {"raw",
+         {{"type", "object"},
+          {"description", "the published text of values that are null because they cannot be"},
+          {"additionalProperties", {{"type", "string"}}}}},
         {"bdf", {{"type", "string"}, {"pattern", "^[0-9a-f]{4}:[0-9a-f]{2}:[0-9a-f]{2}\\.[0-9a-f]$"}}},
         {"error", error_form()}};
     std::string text;

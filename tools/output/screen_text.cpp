@@ -39,6 +39,18 @@ std::string screen_safe(std::string_view text) {
     return safe;
 }
 
+std::string_view characters_of(std::string_view text, std::size_t first, std::size_t count) {
+    const auto skip = [](std::string_view rest, std::size_t characters) {
+        std::size_t bytes = 0;
+        for (; characters > 0 && bytes < rest.size(); --characters) {
+            bytes += std::max<std::size_t>(observe::utf8_length(rest.substr(bytes)), 1);
+        }
+        return std::min(bytes, rest.size());
+    };
+    text.remove_prefix(skip(text, first));
+    return text.substr(0, skip(text, count));
+}
+
 std::size_t character_count(std::string_view text) {
     return static_cast<std::size_t>(
         std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));

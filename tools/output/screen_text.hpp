@@ -14,4 +14,7 @@ namespace kt3::output {
 // Characters of valid UTF-8 text.
 [[nodiscard]] std::size_t character_count(std::string_view text);
 
+// Some of them, from the first one on.
+[[nodiscard]] std::string_view characters_of(std::string_view text, std::size_t first, std::size_t count);
+
 } // namespace kt3::output

@@ -23,10 +23,6 @@ constexpr SourceWords kSources[] = {
     {"allocation_sums", "allocation sums"},
 };
 
-std::string marked(const Segment& segment, std::int64_t bytes) {
-    return bytes_text(bytes) + (segment.modulo ? "*" : "");
-}
-
 } // namespace
 
 const char* source_code(const AdapterSegments& segments) {
@@ -38,11 +34,15 @@ const char* source_words(observe::SegmentSource source) {
 }
 
 std::string used_text(const Segment& segment) {
-    return marked(segment, segment.used);
+    return segment.used ? bytes_text(static_cast<double>(*segment.used)) : "-";
+}
+
+std::string used_bytes_text(const Segment& segment) {
+    return segment.used ? std::to_string(*segment.used) : "-";
 }
 
 std::string total_text(const Segment& segment) {
-    return segment.total ? marked(segment, *segment.total) : "-";
+    return segment.total ? bytes_text(static_cast<double>(*segment.total)) : "-";
 }
 
 std::string total_bytes_text(const Segment& segment) {
@@ -50,10 +50,10 @@ std::string total_bytes_text(const Segment& segment) {
 }
 
 std::string bar_of(const Segment& segment) {
-    if (!segment.total) {
+    if (!segment.total || !segment.used) {
         return "";
     }
-    const double share = std::min(1.0, static_cast<double>(segment.used) / static_cast<double>(*segment.total));
+    const double share = std::min(1.0, static_cast<double>(*segment.used) / static_cast<double>(*segment.total));
     const auto full = static_cast<std::size_t>(std::lround(share * kBarWidth));
     return '[' + std::string(full, '#') + std::string(kBarWidth - full, '.') + ']';
 }

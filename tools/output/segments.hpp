@@ -13,8 +13,8 @@ using observe::Segment;
 [[nodiscard]] const char* source_code(const AdapterSegments& segments); // "heap_pages"
 [[nodiscard]] const char* source_words(observe::SegmentSource source);  // "heap pages and allocation sums"
 
-// Marked when the figure is less whole multiples of something.
 [[nodiscard]] std::string used_text(const Segment& segment);
+[[nodiscard]] std::string used_bytes_text(const Segment& segment);
 [[nodiscard]] std::string total_text(const Segment& segment);
 [[nodiscard]] std::string total_bytes_text(const Segment& segment);
 [[nodiscard]] std::string bar_of(const Segment& segment); // "[#####...............]"
@@ -22,6 +22,7 @@ using observe::Segment;
 // clang-format off
 inline constexpr Column<AdapterSegments> kSegmentsColumns[] = {
     column<&AdapterSegments::slot>("slot",   "", {.least = 0, .most = 2}),
+    column<&AdapterSegments::bus> ("bdf",    ""),
     column<source_code>           ("source", "", {.one_of = "node heap_pages allocation_sums"}),
     member<&AdapterSegments::unit>("unit_bytes"),
 };
@@ -31,12 +32,11 @@ inline constexpr Column<Segment> kSegmentColumns[] = {
     column<&Segment::number>                 ("segment",      "SEGMENT",     {.least = 0, .most = 15}),
     column<&Segment::name>                   ("name",         "",            {.forms = kCsv | kJson}),
     column<&Segment::used, used_text>        ("used_bytes",   "USED"),
-    column<&Segment::used>                   ("used_exact",   "USED BYTES",  {.forms = kText}),
+    column<&Segment::used, used_bytes_text>  ("used_exact",   "USED BYTES",  {.forms = kText}),
     column<&Segment::total, total_text>      ("total_bytes",  "TOTAL"),
     column<&Segment::total, total_bytes_text>("total_exact",  "TOTAL BYTES", {.forms = kText}),
-    column<bar_of>                           ("bar",          "",            {.forms = kText}),
+    column<bar_of>                           ("bar",          "",            {.forms = kText, .rank = Rank::first, .whole = true}),
     column<&Segment::name>                   ("name",         "NAME",        {.forms = kText}),
-    column<&Segment::modulo>                 ("modulo_bytes", "",            {.forms = kCsv | kJson}),
     column<&Segment::part_of>                ("part_of",      "",            {.forms = kCsv | kJson}),
 };
 // clang-format on

@@ -68,7 +68,11 @@ Json Value::json() const {
 }
 
 std::string shown(const Value& value, const char* unit) {
-    return value.why() ? fmt::format("-  ({})", reason_words(*value.why())) : shown_briefly(value, unit);
+    if (!value.why()) {
+        return shown_briefly(value, unit);
+    }
+    const std::string raw = value.raw().empty() ? "" : ": " + value.raw();
+    return fmt::format("-  ({}{})", reason_words(*value.why()), raw);
 }
 
 std::string shown_briefly(const Value& value, const char* unit) {
@@ -78,6 +82,9 @@ std::string shown_briefly(const Value& value, const char* unit) {
 void put_reading(Json& object, const std::string& key, const Value& value) {
     object[key] = value.json();
     object[key + "_reason"] = value.why() ? Json(reason_code(*value.why())) : Json(nullptr);
+    if (!value.raw().empty()) {
+        object["raw"][key] = observe::valid_utf8(value.raw());
+    }
 }
 
 } // namespace kt3::output

@@ -48,10 +48,20 @@ public:
     template<typename T>
     Value(const std::optional<T>& value) : Value(value ? Value(*value) : Value()) {}
     template<typename T>
-    Value(const Reading<T>& reading) : Value(reading.present() ? Value(reading.value()) : Value(reading.absence())) {}
+    Value(const Reading<T>& reading) : Value(reading.present() ? Value(reading.value()) : Value(reading.absence())) {
+        raw_ = reading.raw();
+    }
 
     [[nodiscard]] bool present() const { return !std::holds_alternative<std::monostate>(held_); }
     [[nodiscard]] std::optional<Absence> why() const { return why_; } // of an absent reading
+
+    [[nodiscard]] const std::string& raw() const { return raw_; } // what an implausible value is in the node
+
+    // A number of at most 63 bits.
+    [[nodiscard]] std::optional<std::int64_t> whole() const {
+        const auto* number = std::get_if<std::int64_t>(&held_);
+        return number == nullptr ? std::nullopt : std::optional(*number);
+    }
 
     [[nodiscard]] std::string text() const; // for the screen: "yes", "7.9 MiB"; "-" for an absent reading
     [[nodiscard]] std::string csv() const;  // bare: "true", "8294400"; empty when absent
@@ -62,6 +72,7 @@ private:
     std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, std::string, std::vector<std::string>>
         held_;
     std::optional<Absence> why_;
+    std::string raw_;
 };
 
 // For the screen, with its unit: "45 C", "2048 MiB", "-  (permission denied)".
@@ -70,7 +81,8 @@ private:
 // For a table cell: the same without the reason.
 [[nodiscard]] std::string shown_briefly(const Value& value, const char* unit = "");
 
-// "key": the value or null, and "key_reason": null or the code. Both keys are always there.
+// "key": the value or null, and "key_reason": null or the code. Both keys are always there; the object "raw" has the
+// text of an implausible one under its key.
 void put_reading(Json& object, const std::string& key, const Value& value);
 
 // What the schema says of the values of a column.

@@ -17,10 +17,10 @@ std::vector<Adapter> two_adapters() {
     return adapters;
 }
 
-std::vector<int> slots_for(const std::string& gpu) {
+std::vector<int> slots_for(const std::vector<std::string>& gpus) {
     static const std::vector<Adapter> adapters = two_adapters();
     std::vector<int> slots;
-    for (const Adapter* adapter : select_adapters(adapters, gpu)) {
+    for (const Adapter* adapter : select_adapters(adapters, gpus)) {
         slots.push_back(adapter->slot);
     }
     return slots;
@@ -29,18 +29,26 @@ std::vector<int> slots_for(const std::string& gpu) {
 } // namespace
 
 TEST(Selector, TakesASlotABusIdOrAll) {
-    EXPECT_THAT(slots_for(""), ElementsAre(0, 2));
-    EXPECT_THAT(slots_for("all"), ElementsAre(0, 2));
-    EXPECT_THAT(slots_for("2"), ElementsAre(2));
-    EXPECT_THAT(slots_for("03:00.0"), ElementsAre(0));
-    EXPECT_THAT(slots_for("0000:03:00.0"), ElementsAre(0));
-    EXPECT_THAT(slots_for("0001:0A:1f.7"), ElementsAre(2));
+    EXPECT_THAT(slots_for({}), ElementsAre(0, 2));
+    EXPECT_THAT(slots_for({"all"}), ElementsAre(0, 2));
+    EXPECT_THAT(slots_for({"2"}), ElementsAre(2));
+    EXPECT_THAT(slots_for({"03:00.0"}), ElementsAre(0));
+    EXPECT_THAT(slots_for({"0000:03:00.0"}), ElementsAre(0));
+    EXPECT_THAT(slots_for({"0001:0A:1f.7"}), ElementsAre(2));
+}
+
+TEST(Selector, TakesSeveralInTheOrderOfTheirSlots) {
+    EXPECT_THAT(slots_for({"2", "0"}), ElementsAre(0, 2));
+    EXPECT_THAT(slots_for({"0", "03:00.0"}), ElementsAre(0));
+    EXPECT_THAT(slots_for({"2", "all"}), ElementsAre(0, 2));
+    EXPECT_THROW((void)slots_for({"0", "7"}), Failure);
+    EXPECT_THROW((void)slots_for({"all", "7"}), Failure);
 }
 
 TEST(Selector, ListsTheValidValuesForAnUnknownOne) {
     for (const char* gpu : {"1", "00", "x", "-1", "0000:03:00.1", "ALL", " 0"}) {
         try {
-            (void)slots_for(gpu);
+            (void)slots_for({gpu});
             FAIL() << gpu;
         } catch (const Failure& failure) {
             EXPECT_EQ(failure.status, ExitStatus::not_found);

@@ -24,7 +24,7 @@ TEST(Document, HasItsMembersInOneOrderAndReplacesBrokenText) {
                              "\xEF\xBF\xBD"
                              R"(","fix":null,"slot":null}]})"
                              "\n";
-    EXPECT_EQ(text.substr(0, 35), R"({"schema_version":1,"tool_version":)");
+    EXPECT_EQ(text.substr(0, 35), R"({"schema_version":2,"tool_version":)");
     EXPECT_NE(text.find(tail), std::string::npos) << text;
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << "a stream has one document per line";
 }

@@ -36,9 +36,9 @@ const std::vector<Engine> kEngines = {{"3d", 2, 300}, {"video", 1, Absence::no_n
 
 TEST(Rows, AreCellsWithUnitsOnScreen) {
     const Table table = table_of(kColumns, kEngines, Format::text);
-    EXPECT_EQ(aligned(table, false), "NAME     MEMORY    CLOCK  COUNT\n"
-                                     "3d!     2.0 KiB  300 MHz      2\n"
-                                     "video!  1.0 KiB        -      1\n");
+    EXPECT_EQ(aligned(table, {}), "NAME     MEMORY    CLOCK  COUNT\n"
+                                  "3d!     2.0 KiB  300 MHz      2\n"
+                                  "video!  1.0 KiB        -      1\n");
 }
 
 TEST(Rows, AreBareValuesUnderTheirKeysInCsv) {

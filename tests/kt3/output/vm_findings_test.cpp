@@ -8,7 +8,7 @@ TEST(VmFindings, OfOneKindAreCountedOnScreenBeyondTheFirstTwenty) {
     for (int shown = 0; shown < 20; ++shown) {
         expected += "  allocation 1f, vm_info: gone\n";
     }
-    EXPECT_EQ(kt3::output::findings_text(findings, false),
+    EXPECT_EQ(kt3::output::findings_text(findings, {}),
               expected + "  and 3 more of the kind unreadable; --json has all\n");
     EXPECT_EQ(kt3::output::findings_json(findings).size(), 23U);
 }

@@ -42,7 +42,7 @@ TEST(VmMap, LeavesOutEmptyNodesButNotTheirProcess) {
     const AddressSpace made = space({node(0x10, 0)});
     EXPECT_THAT(made.ranges, IsEmpty());
     EXPECT_EQ(space_json(made)["largest_range"], nullptr);
-    EXPECT_EQ(map_text(made, false), "pid 1  game  0 B used in 0 ranges of 0 nodes\n");
+    EXPECT_EQ(map_text(made, {}), "pid 1  game  0 B used in 0 ranges of 0 nodes\n");
 }
 
 TEST(VmMap, DrawsUsedPartlyUsedSharedAndFreeCells) {

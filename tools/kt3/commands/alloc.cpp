@@ -23,10 +23,17 @@ namespace {
 using Record = _GFX_ALLOCATION_INFO;
 
 struct Listed {
-    int slot = 0;
+    Place place;
     Owner owner;
     Record record;
 };
+
+int slot_of(const Listed& listed) {
+    return listed.place.slot;
+}
+BusId bus_of(const Listed& listed) {
+    return listed.place.bus;
+}
 
 std::int32_t device_of(const Listed& listed) {
     return listed.owner.device;
@@ -61,13 +68,15 @@ constexpr unsigned kNotOnScreen = kCsv | kJson;
 
 // clang-format off
 constexpr Column<Listed> kListColumns[] = {
-    column<&Listed::slot>                      ("slot",            "GPU", {.least = 0, .most = 2}),
+    column<slot_of>                            ("slot",            "GPU", {.least = 0, .most = 2, .rank = Rank::stays}),
+    column<bus_of>                             ("bdf",             "",    {.forms = kNotOnScreen}),
     column<device_of>                          ("device",          "DEVICE"),
     column<pid_of>                             ("pid",             "PID"),
     member<known_name_of>                      ("process"),
     member<kind_of>                            ("owner",           {.one_of = "process gone unknown"}),
     column<size_of>                            ("size_bytes",      "SIZE", {.least = 0, .most = UINT32_MAX}),
     column<field<&Record::handle>, handle_text>("handle",          "HANDLE"),
+    member<handle_text>                        ("handle_hex"),
     column<field<&Record::width>>              ("width",           "WIDTH"),
     column<field<&Record::height>>             ("height",          "HEIGHT"),
     column<field<&Record::pitch>>              ("pitch",           "",        {.forms = kNotOnScreen}),
@@ -91,10 +100,10 @@ constexpr Column<Listed> kListColumns[] = {
 // clang-format on
 
 // By device and handle: the library leaves open in which order the allocations of one device come.
-std::vector<Listed> listed(int slot, const Allocations& allocations, const OpenDevices& devices) {
+std::vector<Listed> listed(const Place& place, const Allocations& allocations, const OpenDevices& devices) {
     std::vector<Listed> list;
     for (const Record& record : allocations) {
-        list.push_back({slot, owner_of(record.device, devices), record});
+        list.push_back({place, owner_of(record.device, devices), record});
     }
     std::sort(list.begin(), list.end(), [](const Listed& a, const Listed& b) {
         return std::pair(a.record.device, a.record.handle) < std::pair(b.record.device, b.record.handle);
@@ -105,28 +114,36 @@ std::vector<Listed> listed(int slot, const Allocations& allocations, const OpenD
 void list_adapter(Session& session, const Adapter& adapter) {
     const OpenDevices devices = open_devices(session, adapter);
     const auto list =
-        listed(adapter.slot, read_allocations(library_of(session), machine_of(session), adapter), devices);
+        listed(place_of(adapter), read_allocations(library_of(session), machine_of(session), adapter), devices);
     for (const Listed& one : list) {
         session.report.members["allocations"].push_back(object_of(kListColumns, one));
     }
     show_table(session, table_of(kListColumns, list, format_of(session)), adapter_heading(session, adapter));
 }
 
-ExitStatus run_list(Session& session) {
-    session.report.members["allocations"] = Json::array();
-    return for_each_bound(session, [&](const Adapter& adapter) { list_adapter(session, adapter); });
+ExitStatus run_list(Session& session, const Repetition& repetition) {
+    return repeat(session, repetition, [&] {
+        session.report.members["allocations"] = Json::array();
+        return for_each_bound(session, [&](const Adapter& adapter) { list_adapter(session, adapter); });
+    });
 }
 
 // ---- summary --------------------------------------------------------------------------------------------------------
 
 // A line on screen or in CSV. JSON has a list for each kind.
 struct SumLine {
-    int slot = 0;
+    Place place;
     std::string by;
     Tally tally;
     std::string what;
 };
 
+int slot_of_sum(const SumLine& line) {
+    return line.place.slot;
+}
+BusId bus_of_sum(const SumLine& line) {
+    return line.place.bus;
+}
 std::int64_t count_of(const SumLine& line) {
     return line.tally.count;
 }
@@ -136,7 +153,8 @@ Bytes memory_of(const SumLine& line) {
 
 // clang-format off
 constexpr Column<SumLine> kSumColumns[] = {
-    column<&SumLine::slot>("slot",        "GPU"),
+    column<slot_of_sum>   ("slot",        "GPU", {.rank = Rank::stays}),
+    column<bus_of_sum>    ("bdf",         "",    {.forms = kCsv}),
     column<&SumLine::by>  ("by",          "BY"),
     column<count_of>      ("allocations", "ALLOCATIONS"),
     column<memory_of>     ("bytes",       "MEMORY"),
@@ -151,8 +169,8 @@ Json with_tally(Json object, const Tally& tally) {
     return object;
 }
 
-Json sums_object(int slot, const AllocationSums& sums) {
-    Json object = with_tally(slot_object(slot), sums.all);
+Json sums_object(const Place& place, const AllocationSums& sums) {
+    Json object = with_tally(object_of(kPlaceColumns, place), sums.all);
     for (const char* list : {"segments", "processes", "shapes"}) {
         object[list] = Json::array();
     }
@@ -169,19 +187,27 @@ Json sums_object(int slot, const AllocationSums& sums) {
     return object;
 }
 
-// The first `top` processes and shapes.
-std::vector<SumLine> sum_lines(int slot, const AllocationSums& sums, std::size_t top) {
-    std::vector<SumLine> lines{{slot, "all", sums.all, ""}};
+// The first `top` processes and shapes, and what the others come to.
+std::vector<SumLine> sum_lines(const Place& place, const AllocationSums& sums, std::size_t top) {
+    std::vector<SumLine> lines{{place, "all", sums.all, ""}};
     for (std::size_t at = 0; at < sums.segments.size(); ++at) {
-        lines.push_back({slot, "segment", sums.segments[at], kSegmentNames[at]});
+        lines.push_back({place, "segment", sums.segments[at], kSegmentNames[at]});
     }
     if (sums.misplaced.count != 0) {
-        lines.push_back({slot, "segment", sums.misplaced, "invalid"});
+        lines.push_back({place, "segment", sums.misplaced, "invalid"});
     }
     const auto add = [&](const char* by, const auto& tallies, auto text) {
         const auto sorted = largest_first(tallies);
         for (std::size_t at = 0; at < std::min(top, sorted.size()); ++at) {
-            lines.push_back({slot, by, sorted[at].second, text(sorted[at].first)});
+            lines.push_back({place, by, sorted[at].second, text(sorted[at].first)});
+        }
+        if (sorted.size() > top) {
+            Tally rest;
+            for (std::size_t at = top; at < sorted.size(); ++at) {
+                rest.count += sorted[at].second.count;
+                rest.bytes += sorted[at].second.bytes;
+            }
+            lines.push_back({place, by, rest, fmt::format("{} more", sorted.size() - top)});
         }
     };
     add("process", sums.owners, owner_text);
@@ -192,15 +218,17 @@ std::vector<SumLine> sum_lines(int slot, const AllocationSums& sums, std::size_t
 void sum_adapter(Session& session, const Adapter& adapter, std::size_t top) {
     const OpenDevices devices = open_devices(session, adapter);
     const AllocationSums sums = sum_up(read_allocations(library_of(session), machine_of(session), adapter), devices);
-    session.report.members["allocation_summaries"].push_back(sums_object(adapter.slot, sums));
+    session.report.members["allocation_summaries"].push_back(sums_object(place_of(adapter), sums));
     const Format format = format_of(session);
-    const auto lines = sum_lines(adapter.slot, sums, format == Format::csv ? SIZE_MAX : top);
+    const auto lines = sum_lines(place_of(adapter), sums, format == Format::csv ? SIZE_MAX : top);
     show_table(session, table_of(kSumColumns, lines, format), adapter_heading(session, adapter));
 }
 
-ExitStatus run_sums(Session& session, std::size_t top) {
-    session.report.members["allocation_summaries"] = Json::array();
-    return for_each_bound(session, [&](const Adapter& adapter) { sum_adapter(session, adapter, top); });
+ExitStatus run_sums(Session& session, const Repetition& repetition, std::size_t top) {
+    return repeat(session, repetition, [&] {
+        session.report.members["allocation_summaries"] = Json::array();
+        return for_each_bound(session, [&](const Adapter& adapter) { sum_adapter(session, adapter, top); });
+    });
 }
 
 // A list whose rows have a tally after what they are of.
@@ -212,7 +240,7 @@ Json tallied(Json form) {
 Json sums_form() {
     Json segment = object_form();
     add_member(segment, "segment", {{"type", "string"}});
-    Json form = tallied(slot_form());
+    Json form = tallied(form_of(kPlaceColumns));
     add_member(form, "segments", array_form(tallied(segment), KT3_SEGMENT_SLOTS));
     add_member(form, "processes", array_form(tallied(form_of(kOwnerColumns))));
     add_member(form, "shapes", array_form(tallied(form_of(kShapeColumns))));
@@ -233,11 +261,16 @@ void add_alloc(CLI::App& app, Options& options, Chosen& chosen) {
     CLI::App& alloc = add_family(app, "alloc", "Show the memory allocated on an adapter");
     const Accepts accepts{.gpu = true, .csv = true};
     const auto top = std::make_shared<std::size_t>(10);
-    add_command(alloc, "list", "Show every allocation", options, chosen, accepts, run_list);
-    CLI::App& summary = add_command(alloc, "summary", "Add allocations up by segment, process and shape", options,
-                                    chosen, accepts, [top](Session& session) { return run_sums(session, *top); });
+    const auto repetition = std::make_shared<Repetition>();
+    CLI::App& list = add_command(alloc, "list", "Show every allocation", options, chosen, accepts,
+                                 [repetition](Session& session) { return run_list(session, *repetition); });
+    add_repetition(list, *repetition);
+    CLI::App& summary =
+        add_command(alloc, "summary", "Add allocations up by segment, process and shape", options, chosen, accepts,
+                    [top, repetition](Session& session) { return run_sums(session, *repetition, *top); });
     add_number(summary, {"--top", "Processes and shapes on screen (10); JSON and CSV have all", "COUNT"},
                {1, INT32_MAX}, *top);
+    add_repetition(summary, *repetition);
     add_alloc_diff(alloc, options, chosen);
 }
 

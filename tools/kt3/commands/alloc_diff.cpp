@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <map>
 #include <memory>
 
 namespace kt3::cli {
@@ -22,7 +23,10 @@ struct Arguments {
     std::string before, after; // files: none or two
     double wait = 1;
     std::size_t top = 10;
+    bool exit_code = false;
 };
+
+using Buses = std::map<int, BusId>; // by slot
 
 // ---- the two snapshots ----------------------------------------------------------------------------------------------
 
@@ -45,15 +49,24 @@ Held held_in(const Json& object) {
             {number("width"), number("height"), size, number("hw_format"), number("at_type")}};
 }
 
-Snapshot read_saved(const std::string& path) {
+// A look, and where its adapters are.
+struct Look {
+    Snapshot snapshot;
+    Buses buses;
+};
+
+Look read_saved(const std::string& path) {
     const std::string text = text_of_file(path);
     try {
         const Json document = Json::parse(text);
-        Snapshot snapshot;
+        Look look;
         for (const Json& object : document.at("allocations")) {
-            snapshot.push_back(held_in(object));
+            look.snapshot.push_back(held_in(object));
         }
-        return snapshot;
+        for (const Json& adapter : document.at("adapters")) {
+            (void)parse_bus_id(adapter.at("bdf").get<std::string>(), look.buses[adapter.at("slot").get<int>()]);
+        }
+        return look;
     } catch (const Json::exception&) { // names the place in terms of its own
         throw Failure{ExitStatus::failure, "input", fmt::format("{} holds no saved allocations", screen_safe(path)),
                       "save them with kt3 alloc list --json -o FILE"};
@@ -64,12 +77,18 @@ Snapshot read_saved(const std::string& path) {
 
 // A line on screen or in CSV. JSON has a list for each kind.
 struct ChangeLine {
-    int slot = 0;
+    Place place;
     std::string by;
     TallyChange change;
     std::string what;
 };
 
+int slot_of(const ChangeLine& line) {
+    return line.place.slot;
+}
+BusId bus_of(const ChangeLine& line) {
+    return line.place.bus;
+}
 std::string with_sign(std::int64_t number, const std::string& text) {
     return number > 0 ? "+" + text : text;
 }
@@ -95,7 +114,8 @@ Bytes after_of(const ChangeLine& line) {
 
 // clang-format off
 constexpr Column<ChangeLine> kChangeColumns[] = {
-    column<&ChangeLine::slot>      ("slot",               "GPU"),
+    column<slot_of>                ("slot",               "GPU", {.rank = Rank::stays}),
+    column<bus_of>                 ("bdf",                "",    {.forms = kCsv}),
     column<&ChangeLine::by>        ("by",                 "BY"),
     column<growth_of, growth_text> ("growth_bytes",       "GROWTH"),
     column<count_of, count_text>   ("growth_allocations", "COUNT"),
@@ -112,22 +132,27 @@ Json with_change(Json object, const TallyChange& change) {
     return object;
 }
 
-Json changes_object(const AllocationChanges& changes) {
+Place place_in(const Buses& buses, int slot) {
+    const auto bus = buses.find(slot);
+    return {slot, bus == buses.end() ? BusId{} : bus->second};
+}
+
+Json changes_object(const AllocationChanges& changes, const Buses& buses) {
     Json object = {{"appeared", changes.appeared},
                    {"vanished", changes.vanished},
                    {"totals", Json::array()},
                    {"processes", Json::array()},
                    {"shapes", Json::array()}};
     for (const auto& [slot, change] : changes.adapters) {
-        object["totals"].push_back(with_change(slot_object(slot), change));
+        object["totals"].push_back(with_change(object_of(kPlaceColumns, place_in(buses, slot)), change));
     }
     for (const auto& [key, change] : changed(changes.processes)) {
-        Json row = slot_object(key.first);
+        Json row = object_of(kPlaceColumns, place_in(buses, key.first));
         put_row(row, row_of(kOwnerColumns, key.second, Format::json));
         object["processes"].push_back(with_change(std::move(row), change));
     }
     for (const auto& [key, change] : changed(changes.shapes)) {
-        Json row = slot_object(key.first);
+        Json row = object_of(kPlaceColumns, place_in(buses, key.first));
         put_row(row, row_of(kShapeColumns, key.second, Format::json));
         object["shapes"].push_back(with_change(std::move(row), change));
     }
@@ -135,16 +160,16 @@ Json changes_object(const AllocationChanges& changes) {
 }
 
 // The first `top` processes and shapes.
-std::vector<ChangeLine> change_lines(const AllocationChanges& changes, std::size_t top) {
+std::vector<ChangeLine> change_lines(const AllocationChanges& changes, const Buses& buses, std::size_t top) {
     std::vector<ChangeLine> lines;
     for (const auto& [slot, change] : changes.adapters) {
-        lines.push_back({slot, "all", change, ""});
+        lines.push_back({place_in(buses, slot), "all", change, ""});
     }
     const auto add = [&](const char* by, const auto& all, auto text) {
         const auto sorted = changed(all);
         for (std::size_t at = 0; at < std::min(top, sorted.size()); ++at) {
             const auto& [key, change] = sorted[at];
-            lines.push_back({key.first, by, change, text(key.second)});
+            lines.push_back({place_in(buses, key.first), by, change, text(key.second)});
         }
     };
     add("process", changes.processes, owner_text);
@@ -152,19 +177,24 @@ std::vector<ChangeLine> change_lines(const AllocationChanges& changes, std::size
     return lines;
 }
 
-void show(Session& session, const AllocationChanges& changes, std::size_t top) {
-    session.report.members["difference"] = changes_object(changes);
+// Returns the status that --exit-code asks for.
+ExitStatus show(Session& session, const AllocationChanges& changes, const Buses& buses, const Arguments& arguments) {
+    session.report.members["difference"] = changes_object(changes, buses);
     const Format format = format_of(session);
-    const auto lines = change_lines(changes, format == Format::csv ? SIZE_MAX : top);
+    const auto lines = change_lines(changes, buses, format == Format::csv ? SIZE_MAX : arguments.top);
     show_table(session, table_of(kChangeColumns, lines, format),
                fmt::format("{} allocated, {} freed", changes.appeared, changes.vanished));
+    const bool differ = changes.appeared + changes.vanished != 0;
+    return arguments.exit_code && differ ? ExitStatus::failure : ExitStatus::ok;
 }
 
 ExitStatus run_diff(Session& session, const Arguments& arguments) {
     if (!arguments.after.empty()) {
-        Snapshot older = read_saved(arguments.before);
-        show(session, compare_snapshots(std::move(older), read_saved(arguments.after)), arguments.top);
-        return ExitStatus::ok;
+        Look older = read_saved(arguments.before);
+        Look newer = read_saved(arguments.after);
+        newer.buses.insert(older.buses.begin(), older.buses.end());
+        return show(session, compare_snapshots(std::move(older.snapshot), std::move(newer.snapshot)), newer.buses,
+                    arguments);
     }
     if (!arguments.before.empty()) {
         throw Failure{ExitStatus::usage, "usage", "kt3 alloc diff takes two files or none",
@@ -183,10 +213,14 @@ ExitStatus run_diff(Session& session, const Arguments& arguments) {
     }
     sleep_or_interrupt(arguments.wait);
     const ExitStatus status = take(after);
-    if (status == ExitStatus::ok) {
-        show(session, compare_snapshots(std::move(before), std::move(after)), arguments.top);
+    if (status != ExitStatus::ok) {
+        return status;
     }
-    return status;
+    Buses buses;
+    for (const Adapter& adapter : machine_of(session).adapters) {
+        buses[adapter.slot] = adapter.bus;
+    }
+    return show(session, compare_snapshots(std::move(before), std::move(after)), buses, arguments);
 }
 
 Json changed_form(Json form) {
@@ -199,14 +233,14 @@ Json changed_form(Json form) {
 } // namespace
 
 Json changes_form() {
-    Json process = slot_form();
+    Json process = form_of(kPlaceColumns);
     add_columns<Owner>(process, kOwnerColumns);
-    Json shape = slot_form();
+    Json shape = form_of(kPlaceColumns);
     add_columns<Shape>(shape, kShapeColumns);
     Json form = object_form();
     add_member(form, "appeared", {{"type", "integer"}});
     add_member(form, "vanished", {{"type", "integer"}});
-    add_member(form, "totals", array_form(changed_form(slot_form())));
+    add_member(form, "totals", array_form(changed_form(form_of(kPlaceColumns))));
     add_member(form, "processes", array_form(changed_form(process)));
     add_member(form, "shapes", array_form(changed_form(shape)));
     return form;
@@ -223,6 +257,7 @@ void add_alloc_diff(CLI::App& alloc, Options& options, Chosen& chosen) {
     add_seconds(diff, {"-w,--wait", "Seconds between the two looks (1)", "SECONDS"}, arguments->wait);
     add_number(diff, {"--top", "Processes and shapes on screen (10); JSON and CSV have all", "COUNT"}, {1, INT32_MAX},
                arguments->top);
+    add_flag(diff, {"--exit-code", "End with status 1 when the two looks differ"}, arguments->exit_code);
 }
 
 } // namespace kt3::cli

@@ -6,6 +6,7 @@
 #include "output/adapter.hpp"
 #include "output/schema.hpp"
 #include "output/text_table.hpp"
+#include "output/units.hpp"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -13,6 +14,7 @@
 namespace kt3::cli {
 namespace {
 
+constexpr std::size_t kLevelWidth = 7;
 constexpr std::size_t kCheckWidth = 10;
 
 const char* level_word(Level level) {
@@ -33,18 +35,21 @@ std::optional<std::string> fix_of(const Finding& finding) {
 
 constexpr Column<Finding> kFindingColumns[] = {
     member<&Finding::check>("check"),
+    member<&Finding::code>("code"),
     member<level_of>("level", {.one_of = "ok note problem"}),
     member<&Finding::slot>("slot"),
     member<&Finding::message>("message"),
     member<fix_of>("fix"),
 };
 
-std::string finding_lines(const Finding& finding, bool color) {
+std::string finding_lines(const Finding& finding, const Screen& screen) {
     const std::string where = finding.slot ? fmt::format("GPU {}: ", *finding.slot) : "";
-    std::string text = painted(fmt::format("{:<7}", level_word(finding.level)), level_paint(finding.level), color);
-    text += "  " + fact_list({{finding.check, where + finding.message}}, 0, kCheckWidth);
+    const std::string level = fmt::format("{:<{}}", level_word(finding.level), kLevelWidth);
+    const std::string line = fact_list({{level + "  " + finding.check, where + finding.message}}, 0,
+                                       kLevelWidth + 2 + kCheckWidth, screen.width);
+    std::string text = painted(level, level_paint(finding.level), screen.color) + line.substr(level.size());
     if (!finding.fix.empty()) {
-        text += fact_list({{"", "fix: " + finding.fix}}, 9, kCheckWidth);
+        text += fact_list({{"", "fix: " + finding.fix}}, kLevelWidth + 2, kCheckWidth, screen.width);
     }
     return text;
 }
@@ -84,22 +89,34 @@ Findings examine_machine(Session& session) {
     return findings;
 }
 
+// "Healthy" only when nothing is missing.
+std::string verdict_of(const Findings& findings) {
+    const auto count = [&](Level level) {
+        return static_cast<std::size_t>(std::count_if(findings.begin(), findings.end(),
+                                                      [&](const Finding& finding) { return finding.level == level; }));
+    };
+    if (count(Level::problem) == 0 && count(Level::note) == 0) {
+        return "Healthy.";
+    }
+    const std::string notes = counted(count(Level::note), "note", "notes");
+    return count(Level::problem) == 0 ? "No problem, " + notes + "."
+                                      : counted(count(Level::problem), "problem", "problems") +
+                                            (count(Level::note) == 0 ? "" : ", " + notes) + ".";
+}
+
 ExitStatus run_doctor(Session& session) {
     const Findings findings = examine_machine(session);
-    const bool color = color_of(session);
+    const Screen screen = screen_of(session);
     session.report.members["findings"] = array_of(kFindingColumns, findings);
     for (const Finding& finding : findings) {
-        session.text += finding_lines(finding, color);
+        session.text += finding_lines(finding, screen);
     }
     if (session.machine) {
         for (const Adapter& adapter : session.machine->adapters) {
             session.report.adapters.push_back(identity_of(adapter));
         }
     }
-    const auto problems = std::count_if(findings.begin(), findings.end(),
-                                        [](const Finding& finding) { return finding.level == Level::problem; });
-    session.text +=
-        problems == 0 ? "\nHealthy.\n" : fmt::format("\n{} problem{}.\n", problems, problems == 1 ? "" : "s");
+    session.text += '\n' + verdict_of(findings) + '\n';
     return status_of(findings);
 }
 

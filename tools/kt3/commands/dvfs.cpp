@@ -48,14 +48,18 @@ const Adapter& only_adapter(const std::vector<const Adapter*>& selected) {
 }
 
 std::string shown_register(const DvfsRegister& row, const Reading<std::int64_t>& reading) {
-    return reading.present() ? dvfs_text(row, reading.value()) : shown(reading);
+    if (!reading.present()) {
+        return shown(reading);
+    }
+    return dvfs_text(row, reading.value()) + (*row.unit == '\0' ? "" : " ") + row.unit;
 }
 
-std::string page_of(const Adapter& adapter, const DvfsState& state, bool color) {
-    std::string text = painted(fmt::format("GPU {}  {}", adapter.slot, screen_safe(adapter.name)), Paint::bold, color);
+std::string page_of(const Adapter& adapter, const DvfsState& state, const Screen& screen) {
+    std::string text =
+        painted(fmt::format("GPU {}  {}", adapter.slot, screen_safe(adapter.name)), Paint::bold, screen.color);
     text += '\n';
     for (const DvfsRegister& row : dvfs_registers()) {
-        text += fact_list({{row.name, shown_register(row, state.reading(row))}}, 2, kLabelWidth);
+        text += fact_list({{row.name, shown_register(row, state.reading(row))}}, 2, kLabelWidth, screen.width);
     }
     return text;
 }
@@ -68,7 +72,7 @@ ExitStatus run_get(Session& session) {
             put_reading(object["registers"], row.name, state.reading(row));
         }
         session.report.adapters.push_back(std::move(object));
-        session.text += (session.text.empty() ? "" : "\n") + page_of(*adapter, state, color_of(session));
+        session.text += (session.text.empty() ? "" : "\n") + page_of(*adapter, state, screen_of(session));
     }
     return ExitStatus::ok;
 }
@@ -88,19 +92,19 @@ const DvfsRegister& settable_register(const std::string& name) {
     return *row;
 }
 
-DvfsWish parse_assignment(const std::string& text) {
+DvfsWish parse_assignment(const std::string& text, bool forced) {
     const auto sign = text.find('=');
     if (sign == std::string::npos) {
         refuse(fmt::format("'{}': expected NAME=VALUE", text));
     }
     const DvfsRegister& row = settable_register(text.substr(0, sign));
-    return {&row, parse_dvfs_value(row, text.substr(sign + 1))};
+    return {&row, parse_dvfs_value(row, text.substr(sign + 1), forced)};
 }
 
 ExitStatus run_set(Session& session, const Arguments& arguments) {
     std::vector<DvfsWish> wishes;
     for (const std::string& text : arguments.assignments) {
-        const DvfsWish wanted = parse_assignment(text);
+        const DvfsWish wanted = parse_assignment(text, arguments.force);
         const bool twice =
             std::any_of(wishes.begin(), wishes.end(), [&](const DvfsWish& other) { return other.row == wanted.row; });
         if (twice) {
@@ -173,7 +177,7 @@ ExitStatus run_restore(Session& session, const Arguments& arguments) {
             bad_file(arguments.file, fmt::format("{} is not a whole number of 32 bits", screen_safe(name)));
         }
         const DvfsRegister& row = settable_register(name);
-        wishes.push_back({&row, checked_dvfs_value(row, value.get<std::int64_t>())});
+        wishes.push_back({&row, checked_dvfs_value(row, value.get<std::int64_t>(), arguments.force)});
     }
     return change_dvfs(session, adapter, wishes, arguments.consent);
 }
@@ -212,13 +216,17 @@ void add_dvfs(CLI::App& app, Options& options, Chosen& chosen) {
                .required = true,
                .may_be_empty = true},
               arguments->assignments);
+    add_flag(set, {"--force", "Also a clock or a voltage that no chip works with"}, arguments->force);
     add_consent(set, arguments);
     CLI::App& save = add("save", "Save the registers to a file", run_save);
     add_text(save, {.names = "file", .description = "File to write", .required = true}, arguments->file);
     CLI::App& restore = add("restore", "Set the registers as saved in a file", run_restore);
     add_text(restore, {.names = "file", .description = "File to read", .required = true, .may_be_empty = true},
              arguments->file);
-    add_flag(restore, {"--force", "Also when it was saved from another chip"}, arguments->force);
+    add_flag(
+        restore,
+        {"--force", "Also when it was saved from another chip, or holds a clock or voltage that no chip works with"},
+        arguments->force);
     add_consent(restore, arguments);
 }
 

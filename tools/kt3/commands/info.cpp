@@ -48,9 +48,9 @@ Row read_facts(const Library& library, Machine& machine, const Adapter& adapter,
     Row row;
     add_cells(row, kDriverColumns, read_driver_state(adapter, bound), format);
     add_cells(row, kVersionColumns, read_versions(adapter), format);
-    add_cells(row, kLiveColumns, read_live(library, machine, adapter), format);
+    add_cells(row, kLiveColumns, read_live(adapter), format);
     const AdapterSummary summary = read_summary(library, machine, adapter);
-    const DriverPage page = read_driver_page(library, machine, adapter);
+    const DriverPage page = read_driver_page(adapter);
     add_cells(row, kSummaryColumns, summary, format);
     add_cells(row, kPageColumns, page, format);
     add_cells(row, kLinkWidthColumns, summary, format);
@@ -71,37 +71,38 @@ std::string capitalised(std::string text) {
     return text;
 }
 
-std::string fact_line(const char* label, const Cell& cell, std::size_t indent, std::size_t width) {
-    return fact_list({{label, shown(cell.value, cell.heading->look.unit)}}, indent, width);
+std::string fact_line(const char* label, const Cell& cell, std::size_t indent, std::size_t label_width,
+                      const Screen& screen) {
+    return fact_list({{label, shown(cell.value, cell.heading->look.unit)}}, indent, label_width, screen.width);
 }
 
 // One line when all facts of a group are absent for the same reason.
-std::string group_lines(std::span<const Cell> group, bool color) {
+std::string group_lines(std::span<const Cell> group, const Screen& screen) {
     const Cell& first = group.front();
     const std::string heading = capitalised(first.heading->look.group);
     const bool same = std::all_of(group.begin(), group.end(),
                                   [&](const Cell& cell) { return cell.value.why() == first.value.why(); });
     if (same && first.value.why()) {
-        return fact_line(heading.c_str(), first, 2, kLabelWidth + 2);
+        return fact_line(heading.c_str(), first, 2, kLabelWidth + 2, screen);
     }
-    std::string text = "  " + painted(heading, Paint::bold, color) + '\n';
+    std::string text = "  " + painted(heading, Paint::bold, screen.color) + '\n';
     for (const Cell& cell : group) {
-        text += fact_line(cell.heading->text, cell, 4, kLabelWidth);
+        text += fact_line(cell.heading->text, cell, 4, kLabelWidth, screen);
     }
     return text;
 }
 
-std::string page_of(const Adapter& adapter, const Row& facts, bool color) {
+std::string page_of(const Adapter& adapter, const Row& facts, const Screen& screen) {
     const std::string heading = fmt::format("GPU {}  {}", adapter.slot, screen_safe(adapter.name));
-    std::string text = painted(heading, Paint::bold, color) + '\n';
+    std::string text = painted(heading, Paint::bold, screen.color) + '\n';
     for (const Cell& cell : row_of(kHead, adapter, Format::text)) {
-        text += fact_line(cell.heading->text, cell, 2, kLabelWidth + 2);
+        text += fact_line(cell.heading->text, cell, 2, kLabelWidth + 2, screen);
     }
     for (auto group = facts.begin(); group != facts.end();) {
         const std::string_view name = group->heading->look.group;
         const auto end =
             std::find_if(group, facts.end(), [&](const Cell& cell) { return cell.heading->look.group != name; });
-        text += group_lines({group, end}, color);
+        text += group_lines({group, end}, screen);
         group = end;
     }
     return text;
@@ -110,10 +111,11 @@ std::string page_of(const Adapter& adapter, const Row& facts, bool color) {
 ExitStatus run_info(Session& session) {
     for (const Adapter* adapter : selected_adapters(session)) {
         const Row facts = read_bound_facts(library_of(session), machine_of(session), *adapter, format_of(session));
+        note_absences(session.report, adapter->slot, facts);
         Json object = identity_of(*adapter);
         put_row(object, facts);
         session.report.adapters.push_back(std::move(object));
-        session.text += (session.text.empty() ? "" : "\n") + page_of(*adapter, facts, color_of(session));
+        session.text += (session.text.empty() ? "" : "\n") + page_of(*adapter, facts, screen_of(session));
     }
     return ExitStatus::ok;
 }

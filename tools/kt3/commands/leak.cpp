@@ -64,16 +64,16 @@ std::string owners_text(const Leak& leak) {
 }
 
 // clang-format off
-// After the slot, with the shape between them and the owners.
+// After the place, with the shape between them and the owners.
 constexpr Column<Leak> kLeakColumns[] = {
     column<live_of>               ("live",          "LIVE"),
-    column<growth_of, growth_text>("growth",        "GROWTH"),
+    column<growth_of, growth_text>("growth",        "GROWTH",        {.rank = Rank::stays}),
     column<growing_of>            ("growing_looks", "GREW IN A ROW"),
-    column<lived_of>              ("lived_looks",   "LIVED"),
+    column<lived_of>              ("lived_looks",   "LIVED",         {.rank = Rank::first}),
     column<memory_of>             ("live_bytes",    "MEMORY"),
 };
 constexpr Column<Leak> kOwnersColumn[] = {
-    column<owners_text>("owners", "OWNERS"),
+    column<owners_text>("owners", "OWNERS", {.rank = Rank::stays}),
 };
 
 // In JSON the shape comes first, and the list of owners last.
@@ -102,8 +102,8 @@ std::vector<Leak> leaks_by_growth(const LeakGroups& groups, const OpenDevices& d
     return found;
 }
 
-Json leak_object(int slot, const Leak& leak) {
-    Json object = slot_object(slot);
+Json leak_object(const Place& place, const Leak& leak) {
+    Json object = object_of(kPlaceColumns, place);
     put_row(object, row_of(kShapeColumns, leak.shape, Format::json));
     put_row(object, row_of(kLeakMembers, leak, Format::json));
     object["owners"] = Json::array();
@@ -114,16 +114,18 @@ Json leak_object(int slot, const Leak& leak) {
     return object;
 }
 
-Table leak_table(int slot, std::span<const Leak> found, Format format) {
-    Table table = slot_table();
+Table leak_table(const Place& place, std::span<const Leak> found, Format format) {
+    Table table;
+    add_headings<Place>(table, kPlaceColumns, format);
     add_headings<Leak>(table, kLeakColumns, format);
     add_headings<Shape>(table, kShapeColumns, format);
     add_headings<Leak>(table, kOwnersColumn, format);
     for (const Leak& leak : found) {
-        Row row = row_of(kLeakColumns, leak, format);
+        Row row = row_of(kPlaceColumns, place, format);
+        add_cells(row, kLeakColumns, leak, format);
         add_cells(row, kShapeColumns, leak.shape, format);
         add_cells(row, kOwnersColumn, leak, format);
-        add_slot_row(table, slot, row, format);
+        add_row(table, row, format);
     }
     return table;
 }
@@ -132,18 +134,19 @@ Table leak_table(int slot, std::span<const Leak> found, Format format) {
 
 const Adapter& watched_adapter(Session& session) {
     const auto adapters = memory_adapters(session);
-    if (adapters.size() > 1 && session.options.gpu == "all") {
+    if (adapters.size() > 1 && names_all(session.options.gpus) && !session.options.gpus.empty()) {
         throw Failure{ExitStatus::usage, "usage", "kt3 leak watches one adapter", "choose it with -g SLOT"};
     }
     return *adapters.front(); // also without --gpu
 }
 
-std::string verdict_of(const std::vector<Leak>& found) {
+std::string verdict_of(const std::vector<Leak>& found, std::size_t width) {
     std::string verdict;
     for (const Leak& leak : found) {
         if (leak.leaks) {
-            verdict += fmt::format("grew in {} looks in a row: {}; {}\n", leak.group.longest, shape_text(leak.shape),
-                                   screen_safe(owners_text(leak)));
+            const std::string line = fmt::format("grew in {} looks in a row: {}; {}", leak.group.longest,
+                                                 shape_text(leak.shape), screen_safe(owners_text(leak)));
+            verdict += wrapped(line, width, 2) + '\n';
         }
     }
     return verdict;
@@ -151,14 +154,14 @@ std::string verdict_of(const std::vector<Leak>& found) {
 
 void show(Session& session, const Adapter& adapter, const std::vector<Leak>& found, const Arguments& arguments) {
     for (const Leak& leak : found) {
-        session.report.members["groups"].push_back(leak_object(adapter.slot, leak));
+        session.report.members["groups"].push_back(leak_object(place_of(adapter), leak));
     }
     const bool csv = format_of(session) == Format::csv;
     const std::span<const Leak> shown(found.data(), csv ? found.size() : std::min(found.size(), arguments.top));
-    show_table(session, leak_table(adapter.slot, shown, format_of(session)),
-               fmt::format("{}  {} looks, {} s apart", adapter_heading(session, adapter), arguments.watch.looks,
-                           arguments.watch.wait));
-    const std::string verdict = verdict_of(found);
+    show_table(session, leak_table(place_of(adapter), shown, format_of(session)),
+               adapter_heading(session, adapter,
+                               fmt::format("  {} looks, {} s apart", arguments.watch.looks, arguments.watch.wait)));
+    const std::string verdict = verdict_of(found, screen_of(session).width);
     if (!csv && !verdict.empty()) {
         session.text += '\n' + painted(verdict, Paint::bad, color_of(session));
     }
@@ -190,7 +193,7 @@ ExitStatus run_leak(Session& session, const Arguments& arguments) {
 std::vector<DocumentForm> describe_leak() {
     Json owner = form_of(kOwnerColumns);
     add_member(owner, "live", {{"type", "integer"}});
-    Json leak = slot_form();
+    Json leak = form_of(kPlaceColumns);
     add_columns<Shape>(leak, kShapeColumns);
     add_columns<Leak>(leak, kLeakMembers);
     add_member(leak, "owners", array_form(owner));

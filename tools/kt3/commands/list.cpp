@@ -15,7 +15,9 @@ ExitStatus run_list(Session& session) {
     add_headings<Adapter>(table, kAdapterColumns, format_of(session));
     for (const Adapter* adapter : selected_adapters(session)) {
         session.report.adapters.push_back(identity_of(*adapter));
-        add_row(table, row_of(kAdapterColumns, *adapter, format_of(session)), format_of(session));
+        const Row row = row_of(kAdapterColumns, *adapter, format_of(session));
+        note_absences(session.report, adapter->slot, row);
+        add_row(table, row, format_of(session));
     }
     session.text = table_text(session, table);
     if (session.machine->third_hidden) {

@@ -5,46 +5,71 @@
 #include "output/metric.hpp"
 #include "kt3/adapter_choice.hpp"
 #include "kt3/arguments.hpp"
+#include "kt3/clock_text.hpp"
 #include "kt3/command_table.hpp"
+#include "kt3/repeated.hpp"
 #include "observe/adapter/binding.hpp"
 #include "observe/interrupt.hpp"
 #include "output/schema.hpp"
 
 #include <fmt/format.h>
 #include <memory>
-#include <optional>
+#include <string_view>
+#include <vector>
 
 namespace kt3::cli {
 namespace {
 
 struct Arguments {
-    std::optional<double> wait; // seconds between samples
-    std::optional<std::uint64_t> count;
+    Repetition repetition;
+    bool no_rates = false;
 };
 
-constexpr double kUsualWait = 1;
+constexpr double kLookForRates = 0.2; // seconds between two looks, so that there are rates
 
 struct LineCell {
     const char* heading;
-    const char* key;
+    const char* key; // null for what is not a reading
     int width;
+    int rank; // on a narrow screen those of the lowest rank go first
 };
 
 // clang-format off
 // The line of a sample: what most look for. JSON and CSV have all of it.
 constexpr LineCell kLine[] = {
-    {"engine MHz",  "engine_mhz",          10},
-    {"memory MHz",  "memory_mhz",          10},
-    {"temp C",      "temperature_c",        6},
-    {"3D %",        "engine_3d_percent",    5},
-    {"codec %",     "video_codec_percent",  7},
-    {"post %",      "video_post_percent",   6},
-    {"frames/s",    "frames_per_s",         9},
-    {"interval s",  "interval_s",          10},
-    {"fb used MiB", "fb_used_mib",         11},
-    {"link",        "link_width",           5},
+    {"time",        nullptr,               12, 6},
+    {"GPU",         nullptr,                3, 9},
+    {"bus id",      nullptr,               12, 1},
+    {"engine MHz",  "engine_mhz",          10, 8},
+    {"memory MHz",  "memory_mhz",          10, 4},
+    {"temp C",      "temperature_c",        6, 8},
+    {"3D %",        "engine_3d_percent",    5, 8},
+    {"codec %",     "video_codec_percent",  7, 3},
+    {"post %",      "video_post_percent",   6, 2},
+    {"frames/s",    "frames_per_s",         9, 7},
+    {"interval s",  "interval_s",          10, 1},
+    {"fb used MiB", "fb_used_mib",         11, 5},
+    {"link",        "link_width",           5, 1},
 };
+constexpr int kLowestRank = 1;
+constexpr int kHighestRank = 9;
 // clang-format on
+
+// The cells that fit.
+std::vector<LineCell> line_cells(std::size_t width) {
+    std::vector<LineCell> cells(std::begin(kLine), std::end(kLine));
+    const auto length = [&] {
+        std::size_t sum = 0;
+        for (const LineCell& cell : cells) {
+            sum += static_cast<std::size_t>(cell.width) + 2;
+        }
+        return sum - 2;
+    };
+    for (int rank = kLowestRank; width != 0 && rank < kHighestRank && length() > width; ++rank) {
+        std::erase_if(cells, [&](const LineCell& cell) { return cell.rank == rank; });
+    }
+    return cells;
+}
 
 // An adapter of the stream: bound for one sample, or for all of them.
 struct Source {
@@ -64,14 +89,18 @@ struct Source {
     }
 };
 
-MovingReadings read_moving(const Library& library, Machine& machine, const Adapter& adapter) {
-    return {read_live(library, machine, adapter), read_usage(library, adapter),
-            read_driver_page(library, machine, adapter), read_link_width(adapter)};
+MovingReadings read_moving(const Adapter& adapter) {
+    return {read_live(adapter), read_usage(adapter), read_driver_page(adapter), read_link_width(adapter)};
 }
 
-Row take_sample(const Library& library, Machine& machine, Source& source, bool stays_bound, Format format) {
+Row take_sample(const Library& library, Machine& machine, Source& source, bool look_twice, bool stays_bound,
+                Format format) {
     source.bind(library, machine);
-    const MovingReadings moving = read_moving(library, machine, *source.adapter);
+    if (source.sampler && look_twice) {
+        static_cast<void>(source.sampler->sample());
+        sleep_or_interrupt(kLookForRates);
+    }
+    const MovingReadings moving = read_moving(*source.adapter);
     const ModuleReadings counted =
         source.sampler ? source.sampler->sample() : no_module_readings(Absence::not_on_this_chip);
     if (!stays_bound) {
@@ -86,24 +115,48 @@ Row take_sample(const Library& library, Machine& machine, Source& source, bool s
     return row;
 }
 
-std::string heading_line() {
-    std::string line = "GPU";
-    for (const LineCell& cell : kLine) {
-        line += fmt::format("  {:>{}}", cell.heading, cell.width);
+std::string heading_line(const std::vector<LineCell>& cells) {
+    std::string line;
+    for (const LineCell& cell : cells) {
+        line += fmt::format("{}{:>{}}", line.empty() ? "" : "  ", cell.heading, cell.width);
+    }
+    return line;
+}
+
+std::string cell_of(const LineCell& cell, const Moment& moment, const Adapter& adapter, const Row& row) {
+    if (cell.key != nullptr) {
+        return cell_named(row, cell.key).value.text();
+    }
+    const std::string_view heading = cell.heading;
+    return heading == "time" ? moment.local : heading == "GPU" ? std::to_string(adapter.slot) : bus_text(adapter.bus);
+}
+
+std::string sample_line(const std::vector<LineCell>& cells, const Moment& moment, const Adapter& adapter,
+                        const Row& row, bool color) {
+    std::string line;
+    for (const LineCell& cell : cells) {
+        const std::string text = fmt::format("{:>{}}", cell_of(cell, moment, adapter, row), cell.width);
+        const Paint paint = cell.key == nullptr ? Paint::plain : paint_of(cell_named(row, cell.key));
+        line += (line.empty() ? "" : "  ") + painted(text, paint, color);
     }
     return line + '\n';
 }
 
-std::string sample_line(const Adapter& adapter, const Row& row) {
-    std::string line = fmt::format("{:>3}", adapter.slot);
+// The readings of the line.
+Row cells_shown(const Row& row) {
+    Row shown;
     for (const LineCell& cell : kLine) {
-        line += fmt::format("  {:>{}}", cell_named(row, cell.key).value.text(), cell.width);
+        if (cell.key != nullptr) {
+            shown.push_back(cell_named(row, cell.key));
+        }
     }
-    return line + '\n';
+    return shown;
 }
 
-std::string csv_lines(const Adapter& adapter, const Row& row, bool with_heading) {
-    Table table{{{"", "slot"}}, {{std::to_string(adapter.slot)}}};
+std::string csv_lines(const Moment& moment, std::uint64_t sample, const Adapter& adapter, const Row& row,
+                      bool with_heading) {
+    Table table{{{"", "time"}, {"", "sample"}, {"", "bdf"}, {"", "slot"}},
+                {{moment.utc, std::to_string(sample), bus_text(adapter.bus), std::to_string(adapter.slot)}}};
     for (const Cell& cell : row) {
         add_heading(table, *cell.heading);
         table.rows[0].push_back(cell.value.csv());
@@ -112,35 +165,61 @@ std::string csv_lines(const Adapter& adapter, const Row& row, bool with_heading)
     return with_heading ? text : text.substr(text.find('\n') + 1);
 }
 
-void add_sample(Session& session, const Adapter& adapter, const Row& row, bool first) {
+// What a sample consists of, beside the row of each adapter.
+struct Sample {
+    std::uint64_t number;
+    Moment moment;
+    bool first_line; // of the output
+};
+
+void add_sample(Session& session, const Sample& sample, const Adapter& adapter, const Row& row) {
+    note_absences(session.report, adapter.slot, row);
     if (format_of(session) == Format::json) {
         Json object = identity_of(adapter);
         put_row(object, row);
         session.report.adapters.push_back(std::move(object));
     } else if (format_of(session) == Format::csv) {
-        session.text += csv_lines(adapter, row, first);
+        session.text += csv_lines(sample.moment, sample.number, adapter, row, sample.first_line);
     } else {
-        session.text += (first ? heading_line() : "") + sample_line(adapter, row);
+        const std::vector<LineCell> cells = line_cells(screen_of(session).width);
+        if (sample.first_line) {
+            session.text += painted(heading_line(cells), Paint::bold, color_of(session)) + '\n';
+        }
+        session.text += sample_line(cells, sample.moment, adapter, row, color_of(session));
+        const Row shown = cells_shown(row);
+        if (sample.number == 0 && nothing_read(shown)) { // once a stream
+            session.text +=
+                fmt::format("GPU {}: no values: {}\n", adapter.slot, reason_words(*shown.front().value.why()));
+        }
     }
 }
 
 ExitStatus run_metric(Session& session, const Arguments& arguments) {
-    const std::uint64_t count = arguments.count.value_or(arguments.wait ? 0 : 1); // 0: until interrupted
+    const Repetition& repetition = arguments.repetition;
+    const std::uint64_t count = repetition.once() ? 1 : repetition.count.value_or(0); // 0: until interrupted
     session.streaming = true; // a failure before the first sample is one line of JSON, too
+    if (!repetition.once()) {
+        session.output.follow();
+    }
     std::vector<Source> sources;
     for (const Adapter* adapter : selected_adapters(session)) {
         sources.push_back({adapter, nullptr, nullptr});
     }
+    // One adapter stays bound; of several each has rates in a single sample only.
+    const bool stays_bound = sources.size() == 1;
     for (std::uint64_t number = 0; count == 0 || number < count; ++number) {
         if (number > 0) {
-            sleep_or_interrupt(arguments.wait.value_or(kUsualWait));
+            sleep_or_interrupt(repetition.wait.value_or(kUsualWait));
         }
+        const bool look_twice = !arguments.no_rates && number == 0 && (stays_bound || count == 1);
         for (Source& source : sources) {
-            const Row row =
-                take_sample(library_of(session), machine_of(session), source, sources.size() == 1, format_of(session));
-            add_sample(session, *source.adapter, row, number == 0 && &source == sources.data());
+            const Row row = take_sample(library_of(session), machine_of(session), source, look_twice, stays_bound,
+                                        format_of(session));
+            add_sample(session, {number, this_moment(), number == 0 && &source == sources.data()}, *source.adapter,
+                       row);
         }
         session.report.members["sample"] = number;
+        session.report.members["time"] = this_moment().utc;
         flush_sample(session);
     }
     return ExitStatus::ok;
@@ -155,7 +234,7 @@ std::vector<DocumentForm> describe_metric() {
     add_columns<BusyReadings>(adapter, kBusyColumns);
     add_columns<FrameReadings>(adapter, kFrameColumns);
     add_columns<BandwidthReadings>(adapter, kBandwidthColumns);
-    return {{{"metric"}, adapter, {{"sample", {{"type", "integer"}, {"minimum", 0}}}}}};
+    return {{{"metric"}, adapter, {{"sample", {{"type", "integer"}, {"minimum", 0}}}, {"time", {{"type", "string"}}}}}};
 }
 
 void add_metric(CLI::App& app, Options& options, Chosen& chosen) {
@@ -163,9 +242,8 @@ void add_metric(CLI::App& app, Options& options, Chosen& chosen) {
     CLI::App& command = add_command(app, "metric", "Sample clocks, temperature, usage, frame rate and bandwidth",
                                     options, chosen, {.gpu = true, .csv = true},
                                     [arguments](Session& session) { return run_metric(session, *arguments); });
-    add_seconds(command, {"-w,--wait", "Time between samples; without --count until interrupted", "SECONDS"},
-                arguments->wait);
-    add_number(command, {"-n,--count", "Number of samples", "COUNT"}, {1, 1'000'000'000'000}, arguments->count);
+    add_repetition(command, arguments->repetition);
+    add_flag(command, {"--no-rates", "Look once only: the first sample has no rates"}, arguments->no_rates);
 }
 
 } // namespace kt3::cli

@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
 
@@ -37,10 +38,17 @@ std::string preference_file() {
 
 [[noreturn]] void file_error(const std::string& verb, const std::string& path, int error) {
     const bool denied = error == EACCES || error == EPERM || error == EROFS;
-    const std::string folder = path.substr(0, path.rfind('/'));
     throw Failure{denied ? ExitStatus::permission : ExitStatus::failure, "preference_file",
-                  fmt::format("cannot {} {}: {}", verb, path, std::strerror(error)),
-                  error == ENOENT ? "mkdir -p " + folder : ""};
+                  fmt::format("cannot {} {}: {}", verb, path, std::strerror(error)), ""};
+}
+
+// The library writes into a folder that exists only.
+void make_folder_of(const std::string& path) {
+    std::error_code error;
+    std::filesystem::create_directories(path.substr(0, path.rfind('/')), error);
+    if (error) {
+        file_error("write", path, error.value());
+    }
 }
 
 std::string read_file(const std::string& path) {
@@ -227,7 +235,7 @@ ExitStatus run_set(Session& session, const Arguments& arguments) {
     if (!why.empty()) {
         refuse(why);
     }
-    if (session.options.gpu.empty() && !arguments.gpu_name && !arguments.bus && !arguments.value) {
+    if (session.options.gpus.empty() && !arguments.gpu_name && !arguments.bus && !arguments.value) {
         refuse("nothing to set: give --gpu, --bus, --gpu-name or --value");
     }
     const std::string path = preference_file();
@@ -236,7 +244,7 @@ ExitStatus run_set(Session& session, const Arguments& arguments) {
     Preference after = before == nullptr ? Preference{} : *before;
     after.name = application_name(arguments.application);
     after.path = arguments.application;
-    if (!session.options.gpu.empty()) {
+    if (!session.options.gpus.empty()) {
         take_adapter(selected_adapters(session), after);
     }
     apply_arguments(arguments, after);
@@ -244,6 +252,7 @@ ExitStatus run_set(Session& session, const Arguments& arguments) {
         show_change(session, {"kept", before, &after});
         return ExitStatus::ok;
     }
+    make_folder_of(path);
     (void)take_log_lines();
     auto node = node_of(after);
     KT3_ENTRY(library_of(session), set_gpu_preference)(&node);

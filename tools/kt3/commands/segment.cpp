@@ -9,6 +9,7 @@
 #include "output/segments.hpp"
 
 #include <fmt/format.h>
+#include <memory>
 
 namespace kt3::cli {
 namespace {
@@ -53,10 +54,19 @@ void look_at(Session& session, const Adapter& adapter) {
         return;
     }
     show_table(session, screen_table(session, read),
-               adapter_heading(session, adapter) + fmt::format("  from the {}", source_words(read.source)));
-    if (read.source == SegmentSource::heap_pages) {
-        session.text += "* less whole multiples of 4 GiB: the library keeps 32 bits of the heap pages' figures\n";
+               adapter_heading(session, adapter, fmt::format("  from the {}", source_words(read.source))));
+    if (read.source == SegmentSource::node) {
+        session.text += wrapped("rounded down to thousands of kilobytes: the node counts kilobytes of 1000 bytes",
+                                screen_of(session).width, 2) +
+                        '\n';
     }
+}
+
+ExitStatus run_segment(Session& session, const Repetition& repetition) {
+    return repeat(session, repetition, [&] {
+        session.report.members["segments"] = Json::array();
+        return for_each_bound(session, [&](const Adapter& adapter) { look_at(session, adapter); });
+    });
 }
 
 } // namespace
@@ -68,11 +78,11 @@ std::vector<DocumentForm> describe_segment() {
 }
 
 void add_segment(CLI::App& app, Options& options, Chosen& chosen) {
-    add_command(app, "segment", "Show size and use of an adapter's memory segments", options, chosen,
-                {.gpu = true, .csv = true}, [](Session& session) {
-                    session.report.members["segments"] = Json::array();
-                    return for_each_bound(session, [&](const Adapter& adapter) { look_at(session, adapter); });
-                });
+    const auto repetition = std::make_shared<Repetition>();
+    CLI::App& segment = add_command(app, "segment", "Show size and use of an adapter's memory segments", options,
+                                    chosen, {.gpu = true, .csv = true},
+                                    [repetition](Session& session) { return run_segment(session, *repetition); });
+    add_repetition(segment, *repetition);
 }
 
 } // namespace kt3::cli

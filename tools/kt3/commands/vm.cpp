@@ -27,6 +27,8 @@ struct Arguments {
     std::string client; // directory or process id; empty for all
     std::string svg;
     std::string before, after;
+    bool exit_code = false;
+    bool rows = false; // as objects
 };
 
 bool wanted(const VmClient& client, const Arguments& arguments) {
@@ -47,7 +49,7 @@ std::string said_when_empty(std::string text, const char* words) {
 ExitStatus report_findings(Session& session, const std::vector<DumpFinding>& findings) {
     session.report.members["findings"] = findings_json(findings);
     if (format_of(session) == Format::text) {
-        const std::string text = findings_text(findings, color_of(session));
+        const std::string text = findings_text(findings, screen_of(session));
         session.text += (session.text.empty() || text.empty() ? "" : "\n") + text;
     } else if (format_of(session) == Format::csv) {
         for (const DumpFinding& finding : findings) {
@@ -83,19 +85,19 @@ ExitStatus run_clients(Session& session, const Arguments& arguments) {
     return report_findings(session, read.findings);
 }
 
-std::string trees_text(const std::vector<VmClient>& clients, bool color) {
+std::string trees_text(const std::vector<VmClient>& clients, const Screen& screen) {
     std::string text;
     for (const VmClient& client : clients) {
-        text += (text.empty() ? "" : "\n") + tree_text(client, color);
+        text += (text.empty() ? "" : "\n") + tree_text(client, screen);
     }
     return text;
 }
 
-void write_clients(JsonStream& json, const std::vector<VmClient>& clients) {
+void write_clients(JsonStream& json, const std::vector<VmClient>& clients, RowForm form) {
     json.key("clients");
     json.begin_array();
     for (const VmClient& client : clients) {
-        write_client(json, client);
+        write_client(json, client, form);
     }
     json.end_array();
 }
@@ -105,10 +107,11 @@ ExitStatus run_pagetable(Session& session, const Arguments& arguments) {
     if (format_of(session) == Format::csv) {
         session.text = comma_separated(flat_rows(read.clients));
     } else if (format_of(session) == Format::text) {
-        session.text = said_when_empty(trees_text(read.clients, color_of(session)), "no clients\n");
+        session.text = said_when_empty(trees_text(read.clients, screen_of(session)), "no clients\n");
     } else {
-        session.report.write_more = [clients = std::move(read.clients)](JsonStream& json) {
-            write_clients(json, clients);
+        const RowForm form = arguments.rows ? RowForm::objects : RowForm::arrays;
+        session.report.write_more = [clients = std::move(read.clients), form](JsonStream& json) {
+            write_clients(json, clients, form);
         };
     }
     return report_findings(session, read.findings);
@@ -130,7 +133,7 @@ ExitStatus run_nodes(Session& session, const Arguments& arguments) {
     session.report.members["nodes"] = nodes_json(read.nodes);
     session.text = format_of(session) == Format::csv
                        ? comma_separated(node_rows(read.nodes))
-                       : said_when_empty(nodes_text(read.nodes, color_of(session)), "no nodes\n");
+                       : said_when_empty(nodes_text(read.nodes, screen_of(session)), "no nodes\n");
     return report_findings(session, read.findings);
 }
 
@@ -141,10 +144,10 @@ void write_picture(const support::Fd& standard_output, const std::string& path,
     file.finish();
 }
 
-std::string maps_text(const std::vector<AddressSpace>& spaces, bool color) {
+std::string maps_text(const std::vector<AddressSpace>& spaces, const Screen& screen) {
     std::string text;
     for (const AddressSpace& space : spaces) {
-        text += (text.empty() ? "" : "\n") + map_text(space, color);
+        text += (text.empty() ? "" : "\n") + map_text(space, screen);
     }
     return text;
 }
@@ -158,7 +161,7 @@ ExitStatus run_map(Session& session, const Arguments& arguments) {
     }
     session.text = format_of(session) == Format::csv
                        ? comma_separated(span_rows(spaces))
-                       : said_when_empty(maps_text(spaces, color_of(session)), "no nodes\n");
+                       : said_when_empty(maps_text(spaces, screen_of(session)), "no nodes\n");
     if (!arguments.svg.empty()) {
         write_picture(session.output.standard_output(), arguments.svg, spaces);
     }
@@ -180,6 +183,15 @@ Json read_dump(const std::string& path) {
     if (!document.contains(command == "\"vm nodes\"" ? "nodes" : "clients")) {
         no_dump(path, "the command that wrote it failed");
     }
+    try {
+        if (document.contains("clients")) {
+            for (Json& client : document["clients"]) {
+                unfold_rows(client);
+            }
+        }
+    } catch (const Json::exception&) {
+        no_dump(path, "the rows of a client are damaged");
+    }
     return document;
 }
 
@@ -188,8 +200,8 @@ ExitStatus run_diff(Session& session, const Arguments& arguments) {
     const std::vector<DumpDifference> differences = compare_dumps(before, read_dump(arguments.after));
     session.report.members["differences"] = differences_json(differences);
     session.text = format_of(session) == Format::csv ? comma_separated(difference_rows(differences))
-                                                     : differences_text(differences, color_of(session));
-    return ExitStatus::ok;
+                                                     : differences_text(differences, screen_of(session));
+    return arguments.exit_code && !differences.empty() ? ExitStatus::failure : ExitStatus::ok;
 }
 
 using Run = ExitStatus (*)(Session&, const Arguments&);
@@ -222,13 +234,16 @@ void add_vm(CLI::App& app, Options& options, Chosen& chosen) {
     constexpr const char* kClient = "Only this client: its directory or its process id";
     constexpr const char* kProcess = "Only the client with this process id";
     add_reading("clients", "List the clients with the size of their page tables", kClient, run_clients);
-    add_reading("pagetable", "Show page tables: a tree, or rows with --csv and --json", kClient, run_pagetable);
+    CLI::App& pagetable =
+        add_reading("pagetable", "Show page tables: a tree, or rows with --csv and --json", kClient, run_pagetable);
+    add_flag(pagetable, {"--rows", "With --json: rows as objects instead of arrays"}, arguments->rows);
     add_reading("nodes", "Show allocation nodes by process", kProcess, run_nodes);
     CLI::App& map = add_reading("map", "Draw what is used of each process's GPU address space", kProcess, run_map);
     add_text(map, {"--svg", "Draw it into FILE as well", "FILE"}, arguments->svg);
     CLI::App& diff = add("diff", "Compare two files that pagetable --json or nodes --json wrote", run_diff);
     add_text(diff, {.names = "before", .description = "The older file", .required = true}, arguments->before);
     add_text(diff, {.names = "after", .description = "The newer file", .required = true}, arguments->after);
+    add_flag(diff, {"--exit-code", "End with status 1 when the two files differ"}, arguments->exit_code);
 }
 
 } // namespace kt3::cli

@@ -10,45 +10,53 @@ using Number = Reading<std::int64_t>;
 
 struct NodeNumber {
     Number LiveReadings::*into;
-    Number (*read)(const Library&, const Adapter&, std::int32_t);
+    Number (*read)(const Adapter&, std::int32_t, Quantity);
     std::int32_t index; // of the node
+    Quantity quantity;
 };
 
-Number read_degrees(const Library& library, const Adapter& adapter, std::int32_t) {
-    return read_temperature(library, adapter);
+Number read_degrees(const Adapter& adapter, std::int32_t, Quantity) {
+    return read_temperature(adapter);
 }
 
 // clang-format off
 // In the order in which they are read.
 constexpr NodeNumber kNumbers[] = {
-    {&LiveReadings::engine_mhz,    read_number,       nodes::kEclk},
-    {&LiveReadings::video_mhz,     read_number,       nodes::kVclk},
-    {&LiveReadings::memory_mhz,    read_number,       nodes::kMclk},
-    {&LiveReadings::core_mhz,      read_number,       nodes::kCoreclk},
-    {&LiveReadings::temperature_c, read_degrees,      {}},
-    {&LiveReadings::fan_speed,     read_number,       nodes::kFanSpeed},
-    {&LiveReadings::fan0_rpm,      read_hwmon_number, nodes::kFan0},
-    {&LiveReadings::fan1_rpm,      read_hwmon_number, nodes::kFan1},
-    {&LiveReadings::fb_size_mib,   read_number,       nodes::kFbSize},
-    {&LiveReadings::fb_free_mib,   read_number,       nodes::kFreeFbMem},
-    {&LiveReadings::channels,      read_number,       nodes::kMiuChannelNum},
+    {&LiveReadings::engine_mhz,    read_number,  nodes::kEclk,          Quantity::megahertz},
+    {&LiveReadings::video_mhz,     read_number,  nodes::kVclk,          Quantity::megahertz},
+    {&LiveReadings::memory_mhz,    read_number,  nodes::kMclk,          Quantity::megahertz},
+    {&LiveReadings::core_mhz,      read_number,  nodes::kCoreclk,       Quantity::megahertz},
+    {&LiveReadings::temperature_c, read_degrees, nodes::kTemperature,   Quantity::degrees},
+    {&LiveReadings::fan_speed,     read_number,  nodes::kFanSpeed,      Quantity::any},
+    {&LiveReadings::fan0_rpm,      read_sensor,  nodes::kFan0,          Quantity::any},
+    {&LiveReadings::fan1_rpm,      read_sensor,  nodes::kFan1,          Quantity::any},
+    {&LiveReadings::fb_size_mib,   read_number,  nodes::kFbSize,        Quantity::any},
+    {&LiveReadings::fb_free_mib,   read_number,  nodes::kFreeFbMem,     Quantity::any},
+    {&LiveReadings::channels,      read_number,  nodes::kMiuChannelNum, Quantity::any},
 };
 // clang-format on
 
+// More free memory than there is.
+bool contradicts(const Number& free, const Number& size) {
+    return free.present() && size.present() && (free.value() > size.value() || free.value() < 0);
+}
+
 } // namespace
 
-LiveReadings read_live(const Library& library, Machine& machine, const Adapter& adapter) {
-    make_current(library, machine, adapter);
+LiveReadings read_live(const Adapter& adapter) {
     LiveReadings live;
     for (const NodeNumber& row : kNumbers) {
-        live.*row.into = row.read(library, adapter, row.index);
+        live.*row.into = row.read(adapter, row.index, row.quantity);
+    }
+    if (contradicts(live.fb_free_mib, live.fb_size_mib)) {
+        live.fb_free_mib = Implausible{std::to_string(live.fb_free_mib.value())};
     }
     return live;
 }
 
-UsageReadings read_usage(const Library& library, const Adapter& adapter) {
-    return {read_number(library, adapter, nodes::kEngine3dUsage), read_number(library, adapter, nodes::kEngineVcpUsage),
-            read_number(library, adapter, nodes::kEngineVppUsage)};
+UsageReadings read_usage(const Adapter& adapter) {
+    const auto percent = [&](nodes::NodeIndex node) { return read_number(adapter, node, Quantity::percent); };
+    return {percent(nodes::kEngine3dUsage), percent(nodes::kEngineVcpUsage), percent(nodes::kEngineVppUsage)};
 }
 
 Versions read_versions(const Adapter& adapter) {

@@ -17,13 +17,13 @@ struct LiveReadings {
     Reading<std::int64_t> fb_size_mib, fb_free_mib;
     Reading<std::int64_t> channels;
 };
-[[nodiscard]] LiveReadings read_live(const Library& library, Machine& machine, const Adapter& adapter);
+[[nodiscard]] LiveReadings read_live(const Adapter& adapter);
 
 // How busy the engines were. The driver counts it only for a bound adapter.
 struct UsageReadings {
     Reading<std::int64_t> engine_3d_percent, video_codec_percent, video_post_percent;
 };
-[[nodiscard]] UsageReadings read_usage(const Library& library, const Adapter& adapter);
+[[nodiscard]] UsageReadings read_usage(const Adapter& adapter);
 
 struct Versions {
     Reading<std::string> driver, release_date, vbios, pmp;

@@ -4,16 +4,26 @@
 #include "observe/interrupt.hpp"
 #include "observe/text.hpp"
 #include "support/owned.hpp"
+#include "support/text_edges.hpp"
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstdlib>
 #include <fcntl.h>
 
 namespace kt3::observe {
 namespace {
 
 constexpr std::size_t kPageBytes = 4096;
+
+// A sensor value of this size or more is in thousandths.
+constexpr std::int64_t kThousandths = 1000;
+
+// Without white space at its ends.
+std::string first_line(std::string_view text) {
+    return valid_utf8(support::trimmed(text.substr(0, text.find('\n'))));
+}
 
 // The directory an adapter's nodes stand in is missing: what to blame.
 Absence without_directory(const Adapter& adapter) {
@@ -34,12 +44,20 @@ Reading<std::string> read_page(int directory, const char* name) {
         return absence_of(errno);
     }
     std::string text(kPageBytes, '\0');
-    const ssize_t got = ::read(node.get(), text.data(), text.size());
-    check_interrupt();
-    if (got < 0) {
-        return absence_of(errno);
+    std::size_t used = 0;
+    while (used < text.size()) {
+        const ssize_t got = ::read(node.get(), text.data() + used, text.size() - used);
+        const int error = errno;
+        check_interrupt(); // it may be why nothing was read
+        if (got < 0 && error != EINTR) {
+            return absence_of(error);
+        }
+        if (got == 0) {
+            break;
+        }
+        used += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
     }
-    text.resize(static_cast<std::size_t>(got));
+    text.resize(used);
     return text;
 }
 
@@ -51,14 +69,14 @@ Reading<std::int64_t> number_in(std::string_view text) {
     return result.ec == std::errc() ? Reading(number) : Absence::parse_error;
 }
 
-Reading<std::int64_t> number_at(int directory, const char* name) {
-    const Reading<std::string> page = read_page(directory, name);
-    return page.present() ? number_in(page.value()) : page.absence();
+Reading<std::int64_t> number_in(std::string_view text, Quantity quantity) {
+    const Reading<std::int64_t> number = number_in(text);
+    return !number.present() || is_plausible(number.value(), quantity) ? number : Implausible{first_line(text)};
 }
 
-Reading<std::int64_t> judged(std::int64_t value, int directory, const char* name) {
-    check_interrupt(); // it may be why nothing was read
-    return value != 0 ? Reading(value) : number_at(directory, name);
+Reading<std::int64_t> number_at(int directory, const char* name, Quantity quantity) {
+    const Reading<std::string> page = read_page(directory, name);
+    return page.present() ? number_in(page.value(), quantity) : page.absence();
 }
 
 void make_current(const Library& library, Machine& machine, const Adapter& adapter) {
@@ -68,33 +86,28 @@ void make_current(const Library& library, Machine& machine, const Adapter& adapt
     }
 }
 
-Reading<std::int64_t> read_number(const Library& library, const Adapter& adapter, std::int32_t index) {
-    check_interrupt();
-    if (adapter.info_fd < 0) {
-        return without_directory(adapter);
-    }
-    return judged(library.calls.gpuinfo_get_wyinfoFD_value_int(index), adapter.info_fd, nodes::kDriverNodes[index]);
+Reading<std::int64_t> read_number(const Adapter& adapter, std::int32_t index, Quantity quantity) {
+    return adapter.info_fd < 0 ? without_directory(adapter)
+                               : number_at(adapter.info_fd, nodes::kDriverNodes[index], quantity);
 }
 
-Reading<std::int64_t> read_hwmon_number(const Library& library, const Adapter& adapter, std::int32_t index) {
-    check_interrupt();
+Reading<std::int64_t> read_sensor(const Adapter& adapter, std::int32_t index, Quantity quantity) {
+    return adapter.hwmon_fd < 0 ? without_hwmon(adapter)
+                                : number_at(adapter.hwmon_fd, nodes::kHwmonNodes[index], quantity);
+}
+
+// "45 *C", or as other sensors have it in thousandths: "45000".
+Reading<std::int64_t> read_temperature(const Adapter& adapter) {
     if (adapter.hwmon_fd < 0) {
         return without_hwmon(adapter);
     }
-    std::uint32_t bytes = 0;
-    const std::int32_t value = library.calls.gpuinfo_get_hwmonFD_value_int(index, &bytes);
-    return judged(value, adapter.hwmon_fd, nodes::kHwmonNodes[index]);
-}
-
-Reading<std::int64_t> read_temperature(const Library& library, const Adapter& adapter) {
-    check_interrupt();
-    if (adapter.hwmon_fd < 0) {
-        return without_hwmon(adapter);
+    const Reading<std::string> page = read_page(adapter.hwmon_fd, nodes::kHwmonNodes[nodes::kTemperature]);
+    Reading<std::int64_t> number = page.present() ? number_in(page.value()) : page.absence();
+    if (!number.present()) {
+        return number;
     }
-    std::uint32_t status = 0;
-    const std::uint32_t degrees = library.calls.gpuinfo_get_temparature_value_int(&status);
-    return status == 1 ? Reading<std::int64_t>(degrees)
-                       : judged(0, adapter.hwmon_fd, nodes::kHwmonNodes[nodes::kTemperature]);
+    const std::int64_t degrees = std::abs(number.value()) >= kThousandths ? number.value() / 1000 : number.value();
+    return is_plausible(degrees, Quantity::degrees) ? Reading(degrees) : Implausible{first_line(page.value())};
 }
 
 Reading<std::string> read_text(const Adapter& adapter, const char* name) {
@@ -106,10 +119,8 @@ Reading<std::string> read_text(const Adapter& adapter, const char* name) {
     if (!page.present()) {
         return page.absence();
     }
-    std::string line = page.value().substr(0, page.value().find('\n'));
-    line.erase(line.find_last_not_of(" \t\r") + 1);
-    line.erase(0, line.find_first_not_of(" \t"));
-    return line.empty() ? Reading<std::string>(Absence::parse_error) : valid_utf8(line);
+    std::string line = first_line(page.value());
+    return line.empty() ? Reading<std::string>(Absence::parse_error) : line;
 }
 
 } // namespace kt3::observe

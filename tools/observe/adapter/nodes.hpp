@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
-// Driver nodes of one adapter as readings. Numbers come from the library, which answers 0 for whatever it cannot read;
-// a 0 is looked into to tell a real one from an absent node.
+// Driver nodes of one adapter as readings. A node is read once, and that one look tells the value or why there is none.
 
 #include "nodes/node_table.hpp"
 #include "observe/adapter/machine.hpp"
+#include "observe/plausible.hpp"
 #include "observe/reading.hpp"
 
 #include <cstdint>
@@ -19,21 +19,21 @@ namespace kt3::observe {
 // The decimal number that the text begins with, white space aside.
 [[nodiscard]] Reading<std::int64_t> number_in(std::string_view text);
 
+// The same, when it is what such a number can be.
+[[nodiscard]] Reading<std::int64_t> number_in(std::string_view text, Quantity quantity);
+
 // The decimal number in a node.
-[[nodiscard]] Reading<std::int64_t> number_at(int directory, const char* name);
+[[nodiscard]] Reading<std::int64_t> number_at(int directory, const char* name, Quantity quantity = Quantity::any);
 
-// `value` is what the library made of the file. A 0 stands for nothing: the file is read again, and that reading alone
-// tells the value or why there is none.
-[[nodiscard]] Reading<std::int64_t> judged(std::int64_t value, int directory, const char* name);
-
-// Makes the adapter the one that the accessors below read. Binding it is not needed.
+// Makes the adapter the one that the library's summaries and registers are of. Binding it is not needed.
 void make_current(const Library& library, Machine& machine, const Adapter& adapter);
 
 // `index` is a nodes::NodeIndex, or for sensors a nodes::HwmonIndex.
-[[nodiscard]] Reading<std::int64_t> read_number(const Library& library, const Adapter& adapter, std::int32_t index);
-[[nodiscard]] Reading<std::int64_t> read_hwmon_number(const Library& library, const Adapter& adapter,
-                                                      std::int32_t index);
-[[nodiscard]] Reading<std::int64_t> read_temperature(const Library& library, const Adapter& adapter);
+[[nodiscard]] Reading<std::int64_t> read_number(const Adapter& adapter, std::int32_t index,
+                                                Quantity quantity = Quantity::any);
+[[nodiscard]] Reading<std::int64_t> read_sensor(const Adapter& adapter, std::int32_t index,
+                                                Quantity quantity = Quantity::any);
+[[nodiscard]] Reading<std::int64_t> read_temperature(const Adapter& adapter);
 
 // The first line of a node, without white space at its ends.
 [[nodiscard]] Reading<std::string> read_text(const Adapter& adapter, const char* name);

@@ -79,7 +79,7 @@ bool ModuleSampler::counted_by_module() const {
 // Frames come from the module or from a node. A node that cannot be read looks like one that stands still.
 Absence ModuleSampler::why_no_rates() const {
     const Reading<std::int64_t> node =
-        counted_by_module() ? Reading<std::int64_t>(0) : read_number(library_, adapter_, nodes::kFpsCount);
+        counted_by_module() ? Reading<std::int64_t>(0) : read_number(adapter_, nodes::kFpsCount);
     return node.present() ? Absence::unchanged : node.absence();
 }
 

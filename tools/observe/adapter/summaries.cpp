@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "observe/adapter/summaries.hpp"
 
+#include "observe/adapter/live_readings.hpp"
 #include "observe/adapter/nodes.hpp"
 #include "observe/interrupt.hpp"
 #include "observe/text.hpp"
 #include "summary/gpuinfo_keys.hpp"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -19,24 +22,12 @@ using Extended = _GPU_ADAPTER_SUMMARY_EXT2;
 using Number = Reading<std::int64_t>;
 using Text = Reading<std::string>;
 
-constexpr std::size_t kPageBytes = 1024;            // of the driver's page; what follows is not looked at
 constexpr std::uint32_t kToolNotStarted = 1;        // memory type and width when the memory tool cannot be started
 constexpr std::uint32_t kNotWritten = 0xFFFF'FFFEU; // what a field of the short summary holds before the call
 
-std::string version_of_three(std::uint64_t packed) {
-    return fmt::format("{:x}.{:x}.{:x}", packed >> 32, packed >> 16 & 0xFFFF, packed & 0xFFFF);
-}
+// ---- the driver's page ----
 
-std::string version_of_four(std::uint64_t packed) {
-    return fmt::format("{:x}.{:x}.{:x}.{:x}", packed >> 48, packed >> 32 & 0xFFFF, packed >> 16 & 0xFFFF,
-                       packed & 0xFFFF);
-}
-
-std::string resolution(std::uint64_t packed) {
-    return fmt::format("{}x{}@{}", packed >> 48, packed >> 32 & 0xFFFF, packed & 0xFFFF'FFFF);
-}
-
-// The driver's key for a field of the record.
+// Where a field of the record stands in the page.
 template<typename Field>
 constexpr const summary::GpuinfoKey& key_of(Field field) {
     return *std::find_if(std::begin(summary::kGpuinfoKeys), std::end(summary::kGpuinfoKeys),
@@ -44,82 +35,94 @@ constexpr const summary::GpuinfoKey& key_of(Field field) {
 }
 
 struct PageNumber {
-    std::uint32_t Extended::*from;
+    std::uint32_t Extended::*field; // whose key it has
+    Quantity quantity;
     Number DriverPage::*into;
 };
 
 struct PageText {
-    std::uint64_t Extended::*from;
-    std::string (*unpacked)(std::uint64_t);
+    summary::GpuinfoField field;
+    Text (*read)(const std::string& line);
     Text DriverPage::*into;
 };
 
+// Hexadecimal parts, shown without the zeros before them; parts that are missing are 0.
+template<int Parts>
+Text version(const std::string& line) {
+    std::array<unsigned, 4> part{};
+    if (std::sscanf(line.c_str(), "%x.%x.%x.%x", &part[0], &part[1], &part[2], &part[3]) < 1) {
+        return Absence::parse_error;
+    }
+    std::string text = fmt::format("{:x}", part[0]);
+    for (std::size_t at = 1; at < Parts; ++at) {
+        text += fmt::format(".{:x}", part[at]);
+    }
+    return text;
+}
+
+Text resolution(const std::string& line) {
+    unsigned width = 0;
+    unsigned height = 0;
+    unsigned refresh = 0;
+    return std::sscanf(line.c_str(), "%u x %u@%u", &width, &height, &refresh) < 1
+               ? Text(Absence::parse_error)
+               : fmt::format("{}x{}@{}", width, height, refresh);
+}
+
+Text words(const std::string& line) {
+    return line.empty() ? Text(Absence::no_node) : valid_utf8(line);
+}
+
 // clang-format off
 constexpr PageNumber kNumbers[] = {
-    {&Extended::pixel_fill_rate,   &DriverPage::pixel_fill_rate},
-    {&Extended::texture_fill_rate, &DriverPage::texture_fill_rate},
-    {&Extended::memory_clock_freq, &DriverPage::memory_clock},
-    {&Extended::memory_usage,      &DriverPage::memory_usage},
-    {&Extended::use_rate_3d,       &DriverPage::usage_3d_percent},
-    {&Extended::use_rate_video,    &DriverPage::usage_video_percent},
-    {&Extended::use_rate_vpp,      &DriverPage::usage_vpp_percent},
-    {&Extended::temperature,       &DriverPage::temperature_c},
-    {&Extended::pcie_generation,   &DriverPage::pcie_generation},
+    {&Extended::pixel_fill_rate,   Quantity::any,       &DriverPage::pixel_fill_rate},
+    {&Extended::texture_fill_rate, Quantity::any,       &DriverPage::texture_fill_rate},
+    {&Extended::memory_clock_freq, Quantity::megahertz, &DriverPage::memory_clock},
+    {&Extended::memory_usage,      Quantity::any,       &DriverPage::memory_usage},
+    {&Extended::use_rate_3d,       Quantity::percent,   &DriverPage::usage_3d_percent},
+    {&Extended::use_rate_video,    Quantity::percent,   &DriverPage::usage_video_percent},
+    {&Extended::use_rate_vpp,      Quantity::percent,   &DriverPage::usage_vpp_percent},
+    {&Extended::temperature,       Quantity::degrees,   &DriverPage::temperature_c},
+    {&Extended::pcie_generation,   Quantity::any,       &DriverPage::pcie_generation},
 };
 
 constexpr PageText kTexts[] = {
-    {&Extended::driver_version,     version_of_three, &DriverPage::driver_version},
-    {&Extended::firmware_version,   version_of_four,  &DriverPage::firmware_version},
-    {&Extended::max_resolution,     resolution,       &DriverPage::max_resolution},
-    {&Extended::vga_max_resolution, resolution,       &DriverPage::vga_max_resolution},
+    {&Extended::driver_version,     version<3>, &DriverPage::driver_version},
+    {&Extended::firmware_version,   version<4>, &DriverPage::firmware_version},
+    {&Extended::firmware_name,      words,      &DriverPage::firmware_name},
+    {&Extended::max_resolution,     resolution, &DriverPage::max_resolution},
+    {&Extended::vga_max_resolution, resolution, &DriverPage::vga_max_resolution},
 };
 // clang-format on
 
 Text text_of_page(const Adapter& adapter) {
-    const Text page = read_page(AT_FDCWD, fmt::format("/proc/gpuinfo_{}", adapter.card).c_str());
-    return page.present() ? page.value().substr(0, kPageBytes) : page;
+    return read_page(AT_FDCWD, fmt::format("/proc/gpuinfo_{}", adapter.card).c_str());
 }
 
-// The number after the key. One look at the page tells both the value and why there is none.
-Number number_after(const Text& page, const char* key) {
+// What follows the key in its line.
+Text line_after(const Text& page, const char* key) {
     if (!page.present()) {
         return page.absence();
     }
-    const auto at = page.value().find(key);
-    return at == std::string::npos ? Number(Absence::no_node)
-                                   : number_in(std::string_view(page.value()).substr(at + std::strlen(key)));
+    const auto at = key == nullptr ? std::string::npos : page.value().find(key);
+    if (at == std::string::npos) {
+        return Absence::no_node;
+    }
+    const std::size_t start = at + std::strlen(key);
+    return page.value().substr(start, page.value().find('\n', start) - start);
 }
 
-Number page_number(const Extended& record, const Text& page, const PageNumber& row) {
-    const std::uint32_t value = record.*row.from;
-    if (value != 0 && value != KT3_ABSENT) {
-        return value;
-    }
-    const Number number = number_after(page, key_of(row.from).key);
-    return number.present() && value == KT3_ABSENT ? Absence::driver : number;
+Text line_of(const Text& page, const summary::GpuinfoKey& row) {
+    const Text line = line_after(page, row.key);
+    return line.present() || row.second_key == nullptr ? line : line_after(page, row.second_key);
 }
 
-Text page_text(const Extended& record, const Text& page, const PageText& row) {
-    const std::uint64_t value = record.*row.from;
-    if (value != 0 && value != KT3_ABSENT) {
-        return row.unpacked(value);
-    }
-    const auto& [name, read, key, second_key, scan, field] = key_of(row.from);
-    const bool first = second_key == nullptr || (page.present() && page.value().find(key) != std::string::npos);
-    const Number number = number_after(page, first ? key : second_key);
-    if (!number.present()) {
-        return number.absence();
-    }
-    return value == 0 ? Text(row.unpacked(0)) : Absence::driver;
+Number number_after(const Text& page, const char* key) {
+    const Text line = line_after(page, key);
+    return line.present() ? number_in(line.value()) : line.absence();
 }
 
-Text firmware_name(const Extended& record, const Text& page) {
-    const std::string name = valid_utf8(field_text(record.firmware_name));
-    if (!name.empty()) {
-        return name;
-    }
-    return page.present() ? Absence::no_node : page.absence();
-}
+// ---- the library's summary ----
 
 std::vector<std::string> connector_names(const Library& library, std::uint32_t types) {
     const auto* list = *KT3_OBJECT(library, support_CONNECT_type_list);
@@ -140,12 +143,14 @@ Number from_tool(std::uint32_t value) {
     return value == 0 || value == kToolNotStarted ? Number(Absence::no_tool) : value;
 }
 
-Number memory_speed(const Library& library, const Adapter& adapter, const Short& record) {
+Number memory_speed(const Adapter& adapter, const Short& record) {
     if (record.memory_speed != 0) {
         return record.memory_speed;
     }
     const bool from_node = record.memory_type == kNotWritten; // memory on the adapter: twice its clock
-    return from_node ? read_number(library, adapter, nodes::kMclk).as([](std::int64_t clock) { return 2 * clock; })
+    return from_node ? read_number(adapter, nodes::kMclk, Quantity::megahertz).as([](std::int64_t clock) {
+        return 2 * clock;
+    })
                      : Absence::no_tool;
 }
 
@@ -174,36 +179,28 @@ AdapterSummary read_summary(const Library& library, Machine& machine, const Adap
     check_interrupt();
     const Text page = text_of_page(adapter);
     AdapterSummary readings;
-    readings.memory_speed = memory_speed(library, adapter, record);
+    readings.memory_speed = memory_speed(adapter, record);
     readings.memory_type =
         from_tool(record.memory_type).as([](std::int64_t generation) { return fmt::format("DDR{}", generation); });
     readings.memory_bit_width = from_tool(record.memory_bit_width);
     readings.display_ports = record.display_port_number != 0 ? Number(record.display_port_number)
                                                              : number_after(page, summary::kDisplayPortsKey);
     readings.display_types = display_types(library, record.display_types, page);
-    readings.link_width = adapter.sysfs_fd < 0
-                              ? Number(Absence::driver)
-                              : judged(record.current_link_width, adapter.sysfs_fd, "current_link_width");
+    readings.link_width = read_link_width(adapter);
     return readings;
 }
 
-DriverPage read_driver_page(const Library& library, Machine& machine, const Adapter& adapter) {
+DriverPage read_driver_page(const Adapter& adapter) {
+    const Text page = adapter.family == nullptr ? Text(Absence::not_on_this_chip) : text_of_page(adapter);
     DriverPage readings;
-    Extended record{};
-    Text page = Absence::not_on_this_chip;
-    if (adapter.family != nullptr) {
-        make_current(library, machine, adapter);
-        KT3_ENTRY(library, get_adapter_summary_ext2)(&record, &machine.record);
-        check_interrupt();
-        page = text_of_page(adapter);
-    }
     for (const PageNumber& row : kNumbers) {
-        readings.*row.into = page_number(record, page, row);
+        const Text line = line_of(page, key_of(row.field));
+        readings.*row.into = line.present() ? number_in(line.value(), row.quantity) : line.absence();
     }
     for (const PageText& row : kTexts) {
-        readings.*row.into = page_text(record, page, row);
+        const Text line = line_of(page, key_of(row.field));
+        readings.*row.into = line.present() ? row.read(line.value()) : line.absence();
     }
-    readings.firmware_name = firmware_name(record, page);
     return readings;
 }
 

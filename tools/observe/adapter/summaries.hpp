@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
-// The two summaries of an adapter as readings. The library answers 0 or KT3_ABSENT for whatever it cannot read; such a
-// value is looked into, to tell a real one from an absent one.
+// The summary that the library gathers, and the driver's page about the adapter. The library answers 0 for whatever it
+// cannot read; such a value is looked into, to tell a real one from an absent one.
 
 #include "observe/adapter/machine.hpp"
 #include "observe/reading.hpp"
@@ -35,6 +35,6 @@ struct DriverPage {
     Reading<std::int64_t> temperature_c;
     Reading<std::int64_t> pcie_generation;
 };
-[[nodiscard]] DriverPage read_driver_page(const Library& library, Machine& machine, const Adapter& adapter);
+[[nodiscard]] DriverPage read_driver_page(const Adapter& adapter);
 
 } // namespace kt3::observe

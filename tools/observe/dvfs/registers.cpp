@@ -18,10 +18,11 @@ constexpr auto kRegisters = [] {
     std::size_t count = 0;
     for (const std::size_t place : nodes::kDvfsCommandOrder) {
         const nodes::DvfsRegister& row = nodes::kDvfsRegisters[place];
-        all[count++] = {row.name, nodes::kDriverNodes[row.node], row.command, row.form, row.read, row.store};
+        all[count++] = {row.name, nodes::kDriverNodes[row.node], row.command, row.form, row.unit, row.read, row.store};
     }
     for (const nodes::DvfsClock& row : nodes::kDvfsClocks) {
-        all[count++] = {row.name, nodes::kDriverNodes[row.node], nullptr, DvfsForm::decimal, row.read, row.store};
+        all[count++] = {row.name, nodes::kDriverNodes[row.node], nullptr, DvfsForm::decimal, row.unit, row.read,
+                        row.store};
     }
     return all;
 }();
@@ -44,6 +45,17 @@ Range range_of(DvfsForm form) {
         return {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()};
     }
 }
+
+struct SaneRange {
+    std::string_view unit;
+    Range range;
+};
+
+// What drivers take is not published. Beyond these no chip of the two families works.
+constexpr SaneRange kSaneRanges[] = {
+    {"MHz", {1, 10'000}},
+    {"mV", {100, 2'000}},
+};
 
 [[noreturn]] void refuse(const std::string& why) {
     throw Failure{ExitStatus::usage, "bad_value", why, "`kt3 dvfs get` shows names and values"};
@@ -89,15 +101,23 @@ const DvfsRegister* find_dvfs_register(std::string_view name) {
     return nullptr;
 }
 
-std::int64_t checked_dvfs_value(const DvfsRegister& row, std::int64_t value) {
+std::int64_t checked_dvfs_value(const DvfsRegister& row, std::int64_t value, bool forced) {
     const Range range = range_of(row.form);
     if (value < range.lowest || value > range.highest) {
         refuse(fmt::format("{} takes {} to {}, not {}", row.name, range.lowest, range.highest, value));
     }
+    for (const SaneRange& sane : kSaneRanges) {
+        if (!forced && sane.unit == row.unit && (value < sane.range.lowest || value > sane.range.highest)) {
+            throw Failure{ExitStatus::usage, "bad_value",
+                          fmt::format("{}: {} is not between {} and {} {}", row.name, value, sane.range.lowest,
+                                      sane.range.highest, row.unit),
+                          "--force sends it nevertheless"};
+        }
+    }
     return row.form == DvfsForm::gate ? static_cast<std::int16_t>(value) : value;
 }
 
-std::int64_t parse_dvfs_value(const DvfsRegister& row, std::string_view text) {
+std::int64_t parse_dvfs_value(const DvfsRegister& row, std::string_view text, bool forced) {
     for (std::size_t level = 0; row.form == DvfsForm::level && level < kLevels; ++level) {
         if (text == nodes::kDvfsLevels[level]) {
             return static_cast<std::int64_t>(level);
@@ -107,7 +127,7 @@ std::int64_t parse_dvfs_value(const DvfsRegister& row, std::string_view text) {
     if (!value) {
         refuse(fmt::format("'{}' is not a value of {}", text, row.name));
     }
-    return checked_dvfs_value(row, *value);
+    return checked_dvfs_value(row, *value, forced);
 }
 
 std::string dvfs_text(const DvfsRegister& row, std::int64_t value) {
@@ -155,11 +175,11 @@ DvfsState read_dvfs(const Library& library, Machine& machine, const Adapter& ada
     const DvfsRecord empty = filled_with(0);
     const DvfsRecord full = filled_with(0xFF);
     for (const DvfsRegister& row : kRegisters) {
-        const std::int64_t value = row.read(state.record);
         if (!row.settable()) {
-            state.readings.push_back(judged(value, adapter.info_fd, row.node));
+            state.readings.push_back(number_at(adapter.info_fd, row.node, Quantity::megahertz));
             continue;
         }
+        const std::int64_t value = row.read(state.record);
         const bool unread = value == row.read(empty) && row.read(other) == row.read(full);
         state.readings.push_back(unread ? why_unread(adapter, row) : Reading(value));
     }

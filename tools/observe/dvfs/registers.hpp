@@ -24,6 +24,7 @@ struct DvfsRegister {
     const char* command; // what stands before the value in the text that the driver receives; null for a clock that it
                          // only reports
     DvfsForm form;
+    const char* unit; // or ""
     std::int64_t (*read)(const DvfsRecord&);
     void (*store)(DvfsRecord&, std::int64_t);
 
@@ -37,10 +38,11 @@ struct DvfsRegister {
 [[nodiscard]] const DvfsRegister* find_dvfs_register(std::string_view name);
 
 // Decimal or 0x hexadecimal, for levels their names as well. Throws Failure for what the register cannot hold.
-[[nodiscard]] std::int64_t parse_dvfs_value(const DvfsRegister& row, std::string_view text);
+[[nodiscard]] std::int64_t parse_dvfs_value(const DvfsRegister& row, std::string_view text, bool forced);
 
-// Throws Failure when the register cannot hold the value; a gate's upper half of 16 bits becomes negative.
-[[nodiscard]] std::int64_t checked_dvfs_value(const DvfsRegister& row, std::int64_t value);
+// Throws Failure when the register cannot hold the value, or when no chip works with such a clock or voltage, which is
+// let pass when `forced`. A gate's upper half of 16 bits becomes negative.
+[[nodiscard]] std::int64_t checked_dvfs_value(const DvfsRegister& row, std::int64_t value, bool forced);
 
 // "0x10", "900", "lowpower".
 [[nodiscard]] std::string dvfs_text(const DvfsRegister& row, std::int64_t value);

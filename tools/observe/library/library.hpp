@@ -20,10 +20,7 @@ namespace kt3::observe {
     row(gfx_global_init);                                                                                              \
     row(gfx_global_exit);                                                                                              \
     row(gpuinfo_vorla_init);                                                                                           \
-    row(gpuinfo_select_new_chip);                                                                                      \
-    row(gpuinfo_get_wyinfoFD_value_int);                                                                               \
-    row(gpuinfo_get_hwmonFD_value_int);                                                                                \
-    row(gpuinfo_get_temparature_value_int)
+    row(gpuinfo_select_new_chip)
 
 struct BaseCalls {
 // NOLINTNEXTLINE(bugprone-macro-parentheses): the name of a member is not an expression

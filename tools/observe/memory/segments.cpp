@@ -1,23 +1,40 @@
 // SPDX-License-Identifier: MIT
 #include "observe/memory/segments.hpp"
 
+#include "observe/adapter/nodes.hpp"
 #include "observe/interrupt.hpp"
 #include "observe/library/library_lines.hpp"
 #include "observe/memory/allocations.hpp"
 
+#include <array>
+#include <cstring>
+#include <fcntl.h>
 #include <fmt/format.h>
 
 namespace kt3::observe {
 namespace {
 
 // By the value of SegmentSource. The node's figures are thousands of bytes, and the library hands out thousandths of
-// them.
-constexpr std::int64_t kUnits[] = {1'000'000, 1 << 20, 1 << 20};
+// them; heap pages and allocations are read here, to the byte.
+constexpr std::int64_t kUnits[] = {1'000'000, 1, 1 << 20};
 
-constexpr std::int64_t kHeapWrap = std::int64_t{1} << 32; // a heap page's figures lose whole multiples of it
-constexpr int kHeaps = 4;
-constexpr const char* kHeapNames[] = {"invalid", "local", "pcie unsnooped", "pcie snooped", "others"};
 constexpr int kFoldedInto = 4; // this segment's figures include those of the later ones
+
+struct Heap {
+    const char* name;
+    const char* page; // below the driver's debugfs directory; null for what no page tells of
+};
+
+// By the number of the segment.
+constexpr Heap kHeaps[] = {
+    {"invalid", "heaps/heap_invalid/info"},
+    {"local", "heaps/heap_local/info"},
+    {"pcie unsnooped", "heaps/heap_pcie_unsnoop/info"},
+    {"pcie snooped", "heaps/heap_pcie_snoop/info"},
+    {"others", nullptr},
+};
+constexpr const char* kHeapSizeKey = "Total segment size:";
+constexpr const char* kHeapUsedKey = "KMD used segment memory:";
 
 SegmentSource choose_source(const Library& library, Machine& machine, const Adapter& adapter) {
     machine.record.current_index = adapter.slot;
@@ -41,13 +58,8 @@ int segment_count(const _GFX_SEGMENT_INFO& words, SegmentSource source) {
 }
 
 std::optional<std::string> name_of(int at, int count, SegmentSource source) {
-    switch (source) {
-    case SegmentSource::heap_pages:
-        return kHeapNames[at];
-    case SegmentSource::allocation_sums:
+    if (source == SegmentSource::allocation_sums) {
         return at == kFoldedInto ? std::optional<std::string>("and all later ones") : std::nullopt;
-    case SegmentSource::node:
-        break;
     }
     if (at > kFoldedInto) {
         return fmt::format("part of {}", kFoldedInto);
@@ -67,9 +79,6 @@ std::vector<Segment> segments_of(const _GFX_SEGMENT_INFO& words, SegmentSource s
         if (words.total_size[at] != 0) {
             segment.total = words.total_size[at] * unit;
         }
-        if (source == SegmentSource::heap_pages && at < kHeaps) {
-            segment.modulo = kHeapWrap;
-        }
         if (source == SegmentSource::node && at > kFoldedInto) {
             segment.part_of = kFoldedInto;
         }
@@ -83,13 +92,67 @@ Failure counted_twice(const Adapter& adapter) {
             "try again"};
 }
 
+Reading<std::int64_t> bytes_after(std::string_view page, const char* key) {
+    const auto at = page.find(key);
+    return at == std::string_view::npos ? Reading<std::int64_t>(Absence::no_node)
+                                        : number_in(page.substr(at + std::strlen(key)));
+}
+
+// Takes what the page of a heap says; what the driver itself uses counts as used. The library keeps 32 bits of these.
+void add_heap_page(const Adapter& adapter, const Heap& heap, AdapterSegments& read) {
+    const std::string path =
+        fmt::format("/sys/kernel/debug/dri/{}/{}/{}", adapter.card, adapter.family->token, heap.page);
+    const Reading<std::string> page = read_page(AT_FDCWD, path.c_str());
+    const auto number = [&](const char* key) {
+        return page.present() ? bytes_after(page.value(), key) : Reading<std::int64_t>(page.absence());
+    };
+    const Reading<std::int64_t> total = number(kHeapSizeKey);
+    const Reading<std::int64_t> used = number(kHeapUsedKey);
+    Segment& segment = read.segments.back();
+    if (!total.present() || !used.present()) {
+        const Absence why = total.present() ? used.absence() : total.absence();
+        segment.used = std::nullopt;
+        read.failures.push_back({why == Absence::permission ? ExitStatus::permission : ExitStatus::failure,
+                                 reason_code(why), fmt::format("{}: {}", path, reason_words(why)), "", adapter.slot});
+        return;
+    }
+    *segment.used += used.value();
+    if (total.value() != 0) {
+        segment.total = total.value();
+    }
+}
+
+// The driver's pages tell of four heaps; allocations lie in them and in others.
+void read_heaps(const Library& library, Machine& machine, const Adapter& adapter, AdapterSegments& read) {
+    std::array<std::int64_t, std::size(kHeaps)> allocated{};
+    for (const _GFX_ALLOCATION_INFO& allocation : read_allocations(library, machine, adapter)) {
+        if (const auto slot = segment_slot(allocation.segmentid)) {
+            allocated[*slot] += bytes_of(allocation.size);
+        }
+    }
+    for (std::size_t at = 0; at < std::size(kHeaps); ++at) {
+        Segment& segment = read.segments.emplace_back();
+        segment.number = static_cast<std::int64_t>(at);
+        segment.name = kHeaps[at].name;
+        segment.used = allocated[at];
+        if (kHeaps[at].page != nullptr) {
+            add_heap_page(adapter, kHeaps[at], read);
+        }
+    }
+}
+
 } // namespace
 
 AdapterSegments read_segments(const Library& library, Machine& machine, const Adapter& adapter) {
     AdapterSegments read;
     read.slot = adapter.slot;
+    read.bus = adapter.bus;
     read.source = choose_source(library, machine, adapter);
     read.unit = kUnits[static_cast<std::size_t>(read.source)];
+    if (read.source == SegmentSource::heap_pages) {
+        read_heaps(library, machine, adapter, read);
+        return read;
+    }
     const auto get = KT3_ENTRY(library, get_segment_info);
     _GFX_SEGMENT_INFO words{};
     std::int32_t answer = 0;
@@ -98,7 +161,7 @@ AdapterSegments read_segments(const Library& library, Machine& machine, const Ad
     if (answer < 0) {
         read.failures.push_back(unreadable(adapter, "allocations", "the allocations"));
         if (read.source == SegmentSource::allocation_sums) {
-            throw read.failures.front();
+            throw Failure(read.failures.front());
         }
     } else if (lines.reread) {
         read.failures.push_back(counted_twice(adapter));

@@ -162,7 +162,8 @@ private:
     const bool denied = error == EACCES || error == EPERM;
     throw Failure{denied ? ExitStatus::permission : ExitStatus::driver, denied ? "permission" : "no_dumps",
                   fmt::format("cannot list {}/{}: {}", kDumpDirectory, work.folder, std::strerror(error)),
-                  denied ? "run kt3 as root" : "load the driver and mount debugfs on /sys/kernel/debug"};
+                  denied ? "run kt3 as root"
+                         : "only the driver of the older family publishes dumps, and with debugfs mounted"};
 }
 
 DumpFinding finding_of(const std::string& bytes) {

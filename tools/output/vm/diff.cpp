@@ -78,7 +78,8 @@ Name row_name(const Json& client, const Json& row) {
 
 std::string node_words(const Json& node) {
     return fmt::format("pid {} {} handle {} address {}", words_of(node.at("pid")), words_of(node.at("name")),
-                       words_of(node.at("handle")), hexadecimal(node.at("gpu_va").get<std::uint64_t>()));
+                       words_of(node.at(node.contains("handle_hex") ? "handle_hex" : "handle")),
+                       hexadecimal(node.at("gpu_va").get<std::uint64_t>()));
 }
 
 ItemKind clients_kind() {
@@ -230,13 +231,15 @@ std::vector<DumpDifference> compare_dumps(const Json& before, const Json& after)
     return differences;
 }
 
-std::string differences_text(const std::vector<DumpDifference>& differences, bool color) {
+std::string differences_text(const std::vector<DumpDifference>& differences, const Screen& screen) {
     if (differences.empty()) {
         return "no differences\n";
     }
     std::string text;
     for (const DumpDifference& difference : differences) {
-        text += painted(screen_safe(difference_line(difference)), paint_of(difference), color) + '\n';
+        text += painted(wrapped(screen_safe(difference_line(difference)), screen.width, 2), paint_of(difference),
+                        screen.color) +
+                '\n';
     }
     const auto count = [&](std::string_view change) {
         return std::count_if(differences.begin(), differences.end(),

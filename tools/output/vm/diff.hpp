@@ -19,7 +19,7 @@ struct DumpDifference {
 // occurs several times is matched in order. A client that came or went is one difference.
 [[nodiscard]] std::vector<DumpDifference> compare_dumps(const Json& before, const Json& after);
 
-[[nodiscard]] std::string differences_text(const std::vector<DumpDifference>& differences, bool color);
+[[nodiscard]] std::string differences_text(const std::vector<DumpDifference>& differences, const Screen& screen);
 [[nodiscard]] Table difference_rows(const std::vector<DumpDifference>& differences); // in CSV
 [[nodiscard]] Json differences_json(const std::vector<DumpDifference>& differences);
 [[nodiscard]] Json differences_form();

@@ -35,15 +35,15 @@ std::string finding_line(const DumpFinding& finding) {
                        finding.line == 0 ? "" : fmt::format(" line {}", finding.line), finding.message);
 }
 
-std::string findings_text(const std::vector<DumpFinding>& findings, bool color) {
+std::string findings_text(const std::vector<DumpFinding>& findings, const Screen& screen) {
     if (findings.empty()) {
         return "";
     }
-    std::string text = painted("Findings", Paint::bad, color) + '\n';
+    std::string text = painted("Findings", Paint::bad, screen.color) + '\n';
     std::map<std::string, std::size_t> seen; // by code
     for (const DumpFinding& finding : findings) {
         if (seen[finding.code]++ < kMostShown) {
-            text += "  " + screen_safe(finding_line(finding)) + '\n';
+            text += wrapped("  " + screen_safe(finding_line(finding)), screen.width, 4) + '\n';
         }
     }
     for (const auto& [code, count] : seen) {

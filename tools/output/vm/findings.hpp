@@ -4,6 +4,7 @@
 
 #include "observe/vm/dumps.hpp"
 #include "output/json.hpp"
+#include "output/text_table.hpp"
 
 namespace kt3::output {
 
@@ -11,7 +12,7 @@ using observe::DumpFinding;
 
 // The findings of a report, as its last section; nothing without findings. Of many of one kind the first ones are
 // shown and the others counted.
-[[nodiscard]] std::string findings_text(const std::vector<DumpFinding>& findings, bool color);
+[[nodiscard]] std::string findings_text(const std::vector<DumpFinding>& findings, const Screen& screen);
 [[nodiscard]] std::string finding_line(const DumpFinding& finding);
 [[nodiscard]] Json findings_json(const std::vector<DumpFinding>& findings);
 [[nodiscard]] Json findings_form();

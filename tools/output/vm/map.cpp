@@ -86,7 +86,7 @@ std::uint64_t cell_start(const Span& region, std::size_t at, std::size_t cells) 
     return region.start + whole * at + rest * at / cells;
 }
 
-std::string span_list(const char* heading, std::vector<Span> spans) {
+std::string span_list(const char* heading, std::vector<Span> spans, std::size_t width) {
     if (spans.empty()) {
         return "";
     }
@@ -96,7 +96,7 @@ std::string span_list(const char* heading, std::vector<Span> spans) {
     spans.resize(std::min(spans.size(), kShown));
     Table table = table_of(kSpanColumns, spans, Format::text);
     table.columns.front().heading = heading;
-    return aligned(table, false) + (count > kShown ? fmt::format("  and {} more\n", count - kShown) : "");
+    return aligned(table, {.width = width}) + (count > kShown ? fmt::format("  and {} more\n", count - kShown) : "");
 }
 
 Json largest_range(const AddressSpace& space) {
@@ -123,17 +123,20 @@ std::string region_bar(const AddressSpace& space, const Span& region, std::size_
     return bar;
 }
 
-std::string map_text(const AddressSpace& space, bool color) {
-    std::string text = painted(fmt::format("pid {}  {}", space.pid, screen_safe(space.name)), Paint::bold, color) +
-                       fmt::format("  {} used in {} of {} node{}\n", bytes_text(space.used),
-                                   space.ranges.size() == 1 ? "1 range" : fmt::format("{} ranges", space.ranges.size()),
-                                   space.nodes.size(), space.nodes.size() == 1 ? "" : "s");
+std::string map_text(const AddressSpace& space, const Screen& screen) {
+    std::string text =
+        painted(fmt::format("pid {}  {}", space.pid, screen_safe(space.name)), Paint::bold, screen.color) +
+        fmt::format("  {} used in {} of {} node{}\n", bytes_text(space.used),
+                    space.ranges.size() == 1 ? "1 range" : fmt::format("{} ranges", space.ranges.size()),
+                    space.nodes.size(), space.nodes.size() == 1 ? "" : "s");
+    constexpr std::size_t kFrame = 4; // what stands around a bar
+    const std::size_t cells = screen.width <= kFrame ? kCells : std::min(kCells, screen.width - kFrame);
     for (const Span& region : space.regions) {
         text += fmt::format("  {}..{}  {}\n  [{}]\n", hexadecimal(region.start), hexadecimal(region.end),
-                            bytes_text(region.size()), region_bar(space, region, kCells));
+                            bytes_text(region.size()), region_bar(space, region, cells));
     }
     for (const SpanKind& kind : kSpanKinds) {
-        text += span_list(kind.heading, space.*kind.spans);
+        text += span_list(kind.heading, space.*kind.spans, screen.width);
     }
     return text;
 }

@@ -12,7 +12,7 @@ using observe::AddressSpace;
 using observe::Span;
 
 // A bar for each region, then ranges, holes and overlaps, the largest first.
-[[nodiscard]] std::string map_text(const AddressSpace& space, bool color);
+[[nodiscard]] std::string map_text(const AddressSpace& space, const Screen& screen);
 
 // One character for each of `cells` equal parts of the region: "#" used, "+" used in part, "!" overlap, "." hole.
 [[nodiscard]] std::string region_bar(const AddressSpace& space, const Span& region, std::size_t cells);

@@ -5,12 +5,19 @@
 #include "output/screen_text.hpp"
 #include "output/units.hpp"
 
+#include <charconv>
 #include <fmt/format.h>
 #include <map>
 
 namespace kt3::output {
 namespace {
 
+std::optional<std::int64_t> handle_of(const VmNode& node) {
+    std::int64_t handle = 0;
+    const char* end = node.handle.data() + node.handle.size();
+    const auto result = std::from_chars(node.handle.data(), end, handle, 16);
+    return result.ec == std::errc() && result.ptr == end ? std::optional(handle) : std::nullopt;
+}
 std::string handle_text(const VmNode& node) {
     return "  " + node.handle;
 }
@@ -26,7 +33,9 @@ std::string size_text(const VmNode& node) {
 constexpr Column<VmNode> kNodeColumns[] = {
     column<&VmNode::pid>                  ("pid",        "PID",      {.forms = kCsv | kJson}),
     column<&VmNode::name>                 ("name",       "NAME",     {.forms = kCsv | kJson}),
-    column<&VmNode::handle, handle_text>  ("handle",     "  HANDLE"),
+    column<&VmNode::handle, handle_text>  ("handle",     "  HANDLE", {.forms = kText | kCsv}),
+    member<handle_of>                     ("handle"),
+    member<&VmNode::handle>               ("handle_hex"),
     column<&VmNode::gpu_va, address_text> ("gpu_va",     "ADDRESS",  {.least = 0}),
     column<&VmNode::size, size_text>      ("size_bytes", "SIZE",     {.least = 0}),
 };
@@ -34,7 +43,7 @@ constexpr Column<VmNode> kNodeColumns[] = {
 
 } // namespace
 
-std::string nodes_text(const std::vector<VmNode>& nodes, bool color) {
+std::string nodes_text(const std::vector<VmNode>& nodes, const Screen& screen) {
     std::map<std::int64_t, std::vector<VmNode>> by_process;
     for (const VmNode& node : nodes) {
         by_process[node.pid].push_back(node);
@@ -47,8 +56,8 @@ std::string nodes_text(const std::vector<VmNode>& nodes, bool color) {
         }
         const std::string heading = fmt::format("pid {}  {}  {}, {}", pid, screen_safe(own.front().name),
                                                 counted(own.size(), "node", "nodes"), bytes_text(sum));
-        text += (text.empty() ? "" : "\n") + painted(heading, Paint::bold, color) + '\n' +
-                aligned(table_of(kNodeColumns, own, Format::text), false);
+        text += (text.empty() ? "" : "\n") + painted(heading, Paint::bold, screen.color) + '\n' +
+                aligned(table_of(kNodeColumns, own, Format::text), {.width = screen.width});
     }
     return text;
 }

@@ -11,7 +11,7 @@ namespace kt3::output {
 using observe::VmNode;
 
 // Nodes by process: a heading with the sum, then the nodes.
-[[nodiscard]] std::string nodes_text(const std::vector<VmNode>& nodes, bool color);
+[[nodiscard]] std::string nodes_text(const std::vector<VmNode>& nodes, const Screen& screen);
 [[nodiscard]] Table node_rows(const std::vector<VmNode>& nodes); // in CSV
 [[nodiscard]] Json nodes_json(const std::vector<VmNode>& nodes);
 [[nodiscard]] Json nodes_form();

@@ -5,6 +5,7 @@
 #include "output/schema.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <fmt/format.h>
 #include <type_traits>
 
@@ -17,8 +18,12 @@ using observe::TableEntry;
 
 // ---- clients --------------------------------------------------------------------------------------------------------
 
-std::optional<std::string> pid_of(const VmClient& client) {
-    return client.pid.empty() ? std::nullopt : std::optional(client.pid);
+// Nothing when the driver's page has no number for it.
+std::optional<std::int64_t> pid_of(const VmClient& client) {
+    std::int64_t pid = 0;
+    const char* end = client.pid.data() + client.pid.size();
+    const auto result = std::from_chars(client.pid.data(), end, pid);
+    return result.ec == std::errc() && result.ptr == end ? std::optional(pid) : std::nullopt;
 }
 const char* read_word(const VmClient& client) {
     return client.read ? "yes" : "no";
@@ -46,7 +51,7 @@ constexpr unsigned kNotInJson = kText | kCsv;
 // JSON has the counts of the levels as lists.
 constexpr Column<VmClient> kClientColumns[] = {
     column<&VmClient::folder>("client",            "CLIENT"),
-    column<pid_of>           ("pid",               "PID",       {.align = Align::right}),
+    column<pid_of>           ("pid",               "PID"),
     column<&VmClient::name>  ("name",              "NAME"),
     column<read_word>        ("read",              "READ",      {.forms = kNotInJson}),
     member<&VmClient::read>  ("read"),
@@ -88,6 +93,8 @@ struct Paths {
     [[nodiscard]] std::string under(const PageEntry& page) const { return under(page.level, page.owner); }
 };
 
+constexpr const char* kNamesKey = "row_columns";
+constexpr const char* kRowsKey = "rows";
 constexpr const char* kTable = "table";
 constexpr const char* kSubTable = "sub_table";
 
@@ -170,6 +177,36 @@ void write_entries(JsonStream& json, const std::vector<Entry>& entries, std::spa
     }
 }
 
+// The names of the values of an entry's array.
+Json names_of_values() {
+    Json names = Json::array();
+    const auto add = [&](const auto& columns) {
+        for (const auto& column : columns) {
+            names.push_back(column.heading.key);
+        }
+    };
+    add(kPlaceColumns);
+    add(kTableColumns);
+    add(kPageColumns);
+    return names;
+}
+
+// The cells of the entry's own kind; those of the other kind are null.
+template<typename Entry>
+void write_arrays(JsonStream& json, const std::vector<Entry>& entries, const Paths& paths) {
+    Row row;
+    for (const Entry& entry : entries) {
+        row.clear();
+        add_cells(row, kPlaceColumns, place_of(entry, paths), Format::csv);
+        add_own_cells(row, entry);
+        Json values = Json::array();
+        for (const Cell& cell : row) {
+            values.push_back(cell.value.json());
+        }
+        json.value_in_line(values);
+    }
+}
+
 template<typename Entry>
 Json entry_form(const char* kind, Columns<Entry> columns) {
     Json form = form_of(kPlaceColumns);
@@ -235,30 +272,56 @@ Table flat_rows(const std::vector<VmClient>& clients) {
     return table;
 }
 
-void write_client(JsonStream& json, const VmClient& client) {
+void write_client(JsonStream& json, const VmClient& client, RowForm form) {
     const Paths paths(client);
     const Json facts = client_json(client);
     json.begin_object();
     for (const auto& [name, value] : facts.items()) {
         json.member(name, value);
     }
-    json.key("rows");
+    if (form == RowForm::arrays) {
+        json.key(kNamesKey);
+        json.value_in_line(names_of_values());
+    }
+    json.key(kRowsKey);
     json.begin_array();
     for (const auto& tables : client.tables) {
-        write_entries<TableEntry>(json, tables, kTableColumns, paths);
+        form == RowForm::arrays ? write_arrays(json, tables, paths)
+                                : write_entries<TableEntry>(json, tables, kTableColumns, paths);
     }
     for (const auto& pages : client.pages) {
-        write_entries<PageEntry>(json, pages, kPageColumns, paths);
+        form == RowForm::arrays ? write_arrays(json, pages, paths)
+                                : write_entries<PageEntry>(json, pages, kPageColumns, paths);
     }
     json.end_array();
     json.end_object();
 }
 
+void unfold_rows(Json& client) {
+    if (!client.contains(kNamesKey)) {
+        return;
+    }
+    const Json names = client.at(kNamesKey);
+    for (Json& row : client.at(kRowsKey)) {
+        Json object = Json::object();
+        for (std::size_t at = 0; at < names.size(); ++at) {
+            const std::string name = names[at].get<std::string>();
+            if (!row.at(at).is_null() || name == "address") { // null stands for what the other kind has
+                object[name] = std::move(row.at(at));
+            }
+        }
+        row = std::move(object);
+    }
+    client.erase(kNamesKey);
+}
+
 Json client_with_rows_form() {
     const Json table = entry_form<TableEntry>(kTable, kTableColumns);
     const Json sub_table = entry_form<PageEntry>(kSubTable, kPageColumns);
+    const Json names = names_of_values();
     Json form = client_form();
-    add_member(form, "rows", array_form({{"oneOf", {table, sub_table}}}));
+    add_member(form, kRowsKey, array_form({{"oneOf", {table, sub_table, array_form(Json::object(), names.size())}}}));
+    form["properties"][kNamesKey] = {{"const", names}};
     return form;
 }
 

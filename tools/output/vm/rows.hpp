@@ -16,8 +16,15 @@ using observe::VmClient;
 // and 2.
 [[nodiscard]] Table flat_rows(const std::vector<VmClient>& clients);
 
+// Rows as arrays of values, whose names stand once before them, or as objects: three times as large, and easier to
+// read.
+enum class RowForm { arrays, objects };
+
 // The client with its rows as one JSON object.
-void write_client(JsonStream& json, const VmClient& client);
+void write_client(JsonStream& json, const VmClient& client, RowForm form);
+
+// Makes objects of the rows of such a client, if they are arrays. Throws Json::exception when it is damaged.
+void unfold_rows(Json& client);
 [[nodiscard]] Json client_with_rows_form();
 
 // One row per client.

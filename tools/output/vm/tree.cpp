@@ -60,7 +60,8 @@ Branches branches_of(const VmClient& client) {
 
 class TreeText {
 public:
-    explicit TreeText(const VmClient& client) : client_(client), branches_(branches_of(client)) {}
+    TreeText(const VmClient& client, std::size_t width)
+        : client_(client), branches_(branches_of(client)), width_(width) {}
 
     std::string text() {
         for (int level = 0; level < kLevels; ++level) {
@@ -72,9 +73,9 @@ public:
 
 private:
     void add_line(std::size_t depth, const std::string& line) {
-        text_.append(depth * 2, ' ') += line;
-        text_.erase(text_.find_last_not_of(' ') + 1);
-        text_ += '\n';
+        std::string whole = std::string(depth * 2, ' ') + line;
+        whole.erase(whole.find_last_not_of(' ') + 1);
+        text_ += (width_ == 0 ? whole : shortened(whole, width_)) + '\n';
     }
     void add_runs(int level, std::int32_t owner, std::size_t depth) {
         const auto [first, last] = branches_.runs[level].equal_range(owner);
@@ -100,6 +101,7 @@ private:
 
     const VmClient& client_;
     Branches branches_;
+    std::size_t width_;
     std::string text_;
 };
 
@@ -110,14 +112,14 @@ std::string client_heading(const VmClient& client) {
 
 } // namespace
 
-std::string tree_text(const observe::VmClient& client, bool color) {
-    std::string text = painted(client_heading(client), Paint::bold, color);
+std::string tree_text(const observe::VmClient& client, const Screen& screen) {
+    std::string text = painted(client_heading(client), Paint::bold, screen.color);
     if (!client.read) {
         return text + "  not read\n";
     }
     text += fmt::format("  {}, {}\n", counted(table_count(client), "table entry", "table entries"),
                         counted(page_count(client), "sub-table entry", "sub-table entries"));
-    return text + TreeText(client).text();
+    return text + TreeText(client, screen.width).text();
 }
 
 } // namespace kt3::output

@@ -60,18 +60,12 @@ class Reading {
 public:
     Reading(T value) : held_(std::move(value)) {}
     Reading(Absence why = Absence::driver) : held_(why) {}
-    Reading(Implausible what) : held_(std::move(what)) {}
+    Reading(Implausible what) : held_(Absence::implausible), raw_(std::move(what.raw)) {}
 
     [[nodiscard]] bool present() const { return std::holds_alternative<T>(held_); }
-    [[nodiscard]] const T& value() const { return std::get<T>(held_); } // of a present one
-    [[nodiscard]] Absence absence() const {                             // of an absent one
-        return std::holds_alternative<Implausible>(held_) ? Absence::implausible : std::get<Absence>(held_);
-    }
-    // What was published instead; empty but for implausible values.
-    [[nodiscard]] std::string raw() const {
-        const auto* what = std::get_if<Implausible>(&held_);
-        return what == nullptr ? "" : what->raw;
-    }
+    [[nodiscard]] const T& value() const { return std::get<T>(held_); }        // of a present one
+    [[nodiscard]] Absence absence() const { return std::get<Absence>(held_); } // of an absent one
+    [[nodiscard]] const std::string& raw() const { return raw_; }              // what was published; when implausible
 
     // The same question about another form of the value: make(value), or absent for the same reason.
     template<typename Make>
@@ -86,7 +80,8 @@ public:
     }
 
 private:
-    std::variant<T, Absence, Implausible> held_;
+    std::variant<T, Absence> held_;
+    std::string raw_;
 };
 
 } // namespace kt3::observe

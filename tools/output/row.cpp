@@ -22,6 +22,10 @@ Paint paint_of(const Cell& cell) {
     return number && *number >= cell.heading->look.hot ? Paint::bad : Paint::plain;
 }
 
+void add_empty_cell(Row& row, const Heading& heading) {
+    row.emplace_back().heading = &heading;
+}
+
 std::string cell_text(const Cell& cell, Format format) {
     if (format == Format::csv) {
         return cell.value.csv();

@@ -75,9 +75,9 @@ constexpr auto member(const char* key, Look look = {}) {
 
 // A value under its heading.
 struct Cell {
-    const Heading* heading;
+    const Heading* heading = nullptr;
     Value value;
-    std::optional<std::string> text; // when it is more than the value
+    std::optional<std::string> text = {}; // when it is more than the value
 };
 using Row = std::vector<Cell>;
 
@@ -101,12 +101,15 @@ void add_cells(Row& row, std::type_identity_t<Columns<Record>> columns, const Re
     }
 }
 
+// A cell without a value.
+void add_empty_cell(Row& row, const Heading& heading);
+
 // The same cells without values, in rows that mix records of several kinds.
 template<typename Record>
 void add_empty_cells(Row& row, Columns<Record> columns, Format format) {
     for (const Column<Record>& column : columns) {
         if (appears(column.heading, format)) {
-            row.push_back({&column.heading, Value(), std::nullopt});
+            add_empty_cell(row, column.heading);
         }
     }
 }

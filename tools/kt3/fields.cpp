@@ -67,10 +67,6 @@ void add_all(Row& row, std::type_identity_t<Columns<Record>> columns, const Reco
     }
 }
 
-MovingReadings moving_of(const Adapter& adapter) {
-    return {read_live(adapter), read_usage(adapter), read_driver_page(adapter), read_link_width(adapter)};
-}
-
 void read_identity(Row& row, QueriedAdapter& queried) {
     add_all(row, kAdapterColumns, queried.adapter);
 }
@@ -81,7 +77,7 @@ void read_live_values(Row& row, QueriedAdapter& queried) {
     add_all(row, kLiveColumns, read_live(queried.adapter));
 }
 void read_moving_values(Row& row, QueriedAdapter& queried) {
-    add_all(row, kMovingColumns, moving_of(queried.adapter));
+    add_all(row, kMovingColumns, read_moving(queried.adapter));
 }
 void read_module_values(Row& row, QueriedAdapter& queried) {
     const ModuleReadings sample = queried.sample();

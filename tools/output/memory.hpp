@@ -53,6 +53,16 @@ struct Place {
     return {adapter.slot, adapter.bus};
 }
 
+// The same of records that have their place beside other things.
+template<typename Record>
+[[nodiscard]] int slot_in(const Record& record) {
+    return record.place.slot;
+}
+template<typename Record>
+[[nodiscard]] observe::BusId bus_in(const Record& record) {
+    return record.place.bus;
+}
+
 // clang-format off
 inline constexpr Column<Place> kPlaceColumns[] = {
     column<&Place::slot>("slot", "GPU",    {.least = 0, .most = 2, .rank = Rank::stays}),

@@ -2,6 +2,7 @@
 #pragma once
 // A sample of what moves, as a row.
 
+#include "observe/adapter/moving_readings.hpp"
 #include "observe/adapter/samplers.hpp"
 #include "output/adapter.hpp"
 
@@ -10,15 +11,8 @@ namespace kt3::output {
 using observe::BandwidthReadings;
 using observe::BusyReadings;
 using observe::FrameReadings;
+using observe::MovingReadings;
 using observe::UsageReadings;
-
-// What nodes, page and link say at one moment.
-struct MovingReadings {
-    LiveReadings live;
-    UsageReadings usage;
-    DriverPage page;
-    Reading<std::int64_t> link_width;
-};
 
 [[nodiscard]] inline Reading<std::int64_t> used_memory(const MovingReadings& moving) {
     return used_frame_buffer(moving.live);

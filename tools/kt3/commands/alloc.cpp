@@ -28,13 +28,6 @@ struct Listed {
     Record record;
 };
 
-int slot_of(const Listed& listed) {
-    return listed.place.slot;
-}
-BusId bus_of(const Listed& listed) {
-    return listed.place.bus;
-}
-
 std::int32_t device_of(const Listed& listed) {
     return listed.owner.device;
 }
@@ -68,8 +61,8 @@ constexpr unsigned kNotOnScreen = kCsv | kJson;
 
 // clang-format off
 constexpr Column<Listed> kListColumns[] = {
-    column<slot_of>                            ("slot",            "GPU", {.least = 0, .most = 2, .rank = Rank::stays}),
-    column<bus_of>                             ("bdf",             "",    {.forms = kNotOnScreen}),
+    column<slot_in<Listed>>                    ("slot",            "GPU", {.least = 0, .most = 2, .rank = Rank::stays}),
+    column<bus_in<Listed>>                     ("bdf",             "",    {.forms = kNotOnScreen}),
     column<device_of>                          ("device",          "DEVICE"),
     column<pid_of>                             ("pid",             "PID"),
     member<known_name_of>                      ("process"),
@@ -138,12 +131,6 @@ struct SumLine {
     std::string what;
 };
 
-int slot_of_sum(const SumLine& line) {
-    return line.place.slot;
-}
-BusId bus_of_sum(const SumLine& line) {
-    return line.place.bus;
-}
 std::int64_t count_of(const SumLine& line) {
     return line.tally.count;
 }
@@ -153,12 +140,12 @@ Bytes memory_of(const SumLine& line) {
 
 // clang-format off
 constexpr Column<SumLine> kSumColumns[] = {
-    column<slot_of_sum>   ("slot",        "GPU", {.rank = Rank::stays}),
-    column<bus_of_sum>    ("bdf",         "",    {.forms = kCsv}),
-    column<&SumLine::by>  ("by",          "BY"),
-    column<count_of>      ("allocations", "ALLOCATIONS"),
-    column<memory_of>     ("bytes",       "MEMORY"),
-    column<&SumLine::what>("what",        "WHAT"),
+    column<slot_in<SumLine>>("slot",        "GPU", {.rank = Rank::stays}),
+    column<bus_in<SumLine>> ("bdf",         "",    {.forms = kCsv}),
+    column<&SumLine::by>    ("by",          "BY"),
+    column<count_of>        ("allocations", "ALLOCATIONS"),
+    column<memory_of>       ("bytes",       "MEMORY"),
+    column<&SumLine::what>  ("what",        "WHAT"),
 };
 // clang-format on
 

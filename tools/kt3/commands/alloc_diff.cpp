@@ -83,12 +83,6 @@ struct ChangeLine {
     std::string what;
 };
 
-int slot_of(const ChangeLine& line) {
-    return line.place.slot;
-}
-BusId bus_of(const ChangeLine& line) {
-    return line.place.bus;
-}
 std::string with_sign(std::int64_t number, const std::string& text) {
     return number > 0 ? "+" + text : text;
 }
@@ -114,8 +108,8 @@ Bytes after_of(const ChangeLine& line) {
 
 // clang-format off
 constexpr Column<ChangeLine> kChangeColumns[] = {
-    column<slot_of>                ("slot",               "GPU", {.rank = Rank::stays}),
-    column<bus_of>                 ("bdf",                "",    {.forms = kCsv}),
+    column<slot_in<ChangeLine>>    ("slot",               "GPU", {.rank = Rank::stays}),
+    column<bus_in<ChangeLine>>     ("bdf",                "",    {.forms = kCsv}),
     column<&ChangeLine::by>        ("by",                 "BY"),
     column<growth_of, growth_text> ("growth_bytes",       "GROWTH"),
     column<count_of, count_text>   ("growth_allocations", "COUNT"),

@@ -25,8 +25,6 @@ struct Arguments {
     bool no_rates = false;
 };
 
-constexpr double kLookForRates = 0.2; // seconds between two looks, so that there are rates
-
 struct LineCell {
     const char* heading;
     const char* key; // null for what is not a reading
@@ -88,10 +86,6 @@ struct Source {
         binding.reset();
     }
 };
-
-MovingReadings read_moving(const Adapter& adapter) {
-    return {read_live(adapter), read_usage(adapter), read_driver_page(adapter), read_link_width(adapter)};
-}
 
 Row take_sample(const Library& library, Machine& machine, Source& source, bool look_twice, bool stays_bound,
                 Format format) {

@@ -17,7 +17,6 @@ namespace kt3::cli {
 namespace {
 
 constexpr Accepts kAloneAccepts{.gpu = true, .csv = true};
-constexpr double kLookForRates = 0.2; // seconds between two looks, so that there are rates
 
 std::vector<std::string> names_of_fields() {
     std::vector<std::string> names;

@@ -18,7 +18,6 @@
 namespace kt3::cli {
 namespace {
 
-constexpr double kLookForRates = 0.2; // seconds between two looks, so that there are rates
 constexpr std::size_t kProcesses = 5; // the largest
 
 // An adapter at one moment.
@@ -124,10 +123,7 @@ Brief look_at(Session& session, const Adapter& adapter, std::vector<Large>& larg
         add_holders(session, adapter, large);
         sleep_or_interrupt(kLookForRates);
     }
-    Brief brief{&adapter,
-                {read_live(adapter), read_usage(adapter), read_driver_page(adapter), read_link_width(adapter)},
-                queried.sample().frames};
-    return brief;
+    return {&adapter, read_moving(adapter), queried.sample().frames};
 }
 
 void report_adapter(Report& report, const Brief& brief) {

@@ -35,6 +35,9 @@ struct ModuleReadings {
     BandwidthReadings bandwidth;
 };
 
+// Seconds between two looks, so that there are rates.
+inline constexpr double kLookForRates = 0.2;
+
 // Prepared once per binding; each sample then costs one call per kind. Frames are counted from the first sample on.
 class ModuleSampler {
 public:

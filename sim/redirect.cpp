@@ -19,7 +19,7 @@ namespace {
 static_assert(kPathSize >= PATH_MAX, "resolved paths are written into buffers of this size");
 
 constexpr std::string_view kAlways[] = {
-    "/sys/kernel/debug", "/sys/bus/pci", "/sys/class/drm", "/sys/dev/char", "/sys/devices", "/dev/dri",
+    "/sys/kernel/debug", "/sys/bus/pci", "/sys/class/drm", "/sys/dev/char", "/sys/devices", "/dev/dri", "/run/kt3",
 };
 constexpr std::string_view kWhenPresent = "/proc/";
 

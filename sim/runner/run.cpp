@@ -109,6 +109,7 @@ int run_machine(const std::function<void(const fs::path& folder)>& build, const 
     const TemporaryFolder folder;
     build(folder.path());
     provide_modules(folder.path(), parts);
+    fs::create_directories(folder.path() / "run/kt3"); // where tools of a machine meet
 
     const pid_t child = ::fork();
     if (child < 0) {

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
+#include <vector>
 
 namespace kt3::observe {
 namespace {
@@ -55,15 +56,18 @@ void check_interrupt() {
     }
 }
 
-bool wait_readable(int descriptor, double seconds) {
+bool wait_readable(std::span<const int> descriptors, double seconds) {
     using Clock = std::chrono::steady_clock;
     const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+    std::vector<pollfd> waited{{mark.wake[0], POLLIN, 0}}; // poll passes over negative ones
+    for (const int descriptor : descriptors) {
+        waited.push_back({descriptor, POLLIN, 0});
+    }
     for (;;) {
         check_interrupt();
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-        pollfd waited[] = {{mark.wake[0], POLLIN, 0}, {descriptor, POLLIN, 0}}; // poll passes over negative ones
-        ::poll(waited, 2, static_cast<int>(std::clamp<long long>(left, 0, 60'000)));
-        if (waited[1].revents != 0) {
+        ::poll(waited.data(), waited.size(), static_cast<int>(std::clamp<long long>(left, 0, 60'000)));
+        if (std::any_of(waited.begin() + 1, waited.end(), [](const pollfd& one) { return one.revents != 0; })) {
             return true;
         }
         if (left <= 0) {
@@ -73,8 +77,12 @@ bool wait_readable(int descriptor, double seconds) {
     }
 }
 
+bool wait_readable(int descriptor, double seconds) {
+    return wait_readable({&descriptor, 1}, seconds);
+}
+
 void sleep_or_interrupt(double seconds) {
-    (void)wait_readable(-1, seconds);
+    (void)wait_readable(std::span<const int>(), seconds);
 }
 
 } // namespace kt3::observe

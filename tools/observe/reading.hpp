@@ -19,6 +19,8 @@ enum class Absence {
     first_sample,
     unchanged,
     implausible, // outside what such a value can be; the reading has the text
+    timeout,     // its file did not answer
+    suspended,   // the adapter sleeps and was left alone
 };
 
 struct AbsenceWords {
@@ -37,6 +39,8 @@ inline constexpr AbsenceWords kAbsences[] = {
     {"first_sample", "needs a second sample"},
     {"unchanged", "no new frame sample yet"},
     {"implausible", "implausible"},
+    {"timeout", "no answer in time"},
+    {"suspended", "the adapter is suspended"},
 };
 
 [[nodiscard]] constexpr const char* reason_code(Absence absence) {

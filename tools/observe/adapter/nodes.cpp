@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "observe/adapter/nodes.hpp"
 
+#include "observe/adapter/avoided.hpp"
 #include "observe/interrupt.hpp"
 #include "observe/text.hpp"
 #include "support/owned.hpp"
@@ -38,6 +39,9 @@ Absence without_hwmon(const Adapter& adapter) {
 } // namespace
 
 Reading<std::string> read_page(int directory, const char* name) {
+    if (is_avoided(directory, name)) {
+        return Absence::timeout;
+    }
     const support::Fd node(::openat(directory, name, O_RDONLY | O_CLOEXEC));
     check_interrupt();
     if (!node) {

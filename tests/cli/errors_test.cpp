@@ -56,7 +56,6 @@ const ErrorCase kErrors[] = {
     {"ASummaryWithoutAdapterIsNotFound",      "no-gpu", {},                                 3, "no_adapter"},
     {"ALibraryThatIsAbsentIsMissing",         "idle",   {"list", "--library", "/nonexistent.so"}, 5, "library_missing"},
     {"ALibraryWithoutEntryPointsIsMissing",   "idle",   {"list", "--library", KT3_PARTIAL_LIBRARY}, 5, "symbol_missing"},
-    {"AMalformedNumberIsAFailure",            "idle",   {"info", "--library", KT3_THROWING_LIBRARY}, 1, "parse_error"},
     {"APreferenceThatIsAbsentIsAFailure",     "idle",   {"prefer", "get", "absent"},        1, "no_preference"},
     {"APathThatCannotBeStoredIsWrongUsage",   "idle",   {"prefer", "set", "/a;b", "--value", "1"}, 2, "not_storable"},
 };
@@ -114,8 +113,17 @@ TEST(Kt3ErrorText, HasNoControlBytesOfTheUser) {
 }
 
 TEST(Kt3Error, LetsGoOfTheAdapterWhenTheLibraryThrows) {
-    const Ended run = run_kt3("idle", {"info", "--library", KT3_THROWING_LIBRARY});
-    EXPECT_THAT(run.err, AllOf(HasSubstr("malformed number (stoi)"), HasSubstr("let go\n")));
+    const Ended run = run_kt3("idle", {"info", "--verbose", "--library", KT3_THROWING_LIBRARY});
+    EXPECT_THAT(run.err, AllOf(HasSubstr("malformed number in the summary of GPU 0 (stoi)"), HasSubstr("let go\n")));
+}
+
+TEST(Kt3Error, LeavesOutWhatTheLibraryThrewAtAndShowsTheRest) {
+    const Ended run = run_kt3("idle", {"info", "--json", "--library", KT3_THROWING_LIBRARY});
+    EXPECT_EQ(run.status, 1);
+    const json document = parse_json(run.out);
+    EXPECT_EQ(document["errors"][0]["code"], "parse_error");
+    EXPECT_EQ(document["adapters"][0]["summary"]["memory_type_reason"], "parse_error");
+    EXPECT_EQ(document["adapters"][0]["name"], "Gpu0:Vorla-55F0");
 }
 
 TEST(Kt3Error, IsAMatterOfRightsWhenDeviceNodesMayNotBeOpened) {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "kt3/adapter_choice.hpp"
 
-#include "observe/adapter/binding.hpp"
-#include "observe/interrupt.hpp"
 #include "output/adapter.hpp"
 #include "support/owned.hpp"
 
@@ -104,33 +102,35 @@ std::vector<const Adapter*> memory_adapters(Session& session) {
     return adapters;
 }
 
-ExitStatus for_each_bound(Session& session, const std::function<void(const Adapter&)>& look) {
-    ExitStatus status = ExitStatus::ok;
-    for (const Adapter* adapter : memory_adapters(session)) {
-        const std::size_t errors = session.report.errors.size();
-        const Binding binding(library_of(session), machine_of(session), *adapter);
-        session.report.adapters.push_back(identity_of(*adapter));
-        try {
-            const auto what = fmt::format("the allocations of GPU {}", adapter->slot);
-            guarded(session.report, what, [&] { look(*adapter); });
-        } catch (Failure& failure) {
-            failure.adapter = adapter->slot;
+void note_failures(Session& session, const std::vector<Failure>& failures) {
+    for (const Failure& failure : failures) {
+        const auto& errors = session.report.errors;
+        const bool told = std::any_of(errors.begin(), errors.end(),
+                                      [&](const Failure& other) { return other.message == failure.message; });
+        if (!told) { // a group that was lost with the file it waits for
             note_error(session.report, failure);
         }
-        check_interrupt();
+    }
+}
+
+ExitStatus for_each_look(Session& session, const Groups& wanted,
+                         const std::function<void(const Adapter&, const Observation&)>& show) {
+    ExitStatus status = ExitStatus::ok;
+    const std::vector<const Adapter*> adapters = memory_adapters(session);
+    const std::vector<Observation> looks = look_at(session, adapters, wanted);
+    for (std::size_t at = 0; at < adapters.size(); ++at) {
+        const std::size_t errors = session.report.errors.size();
+        session.report.adapters.push_back(identity_of(*adapters[at]));
+        try {
+            show(*adapters[at], looks[at]);
+        } catch (const Failure& failure) {
+            note_failures(session, {failure});
+        }
         if (status == ExitStatus::ok && session.report.errors.size() > errors) {
             status = session.report.errors[errors].status;
         }
     }
     return status;
-}
-
-OpenDevices open_devices(Session& session, const Adapter& adapter) {
-    OpenDevicesRead read = read_open_devices(library_of(session), adapter);
-    for (const Failure& failure : read.failures) {
-        note_error(session.report, failure);
-    }
-    return std::move(read.devices);
 }
 
 } // namespace kt3::cli

@@ -3,7 +3,6 @@
 // The adapters that --gpu names.
 
 #include "kt3/session.hpp"
-#include "observe/memory/allocations.hpp"
 
 namespace kt3::cli {
 
@@ -21,11 +20,12 @@ namespace kt3::cli {
 // Those of them that can hold allocations; throws Failure when there is none.
 [[nodiscard]] std::vector<const Adapter*> memory_adapters(Session& session);
 
-// Binds each of memory_adapters() and calls `look` for it. A Failure of one adapter becomes an error of the report and
+// Looks at the memory_adapters() and calls `show` for each. A Failure of one adapter becomes an error of the report and
 // the others follow. Returns the status of the first failure.
-ExitStatus for_each_bound(Session& session, const std::function<void(const Adapter&)>& look);
+ExitStatus for_each_look(Session& session, const Groups& wanted,
+                         const std::function<void(const Adapter&, const Observation&)>& show);
 
-// The open devices; what went wrong while they were read becomes errors of the report.
-[[nodiscard]] OpenDevices open_devices(Session& session, const Adapter& adapter);
+// Failures that left something out of a value become errors of the report.
+void note_failures(Session& session, const std::vector<Failure>& failures);
 
 } // namespace kt3::cli

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "kt3/fields.hpp"
 
-#include "observe/adapter/driver_state.hpp"
 #include "output/metric.hpp"
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 namespace kt3::cli {
 namespace {
 
+using namespace collect;
 using namespace observe;
 using namespace output;
 
@@ -67,32 +67,31 @@ void add_all(Row& row, std::type_identity_t<Columns<Record>> columns, const Reco
     }
 }
 
-void read_identity(Row& row, QueriedAdapter& queried) {
-    add_all(row, kAdapterColumns, queried.adapter);
+void add_identity(Row& row, const Adapter& adapter, const Observation&) {
+    add_all(row, kAdapterColumns, adapter);
 }
-void read_versions(Row& row, QueriedAdapter& queried) {
-    add_all(row, kVersionColumns, observe::read_versions(queried.adapter));
+void add_versions(Row& row, const Adapter&, const Observation& look) {
+    add_all(row, kVersionColumns, look.versions);
 }
-void read_live_values(Row& row, QueriedAdapter& queried) {
-    add_all(row, kLiveColumns, read_live(queried.adapter));
+void add_live_values(Row& row, const Adapter&, const Observation& look) {
+    add_all(row, kLiveColumns, look.moving.live);
 }
-void read_moving_values(Row& row, QueriedAdapter& queried) {
-    add_all(row, kMovingColumns, read_moving(queried.adapter));
+void add_moving_values(Row& row, const Adapter&, const Observation& look) {
+    add_all(row, kMovingColumns, look.moving);
 }
-void read_module_values(Row& row, QueriedAdapter& queried) {
-    const ModuleReadings sample = queried.sample();
-    add_all(row, kFrameColumns, sample.frames);
-    add_all(row, kBusyColumns, sample.busy);
-    add_all(row, kBandwidthColumns, sample.bandwidth);
+void add_module_values(Row& row, const Adapter&, const Observation& look) {
+    add_all(row, kFrameColumns, look.counted.frames);
+    add_all(row, kBusyColumns, look.counted.busy);
+    add_all(row, kBandwidthColumns, look.counted.bandwidth);
 }
-void read_driver_parts(Row& row, QueriedAdapter& queried) {
-    add_all(row, kDriverColumns, read_driver_state(queried.adapter, queried.complete()));
+void add_driver_parts(Row& row, const Adapter&, const Observation& look) {
+    add_all(row, kDriverColumns, look.driver);
 }
-void read_library_summary(Row& row, QueriedAdapter& queried) {
-    add_all(row, kSummaryColumns, read_summary(queried.library, queried.machine, queried.adapter));
+void add_library_summary(Row& row, const Adapter&, const Observation& look) {
+    add_all(row, kSummaryColumns, look.summary);
 }
-void read_page_values(Row& row, QueriedAdapter& queried) {
-    add_all(row, kPageColumns, read_driver_page(queried.adapter));
+void add_page_values(Row& row, const Adapter&, const Observation& look) {
+    add_all(row, kPageColumns, look.moving.page);
 }
 
 std::vector<const Heading*> module_headings() {
@@ -105,14 +104,14 @@ std::vector<const Heading*> module_headings() {
 
 const std::vector<FieldGroup>& groups() {
     static const auto& all = *new std::vector<FieldGroup>{
-        {headings_of(kAdapterColumns), read_identity, false, false},
-        {headings_of(kVersionColumns), read_versions, false, false},
-        {headings_of(kLiveColumns), read_live_values, false, false},
-        {headings_of(kMovingColumns), read_moving_values, true, false},
-        {module_headings(), read_module_values, true, true},
-        {headings_of(kDriverColumns), read_driver_parts, true, false},
-        {headings_of(kSummaryColumns), read_library_summary, false, false},
-        {headings_of(kPageColumns), read_page_values, false, false},
+        {headings_of(kAdapterColumns), add_identity, {}, false},
+        {headings_of(kVersionColumns), add_versions, {Group::versions}, false},
+        {headings_of(kLiveColumns), add_live_values, {Group::live}, false},
+        {headings_of(kMovingColumns), add_moving_values, {Group::live, Group::usage, Group::page, Group::link}, false},
+        {module_headings(), add_module_values, {Group::counted}, true},
+        {headings_of(kDriverColumns), add_driver_parts, {Group::driver}, false},
+        {headings_of(kSummaryColumns), add_library_summary, {Group::summary}, false},
+        {headings_of(kPageColumns), add_page_values, {Group::page}, false},
     };
     return all;
 }
@@ -143,18 +142,6 @@ std::vector<Field> make_fields() {
 }
 
 } // namespace
-
-QueriedAdapter::QueriedAdapter(const Library& the_library, Machine& the_machine, const Adapter& the_adapter, bool bound)
-    : library(the_library), machine(the_machine), adapter(the_adapter) {
-    if (bound && adapter.family != nullptr) {
-        binding_ = std::make_unique<Binding>(library, machine, adapter);
-        sampler_ = std::make_unique<ModuleSampler>(library, adapter);
-    }
-}
-
-ModuleReadings QueriedAdapter::sample() {
-    return sampler_ ? sampler_->sample() : no_module_readings(Absence::not_on_this_chip);
-}
 
 const std::vector<Field>& all_fields() {
     static const auto& fields = *new std::vector<Field>(make_fields());

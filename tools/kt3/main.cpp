@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // kt3: parse the arguments, run one command, send its data to the output and map how it ended to the exit status.
 
+#include "collect/worker.hpp"
 #include "kt3/command_table.hpp"
 #include "kt3/exit_status.hpp"
 #include "kt3/nearest.hpp"
@@ -14,6 +15,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -51,7 +53,6 @@ ExitStatus run_guarded(Session& session, const std::function<ExitStatus(Session&
     }
 }
 
-// The data comes after the command has let go of the adapter, so a reader that does not read keeps nothing switched on.
 ExitStatus send_output(Session& session, ExitStatus status) {
     if (status == ExitStatus::reader_left) {
         return status;
@@ -82,9 +83,11 @@ ExitStatus judge_absences(const Session& session, ExitStatus status) {
 
 ExitStatus run_command(const Options& options, const Chosen& chosen, const support::Fd& standard_output) {
     Output output(standard_output, options.output);
-    Session session{options, output, {}, {}, {}, {}, {}};
+    Session session{options, output};
     session.report.command = chosen.name;
-    const ExitStatus status = run_guarded(session, chosen.run);
+    ExitStatus status = run_guarded(session, chosen.run);
+    session.collector.reset(); // a reader of the output that does not read keeps nothing switched on
+    status = status == ExitStatus::ok ? session.reading : status;
     const ExitStatus final_status = judge_absences(session, send_output(session, status));
     std::fflush(stdout);
     if (!options.verbose) { // the library prints one more line when it is closed, below
@@ -231,6 +234,9 @@ ExitStatus run(int count, char** arguments) {
 } // namespace kt3::cli
 
 int main(int count, char** arguments) {
+    if (count > 1 && std::strcmp(arguments[1], kt3::collect::kWorkerOption) == 0) {
+        kt3::collect::serve();
+    }
     // Commands report what they meet; what is left comes before them or after, as when memory is short.
     try {
         const kt3::cli::ExitStatus status = kt3::cli::run(count, arguments);

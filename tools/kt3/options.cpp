@@ -24,10 +24,17 @@ Format format_of(const Options& options) {
     return options.csv ? Format::csv : Format::text;
 }
 
+void add_timeout(CLI::App& app, Options& options) {
+    add_seconds(app, {"--timeout", "How long to wait for a driver that does not answer (2)", "SECONDS"},
+                options.timeout, 0.001);
+}
+
 void add_shared_options(CLI::App& app, Options& options, Accepts accepts) {
     if (accepts.gpu) {
         add_list(app, {"-g,--gpu", "Adapters: slot numbers, PCI bus ids or \"all\"; also several", "SLOT|BDF|all"},
                  options.gpus);
+        add_timeout(app, options);
+        add_flag(app, {"--wake", "Read adapters that are suspended, too"}, options.wake);
     }
     add_flag(app, {"--json", "Print one JSON document"}, options.json);
     if (accepts.csv) {

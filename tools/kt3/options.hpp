@@ -24,6 +24,8 @@ struct Options {
     std::string output;  // file of -o; empty for standard output
     std::string color = "auto";
     bool verbose = false;
+    bool wake = false;   // adapters that sleep are read, too
+    double timeout = 2;  // seconds that a look may take
     std::string library; // empty: search
 };
 
@@ -35,6 +37,7 @@ struct Accepts {
     bool csv = false;
     bool json = true;
 };
+void add_timeout(CLI::App& app, Options& options);
 void add_shared_options(CLI::App& app, Options& options, Accepts accepts);
 
 // COLUMNS, else what the terminal says; 0 when neither does.

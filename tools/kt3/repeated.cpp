@@ -32,6 +32,7 @@ ExitStatus repeat(Session& session, const Repetition& repetition, const std::fun
     }
     const std::uint64_t count = repetition.count.value_or(0); // 0: until interrupted
     session.output.follow();
+    session.repeats = true;
     session.streaming = true; // a failure before the first sample is one line of JSON, too
     ExitStatus status = ExitStatus::ok;
     for (std::uint64_t number = 0; count == 0 || number < count; ++number) {

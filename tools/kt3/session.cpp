@@ -27,13 +27,34 @@ const Library& library_of(Session& session) {
     return *session.opened;
 }
 
-Machine& machine_of(Session& session) {
-    if (!session.machine) {
-        session.machine = std::make_unique<Machine>();
-        enumerate(library_of(session), *session.machine);
-        check_interrupt();
+Settings settings_of(const Session& session) {
+    const Options& options = session.options;
+    return {options.library, options.verbose, options.wake, options.timeout, show_words};
+}
+
+Collector& collector_of(Session& session) {
+    if (!session.collector) {
+        session.collector = std::make_unique<Collector>(settings_of(session));
     }
-    return *session.machine;
+    return *session.collector;
+}
+
+const MachineFacts& machine_of(Session& session) {
+    const MachineSeen& machine = collector_of(session).machine();
+    session.report.interface_version = machine.interface_version;
+    return machine.facts;
+}
+
+std::vector<Observation> look_at(Session& session, const std::vector<const Adapter*>& adapters, const Groups& wanted) {
+    const Waiting waiting = session.repeats ? Waiting::little : Waiting::to_the_end;
+    std::vector<Observation> looks = collector_of(session).look(adapters, wanted, waiting);
+    for (const Observation& look : looks) {
+        for (const Failure& failure : look.failures) {
+            note_error(session.report, failure);
+            session.reading = session.reading == ExitStatus::ok ? failure.status : session.reading;
+        }
+    }
+    return looks;
 }
 
 bool color_of(const Session& session) {

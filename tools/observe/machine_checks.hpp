@@ -15,12 +15,12 @@ enum class Level { ok, note, problem };
 
 struct Finding {
     Level level = Level::ok;
-    const char* check = ""; // what was looked at, one word
+    std::string check; // what was looked at, one word
     std::string message;
     std::string fix{};
     std::optional<int> slot{};
     ExitStatus status = ExitStatus::ok; // of a problem
-    const char* code = "ok";            // one word for scripts
+    std::string code = "ok";            // one word for scripts
 };
 
 using Findings = std::vector<Finding>;

@@ -3,7 +3,7 @@
 // Adapters and their readings as rows.
 
 #include "observe/adapter/driver_state.hpp"
-#include "observe/adapter/live_readings.hpp"
+#include "observe/adapter/moving_readings.hpp"
 #include "observe/adapter/summaries.hpp"
 #include "observe/plausible.hpp"
 #include "output/row.hpp"
@@ -77,8 +77,9 @@ inline constexpr Column<AdapterSummary> kSummaryColumns[] = {
     column<&AdapterSummary::display_ports>   ("display_ports",    "Display ports", {.group = "summary"}),
     column<&AdapterSummary::display_types>   ("display_types",    "Display types", {.group = "summary", .one_of = "VGA DVI HDMI DP EDP"}),
 };
-inline constexpr Column<AdapterSummary> kLinkWidthColumns[] = {
-    column<&AdapterSummary::link_width>("link_width", "Link width", {.unit = "lanes", .group = "link"}),
+using observe::MovingReadings;
+inline constexpr Column<MovingReadings> kLinkWidthColumns[] = {
+    column<&MovingReadings::link_width>("link_width", "Link width", {.unit = "lanes", .group = "link"}),
 };
 
 using observe::DriverPage;

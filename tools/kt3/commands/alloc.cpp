@@ -104,10 +104,9 @@ std::vector<Listed> listed(const Place& place, const Allocations& allocations, c
     return list;
 }
 
-void list_adapter(Session& session, const Adapter& adapter) {
-    const OpenDevices devices = open_devices(session, adapter);
-    const auto list =
-        listed(place_of(adapter), read_allocations(library_of(session), machine_of(session), adapter), devices);
+void list_adapter(Session& session, const Adapter& adapter, const AllocationsRead& read) {
+    note_failures(session, read.failures);
+    const auto list = listed(place_of(adapter), read.allocations, read.devices);
     for (const Listed& one : list) {
         session.report.members["allocations"].push_back(object_of(kListColumns, one));
     }
@@ -117,7 +116,9 @@ void list_adapter(Session& session, const Adapter& adapter) {
 ExitStatus run_list(Session& session, const Repetition& repetition) {
     return repeat(session, repetition, [&] {
         session.report.members["allocations"] = Json::array();
-        return for_each_bound(session, [&](const Adapter& adapter) { list_adapter(session, adapter); });
+        return for_each_look(session, {Group::allocations}, [&](const Adapter& adapter, const Observation& look) {
+            list_adapter(session, adapter, look.allocations.get());
+        });
     });
 }
 
@@ -202,9 +203,9 @@ std::vector<SumLine> sum_lines(const Place& place, const AllocationSums& sums, s
     return lines;
 }
 
-void sum_adapter(Session& session, const Adapter& adapter, std::size_t top) {
-    const OpenDevices devices = open_devices(session, adapter);
-    const AllocationSums sums = sum_up(read_allocations(library_of(session), machine_of(session), adapter), devices);
+void sum_adapter(Session& session, const Adapter& adapter, const AllocationsRead& read, std::size_t top) {
+    note_failures(session, read.failures);
+    const AllocationSums sums = sum_up(read.allocations, read.devices);
     session.report.members["allocation_summaries"].push_back(sums_object(place_of(adapter), sums));
     const Format format = format_of(session);
     const auto lines = sum_lines(place_of(adapter), sums, format == Format::csv ? SIZE_MAX : top);
@@ -214,7 +215,9 @@ void sum_adapter(Session& session, const Adapter& adapter, std::size_t top) {
 ExitStatus run_sums(Session& session, const Repetition& repetition, std::size_t top) {
     return repeat(session, repetition, [&] {
         session.report.members["allocation_summaries"] = Json::array();
-        return for_each_bound(session, [&](const Adapter& adapter) { sum_adapter(session, adapter, top); });
+        return for_each_look(session, {Group::allocations}, [&](const Adapter& adapter, const Observation& look) {
+            sum_adapter(session, adapter, look.allocations.get(), top);
+        });
     });
 }
 

@@ -30,11 +30,6 @@ using Buses = std::map<int, BusId>; // by slot
 
 // ---- the two snapshots ----------------------------------------------------------------------------------------------
 
-Snapshot read_snapshot(Session& session, const Adapter& adapter) {
-    const OpenDevices devices = open_devices(session, adapter);
-    return snapshot_of(adapter.slot, read_allocations(library_of(session), machine_of(session), adapter), devices);
-}
-
 Held held_in(const Json& object) {
     const auto number = [&](const char* key) { return object.at(key).get<std::int32_t>(); };
     Owner owner{number("device"), std::nullopt, ""};
@@ -50,16 +45,16 @@ Held held_in(const Json& object) {
 }
 
 // A look, and where its adapters are.
-struct Look {
+struct SavedLook {
     Snapshot snapshot;
     Buses buses;
 };
 
-Look read_saved(const std::string& path) {
+SavedLook read_saved(const std::string& path) {
     const std::string text = text_of_file(path);
     try {
         const Json document = Json::parse(text);
-        Look look;
+        SavedLook look;
         for (const Json& object : document.at("allocations")) {
             look.snapshot.push_back(held_in(object));
         }
@@ -184,8 +179,8 @@ ExitStatus show(Session& session, const AllocationChanges& changes, const Buses&
 
 ExitStatus run_diff(Session& session, const Arguments& arguments) {
     if (!arguments.after.empty()) {
-        Look older = read_saved(arguments.before);
-        Look newer = read_saved(arguments.after);
+        SavedLook older = read_saved(arguments.before);
+        SavedLook newer = read_saved(arguments.after);
         newer.buses.insert(older.buses.begin(), older.buses.end());
         return show(session, compare_snapshots(std::move(older.snapshot), std::move(newer.snapshot)), newer.buses,
                     arguments);
@@ -197,8 +192,10 @@ ExitStatus run_diff(Session& session, const Arguments& arguments) {
     Snapshot before, after;
     const auto take = [&](Snapshot& snapshot) {
         session.report.adapters = Json::array();
-        return for_each_bound(session, [&](const Adapter& adapter) {
-            const Snapshot one = read_snapshot(session, adapter);
+        return for_each_look(session, {Group::allocations}, [&](const Adapter& adapter, const Observation& look) {
+            const AllocationsRead& read = look.allocations.get();
+            note_failures(session, read.failures);
+            const Snapshot one = snapshot_of(adapter.slot, read.allocations, read.devices);
             snapshot.insert(snapshot.end(), one.begin(), one.end());
         });
     };

@@ -68,27 +68,6 @@ ExitStatus status_of(const Findings& findings) {
     return ExitStatus::ok;
 }
 
-const Library* opened_library(Session& session, Findings& findings) {
-    try {
-        check_library(library_of(session), findings);
-        return session.opened.get();
-    } catch (const Failure& failure) {
-        note_missing_library(failure, findings);
-        return nullptr;
-    }
-}
-
-Findings examine_machine(Session& session) {
-    Findings findings;
-    const Library* library = opened_library(session, findings);
-    check_driver_places(findings);
-    if (library != nullptr) {
-        check_adapters(machine_of(session), findings);
-    }
-    check_programs(findings);
-    return findings;
-}
-
 // "Healthy" only when nothing is missing.
 std::string verdict_of(const Findings& findings) {
     const auto count = [&](Level level) {
@@ -104,15 +83,21 @@ std::string verdict_of(const Findings& findings) {
                                             (count(Level::note) == 0 ? "" : ", " + notes) + ".";
 }
 
+bool library_answers(const Findings& findings) {
+    return std::none_of(findings.begin(), findings.end(), [](const Finding& finding) {
+        return finding.code == "library_missing" || finding.code == "timeout";
+    });
+}
+
 ExitStatus run_doctor(Session& session) {
-    const Findings findings = examine_machine(session);
+    const Findings findings = collector_of(session).check();
     const Screen screen = screen_of(session);
     session.report.members["findings"] = array_of(kFindingColumns, findings);
     for (const Finding& finding : findings) {
         session.text += finding_lines(finding, screen);
     }
-    if (session.machine) {
-        for (const Adapter& adapter : session.machine->adapters) {
+    if (library_answers(findings)) {
+        for (const Adapter& adapter : machine_of(session).adapters) {
             session.report.adapters.push_back(identity_of(adapter));
         }
     }
@@ -127,7 +112,9 @@ std::vector<DocumentForm> describe_doctor() {
 }
 
 void add_doctor(CLI::App& app, Options& options, Chosen& chosen) {
-    add_command(app, "doctor", "Look for what is missing and say how to mend it", options, chosen, {}, run_doctor);
+    CLI::App& doctor =
+        add_command(app, "doctor", "Look for what is missing and say how to mend it", options, chosen, {}, run_doctor);
+    add_timeout(doctor, options);
 }
 
 } // namespace kt3::cli

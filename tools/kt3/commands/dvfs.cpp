@@ -65,16 +65,25 @@ std::string page_of(const Adapter& adapter, const DvfsState& state, const Screen
 }
 
 ExitStatus run_get(Session& session) {
-    for (const Adapter* adapter : selected_adapters(session)) {
-        const DvfsState state = read_dvfs(library_of(session), machine_of(session), *adapter);
-        Json object = identity_of(*adapter);
+    const std::vector<const Adapter*> adapters = selected_adapters(session);
+    const std::vector<Observation> looks = look_at(session, adapters, {Group::dvfs});
+    ExitStatus status = ExitStatus::ok;
+    for (std::size_t at = 0; at < adapters.size(); ++at) {
+        const Adapter& adapter = *adapters[at];
+        const DvfsState& state = looks[at].dvfs.value;
+        if (const auto& failure = looks[at].dvfs.failure; failure && adapter.family != nullptr) {
+            note_failures(session, {*failure});
+            status = status == ExitStatus::ok ? failure->status : status;
+            continue;
+        }
+        Json object = identity_of(adapter);
         for (const DvfsRegister& row : dvfs_registers()) {
             put_reading(object["registers"], row.name, state.reading(row));
         }
         session.report.adapters.push_back(std::move(object));
-        session.text += (session.text.empty() ? "" : "\n") + page_of(*adapter, state, screen_of(session));
+        session.text += (session.text.empty() ? "" : "\n") + page_of(adapter, state, screen_of(session));
     }
-    return ExitStatus::ok;
+    return status;
 }
 
 [[noreturn]] void refuse(const std::string& why) {
@@ -118,7 +127,8 @@ ExitStatus run_set(Session& session, const Arguments& arguments) {
 // Registers that cannot be read are not in the file, and restoring it leaves them alone.
 ExitStatus run_save(Session& session, const Arguments& arguments) {
     const Adapter& adapter = only_adapter(selected_adapters(session));
-    const DvfsState state = read_dvfs(library_of(session), machine_of(session), adapter);
+    const Observation look = std::move(look_at(session, {&adapter}, {Group::dvfs}).front());
+    const DvfsState& state = look.dvfs.get();
     Json registers = Json::object();
     Absence why = Absence::driver;
     for (const DvfsRegister& row : dvfs_registers()) {

@@ -112,18 +112,17 @@ void ask(const Adapter& adapter, const std::vector<DvfsChange>& changes) {
 
 ExitStatus change_dvfs(Session& session, const Adapter& adapter, const std::vector<DvfsWish>& wishes,
                        const DvfsConsent& consent) {
-    const Library& library = library_of(session);
-    Machine& machine = machine_of(session);
-    std::vector<DvfsChange> changes = plan_changes(read_dvfs(library, machine, adapter), wishes);
+    const Observation look = std::move(look_at(session, {&adapter}, {Group::dvfs}).front());
+    std::vector<DvfsChange> changes = plan_changes(look.dvfs.get(), wishes);
     if (!consent.dry_run && !changes.empty()) {
         if (!consent.yes) {
             ask(adapter, changes);
         }
-        changes = send_changes(library, machine, adapter, wishes);
+        changes = collector_of(session).send(adapter, wishes);
     }
     show(session, adapter, changes, consent.dry_run);
     if (!consent.dry_run) {
-        check_taken(adapter, changes);
+        check_taken(changes);
     }
     return ExitStatus::ok;
 }

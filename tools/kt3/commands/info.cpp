@@ -4,7 +4,6 @@
 
 #include "kt3/adapter_choice.hpp"
 #include "kt3/command_table.hpp"
-#include "observe/adapter/binding.hpp"
 #include "output/adapter.hpp"
 #include "output/schema.hpp"
 #include "output/screen_text.hpp"
@@ -43,27 +42,20 @@ constexpr Column<Adapter> kHead[] = {
 };
 // clang-format on
 
-// Groups stand together; the link's last.
-Row read_facts(const Library& library, Machine& machine, const Adapter& adapter, bool bound, Format format) {
-    Row row;
-    add_cells(row, kDriverColumns, read_driver_state(adapter, bound), format);
-    add_cells(row, kVersionColumns, read_versions(adapter), format);
-    add_cells(row, kLiveColumns, read_live(adapter), format);
-    const AdapterSummary summary = read_summary(library, machine, adapter);
-    const DriverPage page = read_driver_page(adapter);
-    add_cells(row, kSummaryColumns, summary, format);
-    add_cells(row, kPageColumns, page, format);
-    add_cells(row, kLinkWidthColumns, summary, format);
-    add_cells(row, kLinkGenerationColumns, page, format);
-    return row;
-}
+const Groups kGroupsShown = {Group::driver, Group::versions, Group::live, Group::page, Group::link,
+                             Group::summary};
 
-Row read_bound_facts(const Library& library, Machine& machine, const Adapter& adapter, Format format) {
-    if (adapter.family == nullptr) { // a GPU of another vendor cannot be bound
-        return read_facts(library, machine, adapter, false, format);
-    }
-    const Binding binding(library, machine, adapter);
-    return read_facts(library, machine, adapter, binding.complete(), format);
+// Groups stand together; the link's last.
+Row facts_of(const Observation& look, Format format) {
+    Row row;
+    add_cells(row, kDriverColumns, look.driver, format);
+    add_cells(row, kVersionColumns, look.versions, format);
+    add_cells(row, kLiveColumns, look.moving.live, format);
+    add_cells(row, kSummaryColumns, look.summary, format);
+    add_cells(row, kPageColumns, look.moving.page, format);
+    add_cells(row, kLinkWidthColumns, look.moving, format);
+    add_cells(row, kLinkGenerationColumns, look.moving.page, format);
+    return row;
 }
 
 std::string capitalised(std::string text) {
@@ -109,13 +101,15 @@ std::string page_of(const Adapter& adapter, const Row& facts, const Screen& scre
 }
 
 ExitStatus run_info(Session& session) {
-    for (const Adapter* adapter : selected_adapters(session)) {
-        const Row facts = read_bound_facts(library_of(session), machine_of(session), *adapter, format_of(session));
-        note_absences(session.report, adapter->slot, facts);
-        Json object = identity_of(*adapter);
+    const std::vector<const Adapter*> adapters = selected_adapters(session);
+    const std::vector<Observation> looks = look_at(session, adapters, kGroupsShown);
+    for (std::size_t at = 0; at < adapters.size(); ++at) {
+        const Row facts = facts_of(looks[at], format_of(session));
+        note_absences(session.report, adapters[at]->slot, facts);
+        Json object = identity_of(*adapters[at]);
         put_row(object, facts);
         session.report.adapters.push_back(std::move(object));
-        session.text += (session.text.empty() ? "" : "\n") + page_of(*adapter, facts, screen_of(session));
+        session.text += (session.text.empty() ? "" : "\n") + page_of(*adapters[at], facts, screen_of(session));
     }
     return ExitStatus::ok;
 }
@@ -129,7 +123,7 @@ std::vector<DocumentForm> describe_info() {
     add_columns<LiveReadings>(adapter, kLiveColumns);
     add_columns<AdapterSummary>(adapter, kSummaryColumns);
     add_columns<DriverPage>(adapter, kPageColumns);
-    add_columns<AdapterSummary>(adapter, kLinkWidthColumns);
+    add_columns<MovingReadings>(adapter, kLinkWidthColumns);
     add_columns<DriverPage>(adapter, kLinkGenerationColumns);
     return {{{"info"}, adapter}};
 }

@@ -5,8 +5,7 @@
 #include "kt3/adapter_table.hpp"
 #include "kt3/arguments.hpp"
 #include "kt3/command_table.hpp"
-#include "observe/adapter/binding.hpp"
-#include "observe/memory/leak_watch.hpp"
+#include "observe/interrupt.hpp"
 #include "output/adapter.hpp"
 #include "output/memory.hpp"
 #include "output/schema.hpp"
@@ -167,6 +166,20 @@ void show(Session& session, const Adapter& adapter, const std::vector<Leak>& fou
     }
 }
 
+// One process has to see all looks: it knows the allocations of the look before.
+Observation watch_leaks(Session& session, const Adapter& adapter, const LeakWatch& watch) {
+    for (int number = 1; number <= watch.looks; ++number) {
+        if (number != 1) {
+            sleep_or_interrupt(watch.wait);
+        }
+        if (look_at(session, {&adapter}, {Group::leak_look}).front().leak_looks.get() != number) {
+            throw Failure{ExitStatus::driver, "reader_ended", "the process that watched ended; its looks are lost",
+                          "kt3 doctor looks for the cause", adapter.slot};
+        }
+    }
+    return std::move(look_at(session, {&adapter}, {Group::devices, Group::leaks}).front());
+}
+
 ExitStatus run_leak(Session& session, const Arguments& arguments) {
     const LeakWatch& watch = arguments.watch;
     if (watch.gate >= watch.looks) {
@@ -180,9 +193,10 @@ ExitStatus run_leak(Session& session, const Arguments& arguments) {
     session.report.members["groups"] = Json::array();
     const Adapter& adapter = watched_adapter(session);
     session.report.adapters.push_back(identity_of(adapter));
-    const Binding binding(library_of(session), machine_of(session), adapter);
-    const LeakGroups groups = watch_leaks(library_of(session), adapter, watch);
-    const auto found = leaks_by_growth(groups, open_devices(session, adapter), watch);
+    const Observation last = watch_leaks(session, adapter, watch);
+    const OpenDevicesRead& open = last.devices.get();
+    note_failures(session, open.failures);
+    const auto found = leaks_by_growth(last.leaks.get(), open.devices, watch);
     show(session, adapter, found, arguments);
     const bool leaking = std::any_of(found.begin(), found.end(), [](const Leak& leak) { return leak.leaks; });
     return leaking && watch.gate > 0 ? ExitStatus::gate : ExitStatus::ok;

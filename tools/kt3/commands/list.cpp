@@ -20,7 +20,7 @@ ExitStatus run_list(Session& session) {
         add_row(table, row, format_of(session));
     }
     session.text = table_text(session, table);
-    if (session.machine->third_hidden) {
+    if (machine_of(session).third_hidden) {
         note_error(session.report,
                    {ExitStatus::failure, "slot_taken",
                     "a third adapter is not shown: the GPU of another vendor stands in its slot", "", 2});

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// kt3 metric: samples of what moves. One adapter stays bound for the whole stream, so that its rates can be formed
-// between samples; of several, each is bound in turn.
+// kt3 metric: samples of what moves. Each adapter stays bound for the whole stream, so that rates can be formed between
+// samples.
 
 #include "output/metric.hpp"
 #include "kt3/adapter_choice.hpp"
@@ -8,7 +8,6 @@
 #include "kt3/clock_text.hpp"
 #include "kt3/command_table.hpp"
 #include "kt3/repeated.hpp"
-#include "observe/adapter/binding.hpp"
 #include "observe/interrupt.hpp"
 #include "output/schema.hpp"
 
@@ -69,43 +68,15 @@ std::vector<LineCell> line_cells(std::size_t width) {
     return cells;
 }
 
-// An adapter of the stream: bound for one sample, or for all of them.
-struct Source {
-    const Adapter* adapter;
-    std::unique_ptr<Binding> binding;
-    std::unique_ptr<ModuleSampler> sampler;
+const Groups kGroupsShown = {Group::counted, Group::live, Group::usage, Group::page, Group::link};
 
-    void bind(const Library& library, Machine& machine) {
-        if (adapter->family != nullptr && !binding) {
-            binding = std::make_unique<Binding>(library, machine, *adapter);
-            sampler = std::make_unique<ModuleSampler>(library, *adapter);
-        }
-    }
-    void release() {
-        sampler.reset();
-        binding.reset();
-    }
-};
-
-Row take_sample(const Library& library, Machine& machine, Source& source, bool look_twice, bool stays_bound,
-                Format format) {
-    source.bind(library, machine);
-    if (source.sampler && look_twice) {
-        static_cast<void>(source.sampler->sample());
-        sleep_or_interrupt(kLookForRates);
-    }
-    const MovingReadings moving = read_moving(*source.adapter);
-    const ModuleReadings counted =
-        source.sampler ? source.sampler->sample() : no_module_readings(Absence::not_on_this_chip);
-    if (!stays_bound) {
-        source.release();
-    }
+Row sample_of(const Observation& look, Format format) {
     Row row;
-    add_cells(row, kLiveColumns, moving.live, format);
-    add_cells(row, kMovingColumns, moving, format);
-    add_cells(row, kBusyColumns, counted.busy, format);
-    add_cells(row, kFrameColumns, counted.frames, format);
-    add_cells(row, kBandwidthColumns, counted.bandwidth, format);
+    add_cells(row, kLiveColumns, look.moving.live, format);
+    add_cells(row, kMovingColumns, look.moving, format);
+    add_cells(row, kBusyColumns, look.counted.busy, format);
+    add_cells(row, kFrameColumns, look.counted.frames, format);
+    add_cells(row, kBandwidthColumns, look.counted.bandwidth, format);
     return row;
 }
 
@@ -194,23 +165,20 @@ ExitStatus run_metric(Session& session, const Arguments& arguments) {
     session.streaming = true; // a failure before the first sample is one line of JSON, too
     if (!repetition.once()) {
         session.output.follow();
+        session.repeats = true;
     }
-    std::vector<Source> sources;
-    for (const Adapter* adapter : selected_adapters(session)) {
-        sources.push_back({adapter, nullptr, nullptr});
-    }
-    // One adapter stays bound; of several each has rates in a single sample only.
-    const bool stays_bound = sources.size() == 1;
+    const std::vector<const Adapter*> adapters = selected_adapters(session);
     for (std::uint64_t number = 0; count == 0 || number < count; ++number) {
         if (number > 0) {
             sleep_or_interrupt(repetition.wait.value_or(kUsualWait));
+        } else if (!arguments.no_rates) {
+            static_cast<void>(look_at(session, adapters, {Group::counted}));
+            sleep_or_interrupt(kLookForRates);
         }
-        const bool look_twice = !arguments.no_rates && number == 0 && (stays_bound || count == 1);
-        for (Source& source : sources) {
-            const Row row = take_sample(library_of(session), machine_of(session), source, look_twice, stays_bound,
-                                        format_of(session));
-            add_sample(session, {number, this_moment(), number == 0 && &source == sources.data()}, *source.adapter,
-                       row);
+        const std::vector<Observation> looks = look_at(session, adapters, kGroupsShown);
+        for (std::size_t at = 0; at < adapters.size(); ++at) {
+            const Row row = sample_of(looks[at], format_of(session));
+            add_sample(session, {number, this_moment(), number == 0 && at == 0}, *adapters[at], row);
         }
         session.report.members["sample"] = number;
         session.report.members["time"] = this_moment().utc;

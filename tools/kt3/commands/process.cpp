@@ -5,7 +5,6 @@
 #include "kt3/adapter_table.hpp"
 #include "kt3/arguments.hpp"
 #include "kt3/command_table.hpp"
-#include "observe/memory/holders.hpp"
 #include "output/adapter.hpp"
 #include "output/memory.hpp"
 #include "output/schema.hpp"
@@ -122,8 +121,9 @@ Table holder_table(const Place& place, std::span<const Holder> holders, Format f
     return table;
 }
 
-void look_at(Session& session, const Adapter& adapter, const Arguments& arguments) {
-    auto holders = read_holders(library_of(session), machine_of(session), adapter, open_devices(session, adapter));
+void show(Session& session, const Adapter& adapter, const HoldersRead& read, const Arguments& arguments) {
+    note_failures(session, read.failures);
+    std::vector<Holder> holders = read.holders;
     choose(holders, arguments);
     const std::span<const Holder> shown(holders.data(), std::min(holders.size(), arguments.top));
     for (const Holder& holder : shown) {
@@ -138,7 +138,9 @@ void look_at(Session& session, const Adapter& adapter, const Arguments& argument
 ExitStatus run_process(Session& session, const Arguments& arguments) {
     return repeat(session, arguments.repetition, [&] {
         session.report.members["processes"] = Json::array();
-        return for_each_bound(session, [&](const Adapter& adapter) { look_at(session, adapter, arguments); });
+        return for_each_look(session, {Group::holders}, [&](const Adapter& adapter, const Observation& look) {
+            show(session, adapter, look.holders.get(), arguments);
+        });
     });
 }
 

@@ -11,7 +11,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <memory>
+#include <set>
 
 namespace kt3::cli {
 namespace {
@@ -54,23 +54,32 @@ std::string cell_of(const Cell& cell, bool units) {
                             : cell.value.csv() + (*unit == '\0' ? "" : " ") + unit;
 }
 
-// The cells of the fields in their order; what is read together is read once.
-std::vector<std::string> cells_of(Report& report, QueriedAdapter& adapter, const std::vector<const Field*>& fields,
-                                  bool units) {
+// The cells of the fields in their order.
+std::vector<std::string> cells_of(Report& report, const Adapter& adapter, const Observation& look,
+                                  const std::vector<const Field*>& fields, bool units) {
     Row row;
-    std::vector<const FieldGroup*> read;
+    std::vector<const FieldGroup*> added;
     std::vector<std::string> cells;
     for (const Field* field : fields) {
-        if (std::find(read.begin(), read.end(), field->group) == read.end()) {
-            field->group->read(row, adapter);
-            read.push_back(field->group);
+        if (std::find(added.begin(), added.end(), field->group) == added.end()) {
+            field->group->add(row, adapter, look);
+            added.push_back(field->group);
         }
         const auto cell = std::find_if(row.begin(), row.end(),
                                        [&](const Cell& candidate) { return candidate.heading == field->heading; });
         cells.push_back(cell_of(*cell, units));
-        note_absences(report, adapter.adapter.slot, {*cell});
+        note_absences(report, adapter.slot, {*cell});
     }
     return cells;
+}
+
+// All that the fields need, once.
+Groups groups_of(const std::vector<const Field*>& fields) {
+    std::set<Group> groups;
+    for (const Field* field : fields) {
+        groups.insert(field->group->groups.begin(), field->group->groups.end());
+    }
+    return {groups.begin(), groups.end()};
 }
 
 ExitStatus list_fields(Session& session) {
@@ -89,29 +98,23 @@ ExitStatus run_query(Session& session, const QueryArguments& arguments) {
         return list_fields(session);
     }
     const std::vector<const Field*> fields = fields_named(arguments.fields);
-    const auto any = [&](bool FieldGroup::*what) {
-        return std::any_of(fields.begin(), fields.end(), [&](const Field* field) { return field->group->*what; });
-    };
+    const bool moves =
+        std::any_of(fields.begin(), fields.end(), [](const Field* field) { return field->group->moves; });
     Table table;
     for (const Field* field : fields) {
         table.columns.push_back({"", field->name});
     }
-    std::vector<std::unique_ptr<QueriedAdapter>> adapters;
-    for (const Adapter* adapter : selected_adapters(session)) {
-        adapters.push_back(std::make_unique<QueriedAdapter>(library_of(session), machine_of(session), *adapter,
-                                                            any(&FieldGroup::needs_binding)));
-    }
+    const std::vector<const Adapter*> adapters = selected_adapters(session);
     bool first = true;
     return repeat(session, arguments.repetition, [&] {
-        if (first && any(&FieldGroup::moves)) {
-            for (auto& adapter : adapters) {
-                static_cast<void>(adapter->sample());
-            }
+        if (first && moves) {
+            static_cast<void>(look_at(session, adapters, {Group::counted}));
             sleep_or_interrupt(kLookForRates);
         }
         table.rows.clear();
-        for (auto& adapter : adapters) {
-            table.rows.push_back(cells_of(session.report, *adapter, fields, !arguments.nounits));
+        const std::vector<Observation> looks = look_at(session, adapters, groups_of(fields));
+        for (std::size_t at = 0; at < adapters.size(); ++at) {
+            table.rows.push_back(cells_of(session.report, *adapters[at], looks[at], fields, !arguments.nounits));
         }
         const std::string text = comma_separated(table);
         const bool heading = first && !arguments.noheader;

@@ -41,11 +41,8 @@ Table screen_table(const Session& session, const AdapterSegments& segments) {
     return table;
 }
 
-void look_at(Session& session, const Adapter& adapter) {
-    const AdapterSegments read = read_segments(library_of(session), machine_of(session), adapter);
-    for (const Failure& failure : read.failures) {
-        note_error(session.report, failure);
-    }
+void show(Session& session, const Adapter& adapter, const AdapterSegments& read) {
+    note_failures(session, read.failures);
     Json object = object_of(kSegmentsColumns, read);
     object["segments"] = array_of(kSegmentColumns, read.segments);
     session.report.members["segments"].push_back(std::move(object));
@@ -65,7 +62,9 @@ void look_at(Session& session, const Adapter& adapter) {
 ExitStatus run_segment(Session& session, const Repetition& repetition) {
     return repeat(session, repetition, [&] {
         session.report.members["segments"] = Json::array();
-        return for_each_bound(session, [&](const Adapter& adapter) { look_at(session, adapter); });
+        return for_each_look(session, {Group::segments}, [&](const Adapter& adapter, const Observation& look) {
+            show(session, adapter, look.segments.get());
+        });
     });
 }
 

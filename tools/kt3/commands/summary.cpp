@@ -4,9 +4,7 @@
 #include "kt3/adapter_choice.hpp"
 #include "kt3/adapter_table.hpp"
 #include "kt3/command_table.hpp"
-#include "kt3/fields.hpp"
 #include "observe/interrupt.hpp"
-#include "observe/memory/holders.hpp"
 #include "output/memory.hpp"
 #include "output/metric.hpp"
 #include "output/schema.hpp"
@@ -105,25 +103,13 @@ constexpr Column<Large> kLargeColumns[] = {
 };
 // clang-format on
 
-void add_holders(Session& session, const Adapter& adapter, std::vector<Large>& large) {
-    try {
-        const OpenDevices devices = read_open_devices(library_of(session), adapter).devices;
-        for (Holder& holder : read_holders(library_of(session), machine_of(session), adapter, devices)) {
-            large.push_back({adapter.slot, std::move(holder)});
+// Without allocations that are published and may be read there are no processes: kt3 process says which.
+void add_holders(const Adapter& adapter, const Observation& look, std::vector<Large>& large) {
+    if (!look.holders.failure) {
+        for (const Holder& holder : look.holders.value.holders) {
+            large.push_back({adapter.slot, holder});
         }
-    } catch (const Failure&) { // no allocations are published, or they may not be read: kt3 process says which
-    } catch (const std::logic_error&) {
     }
-}
-
-Brief look_at(Session& session, const Adapter& adapter, std::vector<Large>& large) {
-    QueriedAdapter queried(library_of(session), machine_of(session), adapter, true);
-    static_cast<void>(queried.sample());
-    if (adapter.family != nullptr) {
-        add_holders(session, adapter, large);
-        sleep_or_interrupt(kLookForRates);
-    }
-    return {&adapter, read_moving(adapter), queried.sample().frames};
 }
 
 void report_adapter(Report& report, const Brief& brief) {
@@ -157,8 +143,14 @@ std::string reasons_text(const std::vector<Brief>& briefs) {
 ExitStatus show_once(Session& session) {
     std::vector<Brief> briefs;
     std::vector<Large> large;
-    for (const Adapter* adapter : selected_adapters(session)) {
-        briefs.push_back(look_at(session, *adapter, large));
+    const std::vector<const Adapter*> adapters = selected_adapters(session);
+    const std::vector<Observation> first = look_at(session, adapters, {Group::counted, Group::holders});
+    sleep_or_interrupt(kLookForRates);
+    const std::vector<Observation> second =
+        look_at(session, adapters, {Group::counted, Group::live, Group::usage, Group::page, Group::link});
+    for (std::size_t at = 0; at < adapters.size(); ++at) {
+        add_holders(*adapters[at], first[at], large);
+        briefs.push_back({adapters[at], second[at].moving, second[at].counted.frames});
         report_adapter(session.report, briefs.back());
     }
     std::stable_sort(large.begin(), large.end(),

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // kt3 vm: GPU virtual memory as the driver's dumps tell it.
 
+#include "collect/dumps.hpp"
 #include "kt3/adapter_table.hpp"
 #include "kt3/arguments.hpp"
 #include "kt3/command_table.hpp"
 #include "kt3/input.hpp"
-#include "observe/vm/reading.hpp"
 #include "output/schema.hpp"
 #include "output/vm/diff.hpp"
 #include "output/vm/findings.hpp"
@@ -59,8 +59,15 @@ ExitStatus report_findings(Session& session, const std::vector<DumpFinding>& fin
     return findings.empty() ? ExitStatus::ok : ExitStatus::failure;
 }
 
-PageTables wanted_clients(const Library& library, const Arguments& arguments) {
-    PageTables read = read_page_tables(library, arguments.timeout);
+Settings patient_settings(const Session& session, const Arguments& arguments) {
+    Settings settings = settings_of(session);
+    settings.timeout = arguments.timeout;
+    return settings;
+}
+
+PageTables wanted_clients(Session& session, const Arguments& arguments) {
+    PageTables read = read_page_tables(patient_settings(session, arguments));
+    session.report.interface_version = read.interface_version;
     std::vector<VmClient> all = std::move(read.clients);
     read.clients.clear();
     for (VmClient& client : all) {
@@ -77,7 +84,7 @@ PageTables wanted_clients(const Library& library, const Arguments& arguments) {
 }
 
 ExitStatus run_clients(Session& session, const Arguments& arguments) {
-    const PageTables read = wanted_clients(library_of(session), arguments);
+    const PageTables read = wanted_clients(session, arguments);
     Json clients = Json::array();
     std::transform(read.clients.begin(), read.clients.end(), std::back_inserter(clients), client_json);
     session.report.members["clients"] = std::move(clients);
@@ -103,7 +110,7 @@ void write_clients(JsonStream& json, const std::vector<VmClient>& clients, RowFo
 }
 
 ExitStatus run_pagetable(Session& session, const Arguments& arguments) {
-    PageTables read = wanted_clients(library_of(session), arguments);
+    PageTables read = wanted_clients(session, arguments);
     if (format_of(session) == Format::csv) {
         session.text = comma_separated(flat_rows(read.clients));
     } else if (format_of(session) == Format::text) {
@@ -117,8 +124,9 @@ ExitStatus run_pagetable(Session& session, const Arguments& arguments) {
     return report_findings(session, read.findings);
 }
 
-AllocationNodes wanted_nodes(const Library& library, const Arguments& arguments) {
-    AllocationNodes read = read_allocation_nodes(library, arguments.timeout);
+AllocationNodes wanted_nodes(Session& session, const Arguments& arguments) {
+    AllocationNodes read = read_allocation_nodes(patient_settings(session, arguments));
+    session.report.interface_version = read.interface_version;
     if (!arguments.client.empty()) {
         std::erase_if(read.nodes, [&](const VmNode& node) { return std::to_string(node.pid) != arguments.client; });
         if (read.nodes.empty()) {
@@ -129,7 +137,7 @@ AllocationNodes wanted_nodes(const Library& library, const Arguments& arguments)
 }
 
 ExitStatus run_nodes(Session& session, const Arguments& arguments) {
-    const AllocationNodes read = wanted_nodes(library_of(session), arguments);
+    const AllocationNodes read = wanted_nodes(session, arguments);
     session.report.members["nodes"] = nodes_json(read.nodes);
     session.text = format_of(session) == Format::csv
                        ? comma_separated(node_rows(read.nodes))
@@ -153,7 +161,7 @@ std::string maps_text(const std::vector<AddressSpace>& spaces, const Screen& scr
 }
 
 ExitStatus run_map(Session& session, const Arguments& arguments) {
-    const AllocationNodes read = wanted_nodes(library_of(session), arguments);
+    const AllocationNodes read = wanted_nodes(session, arguments);
     const std::vector<AddressSpace> spaces = address_spaces(read.nodes);
     session.report.members["spaces"] = Json::array();
     for (const AddressSpace& space : spaces) {

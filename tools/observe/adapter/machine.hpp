@@ -33,12 +33,15 @@ struct Adapter {
     int sysfs_fd = -1;
 };
 
-// The library keeps pointers into the record of a bound adapter, so a machine stays where it is.
-struct Machine {
-    find_adapter record{};
-    find_adapter_ext1 ext1{};
+struct MachineFacts {
     std::vector<Adapter> adapters; // by slot
     bool third_hidden = false;     // a GPU of another vendor stands in the slot of a third adapter
+};
+
+// The library keeps pointers into the record of a bound adapter, so a machine stays where it is.
+struct Machine : MachineFacts {
+    find_adapter record{};
+    find_adapter_ext1 ext1{};
 
     Machine() = default;
     Machine(const Machine&) = delete;

@@ -13,6 +13,5 @@ struct MovingReadings {
     DriverPage page;
     Reading<std::int64_t> link_width;
 };
-[[nodiscard]] MovingReadings read_moving(const Adapter& adapter);
 
 } // namespace kt3::observe

@@ -170,7 +170,7 @@ Reading<std::vector<std::string>> display_types(const Library& library, std::uin
 AdapterSummary read_summary(const Library& library, Machine& machine, const Adapter& adapter) {
     if (adapter.family == nullptr) {
         constexpr Absence kForeign = Absence::not_on_this_chip;
-        return {kForeign, kForeign, kForeign, kForeign, kForeign, kForeign};
+        return {kForeign, kForeign, kForeign, kForeign, kForeign};
     }
     make_current(library, machine, adapter);
     Short record{};
@@ -186,7 +186,6 @@ AdapterSummary read_summary(const Library& library, Machine& machine, const Adap
     readings.display_ports = record.display_port_number != 0 ? Number(record.display_port_number)
                                                              : number_after(page, summary::kDisplayPortsKey);
     readings.display_types = display_types(library, record.display_types, page);
-    readings.link_width = read_link_width(adapter);
     return readings;
 }
 

@@ -12,14 +12,13 @@
 
 namespace kt3::observe {
 
-// What the summary knows beyond the driver's nodes: memory, display outputs and link.
+// What the summary knows beyond the driver's nodes: memory and display outputs.
 struct AdapterSummary {
     Reading<std::int64_t> memory_speed; // MT/s
     Reading<std::string> memory_type;
     Reading<std::int64_t> memory_bit_width;
     Reading<std::int64_t> display_ports;
     Reading<std::vector<std::string>> display_types;
-    Reading<std::int64_t> link_width; // lanes
 };
 
 // Runs the system's memory tool.

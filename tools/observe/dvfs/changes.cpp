@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "observe/dvfs/changes.hpp"
 
-#include "observe/adapter/binding.hpp"
 #include "observe/failure.hpp"
 #include "observe/interrupt.hpp"
 #include "support/owned.hpp"
@@ -36,10 +35,18 @@ std::vector<DvfsChange> plan_changes(const DvfsState& state, const std::vector<D
     return changes;
 }
 
+namespace {
+
+bool may_not_be_written(const Adapter& adapter, const DvfsRegister& row) {
+    const support::Fd node(::openat(adapter.info_fd, row.node, O_WRONLY | O_CLOEXEC));
+    return !node && (errno == EACCES || errno == EPERM || errno == EROFS);
+}
+
+} // namespace
+
 // The library compares with the record it read last, so everything but the wishes is left alone.
 std::vector<DvfsChange> send_changes(const Library& library, Machine& machine, const Adapter& adapter,
                                      const std::vector<DvfsWish>& wishes) {
-    const Binding binding(library, machine, adapter);
     const DvfsState fresh = read_dvfs(library, machine, adapter); // asking may have taken its time
     std::vector<DvfsChange> changes = plan_changes(fresh, wishes);
     DvfsRecord record = fresh.record;
@@ -52,6 +59,7 @@ std::vector<DvfsChange> send_changes(const Library& library, Machine& machine, c
     for (DvfsChange& change : changes) {
         const Reading<std::int64_t>& reading = now.reading(*change.row);
         change.after = reading.present() ? std::optional(reading.value()) : std::nullopt;
+        change.refused = change.after != change.wanted && may_not_be_written(adapter, *change.row);
     }
     return changes;
 }
@@ -64,13 +72,12 @@ std::string kept_text(const DvfsChange& change) {
     return change.after ? dvfs_text(*change.row, *change.after) : "nothing that can be read";
 }
 
-void check_taken(const Adapter& adapter, const std::vector<DvfsChange>& changes) {
+void check_taken(const std::vector<DvfsChange>& changes) {
     for (const DvfsChange& change : changes) {
         if (change.after == change.wanted) {
             continue;
         }
-        const support::Fd node(::openat(adapter.info_fd, change.row->node, O_WRONLY | O_CLOEXEC));
-        if (!node && (errno == EACCES || errno == EPERM || errno == EROFS)) {
+        if (change.refused) {
             throw Failure{
                 ExitStatus::permission, "permission",
                 fmt::format("{} may not be written; {} is {}", change.row->node, change.row->name, kept_text(change)),

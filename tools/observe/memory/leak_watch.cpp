@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <set>
 #include <tuple>
+#include <utility>
 
 namespace kt3::observe {
 namespace {
@@ -57,17 +58,9 @@ void look_once(const Library& library, const Adapter& adapter) {
 
 } // namespace
 
-LeakGroups watch_leaks(const Library& library, const Adapter& adapter, const LeakWatch& watch) {
-    const Allocations& tracked = *KT3_OBJECT(library, vec_memleak_result);
-    LeakGroups groups;
-    for (int look = 0; look < watch.looks; ++look) {
-        if (look != 0) {
-            sleep_or_interrupt(watch.wait);
-        }
-        look_once(library, adapter);
-        take_look(tracked, groups, look == 0);
-    }
-    return groups;
+void LeakWatcher::look() {
+    look_once(library_, adapter_);
+    take_look(*KT3_OBJECT(library_, vec_memleak_result), groups_, std::exchange(first_, false));
 }
 
 bool leaks(const LeakGroup& group, const LeakWatch& watch) {

@@ -28,8 +28,22 @@ struct LeakWatch {
     int gate = 0;    // looks in a row that make a leak; 0: all of them, and more than one
 };
 
-// Throws Failure when it cannot look.
-[[nodiscard]] LeakGroups watch_leaks(const Library& library, const Adapter& adapter, const LeakWatch& watch);
+// One adapter, over all looks. The library remembers the allocations of the look before, so there is one in a process.
+class LeakWatcher {
+public:
+    LeakWatcher(const Library& library, const Adapter& adapter) : library_(library), adapter_(adapter) {}
+
+    // Throws Failure when it cannot look.
+    void look();
+
+    [[nodiscard]] const LeakGroups& groups() const { return groups_; }
+
+private:
+    const Library& library_;
+    const Adapter& adapter_;
+    LeakGroups groups_;
+    bool first_ = true;
+};
 
 [[nodiscard]] bool leaks(const LeakGroup& group, const LeakWatch& watch);
 

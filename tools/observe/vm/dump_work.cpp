@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "observe/vm/reading.hpp"
+#include "observe/vm/dump_work.hpp"
 
 #include "observe/vm/check.hpp"
 #include "observe/vm/dump_calls.hpp"
-#include "observe/vm/walk.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -13,17 +12,6 @@
 
 namespace kt3::observe {
 namespace {
-
-// What the child sends about a client, in this order.
-constexpr MessageKind kPid = data_kind(0);
-constexpr MessageKind kName = data_kind(1);
-constexpr MessageKind kTables[] = {data_kind(2), data_kind(3), data_kind(4)};
-constexpr MessageKind kPages[] = {data_kind(5), data_kind(6), data_kind(7)};
-constexpr MessageKind kEnd = data_kind(8);
-constexpr MessageKind kDropped = data_kind(9); // no client after all
-
-// And about an allocation.
-constexpr MessageKind kNodes = data_kind(0);
 
 std::optional<std::string> file_text(const std::string& path) {
     const support::Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -43,8 +31,7 @@ std::string text_of(const char (&field)[N]) {
     return {field, ::strnlen(field, N)};
 }
 
-// ---- in the child: one client
-// -----------------------------------------------------------------------------------------
+// ---- one client -----------------------------------------------------------------------------------------------------
 
 template<typename Entry>
 std::int32_t position(const Entry* entry, const std::vector<Entry>& entries) {
@@ -102,12 +89,11 @@ bool exportable(const std::vector<Entry>& entries) {
     });
 }
 
-// Reads one client over and over; in the child.
 class ClientReader {
 public:
     explicit ClientReader(const DumpCalls& calls) : calls_(calls) {}
 
-    void read(const std::string& client, bool check, Sender& sender) {
+    void read(const std::string& client, bool check, const Sender& sender) {
         std::string info = dump_path("devices", client, "info");
         std::string dump = dump_path("devices", client, "vm_info");
         if (check) {
@@ -124,16 +110,16 @@ public:
     }
 
 private:
-    static void stage(Sender& sender, const char* name) { sender.send(MessageKind::stage, name); }
+    static void stage(const Sender& sender, const char* name) { sender.send(MessageKind::stage, name); }
 
-    static void send_all(const std::vector<DumpFinding>& findings, Sender& sender) {
+    static void send_all(const std::vector<DumpFinding>& findings, const Sender& sender) {
         for (const DumpFinding& finding : findings) {
             sender.send(finding);
         }
     }
 
     // A client that ends between the listing and the reading is not a fault.
-    static bool unreadable(const std::string& client, const std::string& path, Sender& sender) {
+    static bool unreadable(const std::string& client, const std::string& path, const Sender& sender) {
         const int error = errno;
         if (error == ENOENT && ::access((std::string(kDumpDirectory) + "/devices/" + client).c_str(), F_OK) != 0) {
             sender.send(kDropped, "");
@@ -144,7 +130,7 @@ private:
         return false;
     }
 
-    bool read_owner(const std::string& client, std::string& info, data_vectors& record, Sender& sender) {
+    bool read_owner(const std::string& client, std::string& info, data_vectors& record, const Sender& sender) {
         stage(sender, "info");
         if (!support::Fd(::open(info.c_str(), O_RDONLY | O_CLOEXEC)) ||
             calls_.get_Pid_info(&record, info.data()) != 0) {
@@ -159,7 +145,7 @@ private:
         return true;
     }
 
-    bool read_name(const std::string& client, data_vectors& record, Sender& sender) {
+    bool read_name(const std::string& client, data_vectors& record, const Sender& sender) {
         stage(sender, kNameStage);
         if (calls_.get_AppName_info(&record) != 0) {
             sender.send({client, "ps", 0, "unreadable", "ps cannot be started"});
@@ -174,7 +160,7 @@ private:
         return true;
     }
 
-    void read_dump(const std::string& client, std::string& dump, data_vectors& record, Sender& sender) {
+    void read_dump(const std::string& client, std::string& dump, data_vectors& record, const Sender& sender) {
         stage(sender, "vm_info");
         try {
             if (!support::Fd(::open(dump.c_str(), O_RDONLY | O_CLOEXEC)) ||
@@ -190,7 +176,8 @@ private:
         send_entries(client, dump, record, sender);
     }
 
-    void send_entries(const std::string& client, const std::string& dump, const data_vectors& record, Sender& sender) {
+    void send_entries(const std::string& client, const std::string& dump, const data_vectors& record,
+                      const Sender& sender) {
         const std::vector<vidmm_vm_pt>* const tables[] = {&record.pt_level0, &record.pt_level1, &record.pt_level2};
         const std::vector<vidmm_vm_pte_elt3k>* const pages[] = {&record.st_level0, &record.st_level1,
                                                                 &record.st_level2};
@@ -211,40 +198,7 @@ private:
     const DumpCalls& calls_;
 };
 
-// ---- in the parent --------------------------------------------------------------------------------------------------
-
-void take_client(std::vector<VmClient>& clients, const Message& message) {
-    VmClient& client = clients.back();
-    if (message.kind == kPid) {
-        client.pid = message.bytes;
-    } else if (message.kind == kName) {
-        client.name = message.bytes;
-    } else if (message.kind == kEnd) {
-        client.read = true;
-    } else if (message.kind == kDropped) {
-        clients.pop_back();
-    }
-    for (int level = 0; level < kLevels; ++level) {
-        if (message.kind == kTables[level]) {
-            take_all(message, client.tables[level]);
-        } else if (message.kind == kPages[level]) {
-            take_all(message, client.pages[level]);
-        }
-    }
-}
-
-void take_nodes(std::vector<VmNode>& nodes, const Message& message) {
-    for (Unpacker unpacker(message.bytes); !unpacker.at_end();) {
-        VmNode& node = nodes.emplace_back();
-        node.pid = unpacker.number();
-        node.name = unpacker.text();
-        node.handle = unpacker.text();
-        node.gpu_va = static_cast<std::uint64_t>(unpacker.number());
-        node.size = static_cast<std::uint64_t>(unpacker.number());
-    }
-}
-
-void send_nodes(const DumpCalls& calls, const std::string& allocation, Sender& sender) {
+void send_nodes(const DumpCalls& calls, const std::string& allocation, const Sender& sender) {
     sender.send(MessageKind::stage, "vm_info");
     const std::string path = dump_path("allocations", allocation, "vm_info");
     const auto text = file_text(path);
@@ -268,41 +222,50 @@ void send_nodes(const DumpCalls& calls, const std::string& allocation, Sender& s
     }
 }
 
-} // namespace
-
-PageTables read_page_tables(const Library& library, double timeout) {
-    const DumpCalls calls = dump_calls(library);
-    PageTables read;
-    ClientReader reader(calls);
-    const EntryWork work{
-        "devices",
-        {"00000000", "02000000"}, // the driver's own contexts
-        [&](const std::string& entry, bool check, Sender& sender) { reader.read(entry, check, sender); },
-        [&](const std::string& entry) { read.clients.emplace_back().folder = entry; },
-        [&](const Message& message) { take_client(read.clients, message); },
-    };
-    walk_entries(library, work, timeout, read.findings);
-    for (VmClient& client : read.clients) {
-        if (!client.read) { // what arrived before its reader was ended is incomplete
-            std::for_each(std::begin(client.tables), std::end(client.tables), [](auto& all) { all.clear(); });
-            std::for_each(std::begin(client.pages), std::end(client.pages), [](auto& all) { all.clear(); });
-        }
-    }
-    return read;
+// The driver's own contexts are no clients.
+bool is_entry(const std::string& folder, const std::string& name) {
+    const bool own = folder == kClientFolder && (name == "00000000" || name == "02000000");
+    return name != "." && name != ".." && !own;
 }
 
-AllocationNodes read_allocation_nodes(const Library& library, double timeout) {
+// Nothing when the folder may not be listed; why has been sent then.
+std::optional<std::vector<std::string>> list_entries(const std::string& folder, const Sender& sender) {
+    const support::Dir listing(::opendir((std::string(kDumpDirectory) + '/' + folder).c_str()));
+    if (!listing) {
+        sender.send(MessageKind::refused, std::to_string(errno));
+        return std::nullopt;
+    }
+    std::vector<std::string> names;
+    std::string joined;
+    while (const dirent* entry = ::readdir(listing.get())) {
+        if (is_entry(folder, entry->d_name)) {
+            names.emplace_back(entry->d_name);
+            joined += names.back() + '\0';
+        }
+    }
+    sender.send(MessageKind::names, joined);
+    return names;
+}
+
+} // namespace
+
+void read_dumps(const Library& library, const DumpJob& job, const Sender& sender) {
     const DumpCalls calls = dump_calls(library);
-    AllocationNodes read;
-    const EntryWork work{
-        "allocations",
-        {},
-        [&](const std::string& entry, bool, Sender& sender) { send_nodes(calls, entry, sender); },
-        [](const std::string&) {},
-        [&](const Message& message) { take_nodes(read.nodes, message); },
-    };
-    walk_entries(library, work, timeout, read.findings);
-    return read;
+    const auto names = job.names ? job.names : list_entries(job.folder, sender);
+    if (!names) {
+        return;
+    }
+    ClientReader clients(calls);
+    bool check = job.check_first;
+    for (const std::string& name : *names) {
+        sender.send(MessageKind::begin, name);
+        if (job.folder == kClientFolder) {
+            clients.read(name, std::exchange(check, false), sender);
+        } else {
+            send_nodes(calls, name, sender);
+        }
+    }
+    sender.send(MessageKind::done, "");
 }
 
 } // namespace kt3::observe

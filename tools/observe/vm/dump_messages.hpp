@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
-// Dumps are read in a child process with a deadline: a stuck process can block ps for ever, and the library ends the
-// process that meets an over-long field. The child sends what it read through a pipe, entry by entry.
+// What a process that reads dumps sends to the one that waits for them, entry by entry.
 
-#include "observe/failure.hpp"
-#include "observe/library/library.hpp"
 #include "observe/vm/dumps.hpp"
 
+#include <cstdint>
 #include <functional>
+#include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace kt3::observe {
 
@@ -31,20 +32,20 @@ struct Message {
     return static_cast<MessageKind>(static_cast<std::uint32_t>(MessageKind::data) + which);
 }
 
-// The child's end of the pipe. Sending ends the child when nobody listens any more.
+// Where a reader sends what it read.
 class Sender {
 public:
-    explicit Sender(int pipe) : pipe_(pipe) {}
-    void send(MessageKind kind, std::string_view bytes);
-    void send(const DumpFinding& finding);
+    explicit Sender(std::function<void(MessageKind, std::string_view)> send) : send_(std::move(send)) {}
+    void send(MessageKind kind, std::string_view bytes) const { send_(kind, bytes); }
+    void send(const DumpFinding& finding) const;
 
     template<typename T>
-    void send_all(MessageKind kind, const std::vector<T>& records) {
+    void send_all(MessageKind kind, const std::vector<T>& records) const {
         send(kind, {reinterpret_cast<const char*>(records.data()), records.size() * sizeof(T)});
     }
 
 private:
-    int pipe_;
+    std::function<void(MessageKind, std::string_view)> send_;
 };
 
 template<typename T>
@@ -75,21 +76,23 @@ private:
     std::string_view rest_;
 };
 
-struct EntryWork {
-    const char* folder; // below the driver's directory
-    std::vector<std::string> no_entries;
-    // In the child. With `check` only to find out what is wrong with an entry that ended a child before.
-    std::function<void(const std::string& entry, bool check, Sender& sender)> read;
-    // In the parent: an entry begins; a message about it arrived.
-    std::function<void(const std::string& entry)> begin;
-    std::function<void(const Message& message)> take;
-};
+[[nodiscard]] DumpFinding finding_in(const Message& message);
 
-// The stage during which a child may end because a process name does not fit.
+// What the process sends about a client of the driver, in this order.
+inline constexpr MessageKind kPid = data_kind(0);
+inline constexpr MessageKind kName = data_kind(1);
+inline constexpr MessageKind kTables[] = {data_kind(2), data_kind(3), data_kind(4)};
+inline constexpr MessageKind kPages[] = {data_kind(5), data_kind(6), data_kind(7)};
+inline constexpr MessageKind kEnd = data_kind(8);
+inline constexpr MessageKind kDropped = data_kind(9); // no client after all
+
+// And about an allocation.
+inline constexpr MessageKind kNodes = data_kind(0);
+
+// The folders below the driver's directory, and the stage during which a reader may end because a process name does
+// not fit.
+inline constexpr const char* kClientFolder = "devices";
+inline constexpr const char* kAllocationFolder = "allocations";
 inline constexpr const char* kNameStage = "ps";
-
-// Every entry of the folder, in the order of its listing. What went wrong is added to `findings`. Throws Failure when
-// the folder cannot be listed.
-void walk_entries(const Library& library, const EntryWork& work, double timeout, std::vector<DumpFinding>& findings);
 
 } // namespace kt3::observe

@@ -75,6 +75,43 @@ TEST(VmClients, TellsEveryKindOfFaultByItsCode) {
     EXPECT_EQ(document["clients"].size(), 11u);
 }
 
+TEST(VmClients, CountTheLinesThatTheLibraryDropsInOneFinding) {
+    const Ended run = run_kt3("vm-deep", {"vm", "clients", "--json"});
+    EXPECT_EQ(run.status, 1);
+    const auto document = json_of(run);
+    ASSERT_EQ(document["findings"].size(), 2U);
+    const auto& early = document["findings"][0];
+    EXPECT_EQ(early["entry"], "00000031");
+    EXPECT_EQ(early["code"], "dropped_lines");
+    EXPECT_EQ(early["line"], 1);
+    EXPECT_EQ(early["message"],
+              "the library leaves out 3 of 12 entries, this one because the table above it is missing");
+    const auto& late = document["findings"][1];
+    EXPECT_EQ(late["line"], 11);
+    EXPECT_EQ(late["message"], "the library leaves out 1 of 19 entries, this one because its level is not 0, 1 or 2");
+}
+
+TEST(VmClients, NameAnEntryOfNoKnownKind) {
+    const Scratch scratch;
+    const Ended run = run_script("vm-small",
+                                 std::string(kInDriver) + "echo '  1:7: addr:0x1000' >>devices/00000012/vm_info\n"
+                                                          "\"$KT3\" vm pagetable --csv",
+                                 scratch);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr("leaves out 1 of 15 entries, this one because it has neither 'entry' nor 'Snoop'"));
+}
+
+TEST(VmClients, HaveNoFindingForLinesThatAreNoEntries) {
+    const Scratch scratch;
+    const Ended run = run_script("vm-small",
+                                 std::string(kInDriver) + "for line in '' 'no tables' ' 12' '3:' ': 4' 'at 1:2'; do\n"
+                                                          "echo \"$line\" >>devices/00000012/vm_info; done\n"
+                                                          "\"$KT3\" vm clients",
+                                 scratch);
+    EXPECT_EQ(run.status, 0) << run.out;
+    EXPECT_THAT(run.out, Not(HasSubstr("Findings")));
+}
+
 TEST(VmClients, PutsFindingsOnStandardErrorBesideCsv) {
     const Ended run = run_kt3("vm-broken", {"vm", "clients", "--csv", "--client", "00000023"});
     EXPECT_EQ(run.status, 1);

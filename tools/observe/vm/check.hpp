@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
-// Finds the lines of dumps that the library cannot read, with its own line parsers.
+// Finds the lines of dumps that the library cannot read or leaves out, with its own line parsers.
 
 #include "observe/vm/dump_calls.hpp"
 #include "observe/vm/dumps.hpp"
@@ -24,6 +24,11 @@ constexpr std::size_t kFieldSize = 47; // of the library's text fields
 // What is wrong with the lines of a client's page-table dump.
 [[nodiscard]] std::vector<DumpFinding> check_page_tables(const DumpCalls& calls, const std::string& client,
                                                          std::string_view text);
+
+// The entries of a client's page-table dump that the library drops without a word, as one finding. `kept` is how many
+// it kept: when the text has no more, its lines are only counted.
+[[nodiscard]] std::vector<DumpFinding> check_dropped_lines(const DumpCalls& calls, const std::string& client,
+                                                           std::string_view text, std::size_t kept);
 
 // The nodes of an allocation's dump; those that are malformed become findings.
 [[nodiscard]] std::vector<VmNode> read_nodes(const DumpCalls& calls, const std::string& allocation,

@@ -102,6 +102,11 @@ bool exportable(const std::vector<Entry>& entries) {
     });
 }
 
+std::size_t kept_lines(const data_vectors& record) {
+    return record.pt_level0.size() + record.pt_level1.size() + record.pt_level2.size() + record.st_level0.size() +
+           record.st_level1.size() + record.st_level2.size();
+}
+
 // Reads one client over and over; in the child.
 class ClientReader {
 public:
@@ -186,6 +191,7 @@ private:
             send_all(check_page_tables(calls_, client, file_text(dump).value_or("")), sender);
             return;
         }
+        send_all(check_dropped_lines(calls_, client, file_text(dump).value_or(""), kept_lines(record)), sender);
         calls_.generate_DigitalIndex(record);
         send_entries(client, dump, record, sender);
     }

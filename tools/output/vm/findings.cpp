@@ -17,7 +17,8 @@ std::optional<int> line_of(const DumpFinding& finding) {
     return finding.line == 0 ? std::nullopt : std::optional(finding.line);
 }
 
-constexpr const char* kCodes = "bad_number missing_key over_long_field big_address permission unreadable timeout ended";
+constexpr const char* kCodes =
+    "bad_number missing_key over_long_field big_address dropped_lines permission unreadable timeout ended";
 
 constexpr Column<DumpFinding> kFindingColumns[] = {
     member<&DumpFinding::entry>("entry"),     member<&DumpFinding::file>("file"),

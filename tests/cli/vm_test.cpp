@@ -84,11 +84,27 @@ TEST(VmClients, CountTheLinesThatTheLibraryDropsInOneFinding) {
     EXPECT_EQ(early["entry"], "00000031");
     EXPECT_EQ(early["code"], "dropped_lines");
     EXPECT_EQ(early["line"], 1);
+    EXPECT_EQ(early["count"], 3);
     EXPECT_EQ(early["message"],
-              "the library leaves out 3 of 12 entries, this one because the table above it is missing");
+              "the library leaves out 3 of 12 entries, the first because the table above it is missing");
     const auto& late = document["findings"][1];
     EXPECT_EQ(late["line"], 11);
-    EXPECT_EQ(late["message"], "the library leaves out 1 of 19 entries, this one because its level is not 0, 1 or 2");
+    EXPECT_EQ(late["message"], "the library leaves out 1 of 19 entries, the first because its level is not 0, 1 or 2");
+}
+
+TEST(VmClients, TellAFaultOfManyLinesOnce) {
+    const Scratch scratch;
+    const Ended run = run_script("vm-small",
+                                 std::string(kInDriver) + "seq -f '0:%g Snoop:1 Segment:1 Addr:0x9fffffff' 412 "
+                                                          ">>devices/00000012/vm_info\n"
+                                                          "\"$KT3\" vm clients; \"$KT3\" vm clients --json",
+                                 scratch);
+    const auto json = run.out.find('{');
+    EXPECT_THAT(run.out.substr(0, json), HasSubstr("client 00000012, vm_info line 16 and 411 more lines: the address"));
+    const auto document = parse_json(run.out.substr(json));
+    ASSERT_EQ(document["findings"].size(), 1U);
+    EXPECT_EQ(document["findings"][0]["line"], 16);
+    EXPECT_EQ(document["findings"][0]["count"], 412);
 }
 
 TEST(VmClients, NameAnEntryOfNoKnownKind) {
@@ -98,7 +114,7 @@ TEST(VmClients, NameAnEntryOfNoKnownKind) {
                                                           "\"$KT3\" vm pagetable --csv",
                                  scratch);
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.err, HasSubstr("leaves out 1 of 15 entries, this one because it has neither 'entry' nor 'Snoop'"));
+    EXPECT_THAT(run.err, HasSubstr("leaves out 1 of 15 entries, the first because it has neither 'entry' nor 'Snoop'"));
 }
 
 TEST(VmClients, HaveNoFindingForLinesThatAreNoEntries) {

@@ -19,7 +19,7 @@ bool is_level(int level) {
     return level >= 0 && level < kLevels;
 }
 
-// Gathers what is wrong with the lines of one file.
+// Gathers what is wrong with the lines of one file. A dump can have the same fault in each of its lines.
 struct Checked {
     std::string entry;
     std::string file;
@@ -27,7 +27,14 @@ struct Checked {
     int line = 0; // the current one
 
     void add(const char* code, std::string message) {
-        findings.push_back({entry, file, line, code, std::move(message)});
+        const auto same = std::find_if(findings.begin(), findings.end(), [&](const DumpFinding& finding) {
+            return finding.code == code && finding.message == message;
+        });
+        if (same != findings.end()) {
+            ++same->count;
+        } else {
+            findings.push_back({entry, file, line, code, std::move(message)});
+        }
     }
 };
 
@@ -198,7 +205,7 @@ std::vector<DumpFinding> check_dropped_lines(const DumpCalls& calls, const std::
         return {};
     }
     Checked checked{client, dump_path("devices", client, "vm_info")};
-    std::size_t dropped = 0;
+    int dropped = 0;
     const char* why_first = nullptr;
     int above = -1;
     for_each_line(text, [&](int number, std::string_view line) {
@@ -209,8 +216,9 @@ std::vector<DumpFinding> check_dropped_lines(const DumpCalls& calls, const std::
         }
     });
     if (dropped > 0) { // a driver can add lines after the library's look
-        checked.add("dropped_lines", fmt::format("the library leaves out {} of {} entries, this one because {}",
+        checked.add("dropped_lines", fmt::format("the library leaves out {} of {} entries, the first because {}",
                                                  dropped, count, why_first));
+        checked.findings.back().count = dropped;
     }
     return checked.findings;
 }

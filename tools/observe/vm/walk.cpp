@@ -174,6 +174,7 @@ DumpFinding finding_of(const std::string& bytes) {
     finding.line = static_cast<int>(message.number());
     finding.code = message.text();
     finding.message = message.text();
+    finding.count = static_cast<int>(message.number());
     return finding;
 }
 
@@ -308,6 +309,7 @@ void Sender::send(MessageKind kind, std::string_view bytes) {
 void Sender::send(const DumpFinding& finding) {
     Packer packer;
     packer.add(finding.entry).add(finding.file).add(finding.line).add(finding.code).add(finding.message);
+    packer.add(finding.count);
     send(MessageKind::finding, packer.bytes());
 }
 

@@ -274,14 +274,51 @@ TEST(VmUsage, RefusesWrongArgumentsWithTwo) {
 }
 
 TEST(VmUsage, SelectsAClientByDirectoryOrProcess) {
-    for (const char* name : {"0000002a", "998"}) {
-        const Ended run = run_kt3("vm-small", {"vm", "pagetable", "--client", name});
-        EXPECT_THAT(run.out, AllOf(HasSubstr("desktop"), Not(HasSubstr("game"))));
+    for (const char* command : {"clients", "pagetable", "nodes", "map"}) {
+        for (const char* name : {"0000002a", "998"}) {
+            const Ended run = run_kt3("vm-small", {"vm", command, "--client", name});
+            EXPECT_EQ(run.status, 0) << command << ' ' << name;
+            EXPECT_THAT(run.out, AllOf(HasSubstr("desktop"), Not(HasSubstr("game")))) << command << ' ' << name;
+        }
+        const Ended run = run_kt3("vm-small", {"vm", command, "--client", "5"});
+        EXPECT_EQ(run.status, 1) << command;
+        EXPECT_THAT(run.err, HasSubstr("no client '5'")) << command;
     }
-    const Ended run = run_kt3("vm-small", {"vm", "pagetable", "--client", "5"});
+}
+
+TEST(VmUsage, DescribesAClientAlikeInEveryCommand) {
+    for (const char* command : {"clients", "pagetable", "nodes", "map"}) {
+        EXPECT_THAT(run_kt3("no-gpu", {"vm", command, "--help"}).out,
+                    HasSubstr("Only this client: its directory or its process id"))
+            << command;
+    }
+}
+
+TEST(VmUsage, DoesNotCallAClientWithoutNodesUnknown) {
+    const Scratch scratch;
+    const Ended run = run_script(
+        "vm-small", std::string(kInDriver) + "rm -r allocations/*; \"$KT3\" vm nodes --client 00000012", scratch);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out, "no nodes\n");
+}
+
+TEST(VmUsage, TakesNoContextOfTheDriverAndNoPathForAClient) {
+    for (const char* name : {"00000000", "02000000", "../devices/00000012", "."}) {
+        EXPECT_THAT(run_kt3("vm-small", {"vm", "nodes", "--client", name}).err, HasSubstr("no client '")) << name;
+    }
+}
+
+TEST(VmUsage, SaysWhyAClientHasNoProcess) {
+    const Ended run = run_kt3("vm-broken", {"vm", "map", "--client", "00000028"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.err, HasSubstr("no client '5'"));
-    EXPECT_EQ(run_kt3("vm-small", {"vm", "map", "--client", "5"}).status, 1);
+    EXPECT_THAT(run.err, HasSubstr("client '00000028' names no process"));
+    const Scratch scratch;
+    const Ended stuck = run_script("vm-small",
+                                   std::string(kInDriver) + "rm devices/00000012/info; mkfifo devices/00000012/info\n"
+                                                            "\"$KT3\" vm nodes --timeout 0.5 --client 00000012",
+                                   scratch);
+    EXPECT_EQ(stuck.status, 1);
+    EXPECT_THAT(stuck.err, HasSubstr("devices/00000012/info: timed out after 0.5 s reading info"));
 }
 
 TEST(VmUsage, NamesWhatAnOlderLibraryLacks) {

@@ -118,25 +118,45 @@ std::optional<std::int64_t> leading_number(const std::string& text, int base) {
     }
 }
 
-std::vector<DumpFinding> check_owner(const DumpCalls& calls, const std::string& client, std::string_view text) {
-    Checked checked{client, dump_path("devices", client, "info")};
-    bool found = false;
+namespace {
+
+struct OwnerLine {
+    int number;
+    std::string pid;
+};
+
+// The first line with the word "pid"; the library looks no further.
+std::optional<OwnerLine> owner_line(const DumpCalls& calls, std::string_view text) {
+    std::optional<OwnerLine> owner;
     for_each_line(text, [&](int number, std::string_view line) {
-        if (found || !contains(line, "pid")) {
-            return;
-        }
-        found = true;
-        checked.line = number;
-        const std::string pid = calls.find_Pid_number(std::string(line));
-        check_length(checked, "the process id", pid);
-        if (pid.empty()) {
-            checked.add("missing_key", "'pid = ' is missing");
-        } else if (pid.size() <= kFieldSize) {
-            check_number(checked, "the process id", [&] { (void)std::stoi(pid); });
+        if (!owner && contains(line, "pid")) {
+            owner = {number, calls.find_Pid_number(std::string(line))};
         }
     });
-    if (!found) {
+    return owner;
+}
+
+} // namespace
+
+std::optional<std::int64_t> read_process(const DumpCalls& calls, std::string_view text) {
+    const auto owner = owner_line(calls, text);
+    const auto pid = owner ? leading_number(owner->pid, 10) : std::nullopt;
+    return pid && *pid == static_cast<std::int32_t>(*pid) ? pid : std::nullopt;
+}
+
+std::vector<DumpFinding> check_owner(const DumpCalls& calls, const std::string& client, std::string_view text) {
+    Checked checked{client, dump_path("devices", client, "info")};
+    const auto owner = owner_line(calls, text);
+    if (!owner) {
         checked.add("missing_key", "no line tells the process id");
+        return checked.findings;
+    }
+    checked.line = owner->number;
+    check_length(checked, "the process id", owner->pid);
+    if (owner->pid.empty()) {
+        checked.add("missing_key", "'pid = ' is missing");
+    } else if (owner->pid.size() <= kFieldSize) {
+        check_number(checked, "the process id", [&] { (void)std::stoi(owner->pid); });
     }
     return checked.findings;
 }

@@ -17,7 +17,10 @@ constexpr std::size_t kFieldSize = 47; // of the library's text fields
 // it does not fit 64 bits.
 [[nodiscard]] std::optional<std::int64_t> leading_number(const std::string& text, int base);
 
-// What is wrong with the process id in a client's info file.
+// The process id in a client's info file; nothing when it has none that fits 32 bits.
+[[nodiscard]] std::optional<std::int64_t> read_process(const DumpCalls& calls, std::string_view text);
+
+// What is wrong with it.
 [[nodiscard]] std::vector<DumpFinding> check_owner(const DumpCalls& calls, const std::string& client,
                                                    std::string_view text);
 

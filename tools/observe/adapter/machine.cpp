@@ -81,6 +81,14 @@ void enumerate(const Library& library, Machine& machine) {
     }
 }
 
+const Adapter* adapter_on_bus(const Machine& machine, std::string_view bus_id) {
+    BusId bus;
+    const bool valid = parse_bus_id(bus_id, bus);
+    const auto found = std::find_if(machine.adapters.begin(), machine.adapters.end(),
+                                    [&](const Adapter& adapter) { return valid && adapter.bus == bus; });
+    return found == machine.adapters.end() ? nullptr : &*found;
+}
+
 std::string bus_text(const BusId& bus) {
     return fmt::format("{:04x}:{:02x}:{:02x}.{:x}", bus.domain, bus.bus, bus.device, bus.function);
 }

@@ -47,6 +47,9 @@ struct Machine {
 
 void enumerate(const Library& library, Machine& machine);
 
+// The adapter at a bus id; null when the library enumerated none there.
+[[nodiscard]] const Adapter* adapter_on_bus(const Machine& machine, std::string_view bus_id);
+
 [[nodiscard]] std::string bus_text(const BusId& bus); // "0000:03:00.0"
 
 // "0000:03:00.0" or "03:00.0", hexadecimal, any case. False when the text is not a bus id.

@@ -94,12 +94,6 @@ void check_drm_nodes(Findings& findings) {
     if (usable == names.size()) {
         add_ok(findings, "nodes", fmt::format("{} in {}, all usable", usable, kDriFolder));
     }
-    const auto cards =
-        std::count_if(names.begin(), names.end(), [](const std::string& name) { return name[0] == 'c'; });
-    if (cards > MAX_CHIP_NUM) {
-        add_note(findings, "nodes", "too_many_devices",
-                 fmt::format("{} DRM devices; the library looks at the first three only", cards), "");
-    }
 }
 
 void check_debugfs(Findings& findings) {
@@ -123,7 +117,9 @@ void check_debugfs(Findings& findings) {
 void check_unserved(const Machine& machine, Findings& findings) {
     for (const PciDevice& device : read_pci_devices()) {
         const adapter::Family* family = adapter::find_family(device.vendor);
-        if (family == nullptr || adapter_on_bus(machine, device.bus_id) != nullptr) {
+        const bool left_out =
+            std::find(machine.left_out.begin(), machine.left_out.end(), device.bus_id) != machine.left_out.end();
+        if (family == nullptr || left_out || adapter_on_bus(machine, device.bus_id) != nullptr) {
             continue;
         }
         const auto chip = static_cast<std::int32_t>(device.device);
@@ -150,6 +146,9 @@ void check_served(const Machine& machine, Findings& findings) {
     if (machine.adapters.empty() && !known_cause) {
         add_problem(findings, ExitStatus::not_found, "adapters", "no_adapter", "none found",
                     "see whether lspci shows one, and load its driver");
+    }
+    if (!machine.left_out.empty()) {
+        add_note(findings, "adapters", "left_out", left_out_text(machine), kMakeRoom);
     }
     if (machine.third_hidden) {
         add_problem(findings, ExitStatus::failure, "adapters", "hidden_adapter",

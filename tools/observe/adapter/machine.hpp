@@ -40,6 +40,8 @@ struct Machine {
     std::vector<Adapter> adapters; // by slot
     bool third_hidden = false;     // a GPU of another vendor stands in the slot of a third adapter
 
+    std::vector<std::string> left_out; // bus ids of the graphics adapters beyond the library's slots
+
     Machine() = default;
     Machine(const Machine&) = delete;
     Machine& operator=(const Machine&) = delete;
@@ -49,6 +51,11 @@ void enumerate(const Library& library, Machine& machine);
 
 // The adapter at a bus id; null when the library enumerated none there.
 [[nodiscard]] const Adapter* adapter_on_bus(const Machine& machine, std::string_view bus_id);
+
+// "the library manages 3 adapters; 0000:0b:00.0 is left out"
+[[nodiscard]] std::string left_out_text(const Machine& machine);
+
+inline constexpr const char* kMakeRoom = "take out a graphics adapter that need not be managed";
 
 [[nodiscard]] std::string bus_text(const BusId& bus); // "0000:03:00.0"
 

@@ -218,12 +218,18 @@ const char* why_dropped(const DumpCalls& calls, const std::string& line, int& ab
 
 } // namespace
 
-std::vector<DumpFinding> check_dropped_lines(const DumpCalls& calls, const std::string& client, std::string_view text,
-                                             std::size_t kept) {
-    const std::size_t count = count_entries(text);
-    if (count <= kept) {
-        return {};
-    }
+void EntryCounter::take(std::string_view block) {
+    rest_ += block;
+    const std::size_t whole = rest_.rfind('\n') + 1;
+    count_ += count_entries(std::string_view(rest_).substr(0, whole));
+    rest_.erase(0, whole);
+}
+
+std::size_t EntryCounter::finish() {
+    return count_ + count_entries(std::exchange(rest_, ""));
+}
+
+std::vector<DumpFinding> check_dropped_lines(const DumpCalls& calls, const std::string& client, std::string_view text) {
     Checked checked{client, dump_path("devices", client, "vm_info")};
     int dropped = 0;
     const char* why_first = nullptr;
@@ -237,7 +243,7 @@ std::vector<DumpFinding> check_dropped_lines(const DumpCalls& calls, const std::
     });
     if (dropped > 0) { // a driver can add lines after the library's look
         checked.add("dropped_lines", fmt::format("the library leaves out {} of {} entries, the first because {}",
-                                                 dropped, count, why_first));
+                                                 dropped, count_entries(text), why_first));
         checked.findings.back().count = dropped;
     }
     return checked.findings;

@@ -28,10 +28,21 @@ constexpr std::size_t kFieldSize = 47; // of the library's text fields
 [[nodiscard]] std::vector<DumpFinding> check_page_tables(const DumpCalls& calls, const std::string& client,
                                                          std::string_view text);
 
-// The entries of a client's page-table dump that the library drops without a word, as one finding. `kept` is how many
-// it kept: when the text has no more, its lines are only counted.
+// Counts the entries of a page-table dump that comes in blocks. A dump of which the library kept fewer has dropped
+// lines.
+class EntryCounter {
+public:
+    void take(std::string_view block);
+    [[nodiscard]] std::size_t finish();
+
+private:
+    std::string rest_; // a line whose end has not come yet
+    std::size_t count_ = 0;
+};
+
+// The entries of a client's page-table dump that the library drops without a word, as one finding.
 [[nodiscard]] std::vector<DumpFinding> check_dropped_lines(const DumpCalls& calls, const std::string& client,
-                                                           std::string_view text, std::size_t kept);
+                                                           std::string_view text);
 
 // The nodes of an allocation's dump; those that are malformed become findings.
 [[nodiscard]] std::vector<VmNode> read_nodes(const DumpCalls& calls, const std::string& allocation,

@@ -25,15 +25,24 @@ constexpr MessageKind kDropped = data_kind(9); // no client after all
 // And about an allocation.
 constexpr MessageKind kNodes = data_kind(0);
 
-std::optional<std::string> file_text(const std::string& path) {
+// Calls take(block) until the file ends. False, with errno set, when it cannot be opened.
+template<typename Take>
+bool read_blocks(const std::string& path, Take take) {
     const support::Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file) {
-        return std::nullopt;
+        return false;
     }
+    std::vector<char> block(64 * 1024);
+    for (ssize_t got = 0; (got = ::read(file.get(), block.data(), block.size())) > 0;) {
+        take(std::string_view(block.data(), static_cast<std::size_t>(got)));
+    }
+    return true;
+}
+
+std::optional<std::string> file_text(const std::string& path) {
     std::string text;
-    std::vector<char> piece(256 * 1024);
-    for (ssize_t got = 0; (got = ::read(file.get(), piece.data(), piece.size())) > 0;) {
-        text.append(piece.data(), static_cast<std::size_t>(got));
+    if (!read_blocks(path, [&](std::string_view block) { text += block; })) {
+        return std::nullopt;
     }
     return text;
 }
@@ -191,9 +200,18 @@ private:
             send_all(check_page_tables(calls_, client, file_text(dump).value_or("")), sender);
             return;
         }
-        send_all(check_dropped_lines(calls_, client, file_text(dump).value_or(""), kept_lines(record)), sender);
+        find_dropped(client, dump, record, sender);
         calls_.generate_DigitalIndex(record);
         send_entries(client, dump, record, sender);
+    }
+
+    // A whole dump is counted block by block and not kept: it can have hundreds of thousands of lines.
+    void find_dropped(const std::string& client, const std::string& dump, const data_vectors& record, Sender& sender) {
+        EntryCounter counter;
+        read_blocks(dump, [&](std::string_view block) { counter.take(block); });
+        if (counter.finish() > kept_lines(record)) {
+            send_all(check_dropped_lines(calls_, client, file_text(dump).value_or("")), sender);
+        }
     }
 
     void send_entries(const std::string& client, const std::string& dump, const data_vectors& record, Sender& sender) {

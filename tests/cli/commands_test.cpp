@@ -105,9 +105,14 @@ TEST(LeftOutAdapter, IsTheReasonWhenItIsAskedFor) {
     EXPECT_THAT(run.err, HasSubstr(kLeftOut));
 }
 
-TEST(LeftOutAdapter, IsNoMatterWhileThereAreSlots) {
-    EXPECT_THAT(run_kt3("three-gpus", {"list"}).err, IsEmpty());
-    EXPECT_THAT(run_kt3("three-gpus", {"doctor"}).out, Not(HasSubstr("left out")));
+TEST(LeftOutAdapter, IsNoneThatTheLibraryHasASlotForAndCannotOpen) {
+    const Scratch scratch;
+    const Ended run = run_script("two-families",
+                                 "rm \"$KT3_SIM_ROOT\"/dev/dri/card1 \"$KT3_SIM_ROOT\"/dev/dri/renderD129; "
+                                 "\"$KT3\" list --csv; \"$KT3\" doctor",
+                                 scratch);
+    EXPECT_THAT(run.out, HasSubstr("0000:05:00.0: has a driver, but the library does not list it"));
+    EXPECT_THAT(run.out + run.err, Not(HasSubstr("left out")));
 }
 
 TEST(LeftOutAdapter, IsSaidInTheLibrarysWordsWhenTheyAreWanted) {

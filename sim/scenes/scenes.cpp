@@ -126,6 +126,7 @@ constexpr Scene kScenes[] = {
     {"hung-debugfs",     "one adapter with an allocation that never answers",                      build_hung_debugfs},
     {"lost-adapter",     "one adapter that is lost after some readings",                           build_lost_adapter},
     {"three-gpus",       "three adapters at work",                                                 build_three_gpus},
+    {"four-gpus",        "four adapters: one more than the library has slots for",                 build_four_gpus},
     {"suspended",        "one adapter at work and one that sleeps",                                build_suspended},
     {"churn",            "allocations that vanish while they are read",                            build_churn},
     {"big",              "ten thousand allocations",                                               build_big},

@@ -49,6 +49,11 @@ void build_three_gpus(Machine& machine) {
     add_player_memory(machine, second);
 }
 
+void build_four_gpus(Machine& machine) {
+    build_three_gpus(machine);
+    add_older(machine, "0000:0b:00.0");
+}
+
 void build_suspended(Machine& machine) {
     Adapter first = add_newer(machine, "0000:03:00.0");
     Adapter second = add_newer(machine, "0000:07:00.0");

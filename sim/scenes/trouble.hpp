@@ -14,6 +14,8 @@ void build_hung_debugfs(Machine& machine);
 void build_lost_adapter(Machine& machine);
 // Three adapters at work.
 void build_three_gpus(Machine& machine);
+// Four adapters, one more than clients can manage.
+void build_four_gpus(Machine& machine);
 // One adapter at work and one that sleeps.
 void build_suspended(Machine& machine);
 

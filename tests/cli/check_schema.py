@@ -19,9 +19,9 @@ with open(schema_file) as file:
 jsonschema.Draft7Validator.check_schema(schema)
 validator = jsonschema.Draft7Validator(schema)
 
-scenes = ["idle", "two-families", "demo", "foreign-gpu", "four-devices", "no-gpu", "old-family", "missing-nodes",
-          "no-rights", "no-module", "old-interface", "extended-interface", "game", "video", "throttled", "vm-small",
-          "vm-deep", "vm-broken", "busy", "leak", "old-family-heaps", "segment-node", "churn"]
+scenes = ["idle", "two-families", "demo", "foreign-gpu", "four-devices", "four-gpus", "no-gpu", "old-family",
+          "missing-nodes", "no-rights", "no-module", "old-interface", "extended-interface", "game", "video",
+          "throttled", "vm-small", "vm-deep", "vm-broken", "busy", "leak", "old-family-heaps", "segment-node", "churn"]
 commands = [[], ["list"], ["info"], ["doctor"], ["version"], ["list", "-g", "9"], ["no-such-command"],
             ["prefer", "list"], ["prefer", "set", "/usr/bin/app", "--value", "1"], ["prefer", "get", "app"],
             ["prefer", "get", "absent"], ["prefer", "remove", "app"], ["prefer", "remove", "app"],

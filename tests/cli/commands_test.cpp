@@ -58,12 +58,66 @@ TEST(Kt3List, WritesNothingToStandardErrorWhenAllIsWell) {
     EXPECT_THAT(run_kt3("idle", {"list"}).err, IsEmpty());
 }
 
-TEST(Kt3List, SaysThatAThirdAdapterIsHidden) {
-    const Ended run = run_kt3("four-devices", {"list", "--json"});
+namespace {
+
+constexpr const char* kLeftOut = "the library manages 3 adapters; 0000:0b:00.0 is left out";
+constexpr const char* kLibrarysWord = "exceed  MAX_CHIP_NUM. ";
+
+} // namespace
+
+TEST(LeftOutAdapter, IsNamedOnceByList) {
+    const Ended run = run_kt3("four-gpus", {"list", "--json"});
     EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err,
+              std::string("kt3: ") + kLeftOut + "\n     take out a graphics adapter that need not be managed\n");
     const json document = parse_json(run.out);
     EXPECT_EQ(document["adapters"].size(), 3U);
-    EXPECT_THAT(run.err, HasSubstr("exceed  MAX_CHIP_NUM. "));
+    ASSERT_EQ(document["errors"].size(), 1U);
+    EXPECT_EQ(document["errors"][0]["code"], "left_out");
+    EXPECT_EQ(document["errors"][0]["message"], kLeftOut);
+    EXPECT_TRUE(document["errors"][0]["slot"].is_null());
+}
+
+TEST(LeftOutAdapter, CanBeOneOfAnotherVendor) {
+    EXPECT_THAT(run_kt3("four-devices", {"list"}).err, HasSubstr("0000:08:00.0 is left out\n"));
+}
+
+TEST(LeftOutAdapter, StandsOnTheScreenOfKt3Alone) {
+    const Ended run = run_kt3("four-gpus", {});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.out, HasSubstr(std::string("\n") + kLeftOut + '\n'));
+    EXPECT_THAT(run.err, IsEmpty());
+    const Ended rows = run_kt3("four-gpus", {"--csv", "-w", "0", "-n", "2"});
+    EXPECT_EQ(rows.err.find(kLeftOut), rows.err.rfind(kLeftOut));
+    EXPECT_THAT(rows.err, HasSubstr(kLeftOut));
+}
+
+TEST(LeftOutAdapter, IsANoteOfDoctor) {
+    const Ended run = run_kt3("four-gpus", {"doctor"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.out, HasSubstr(std::string("note     adapters    ") + kLeftOut));
+    EXPECT_EQ(run.out.find("0000:0b:00.0"), run.out.rfind("0000:0b:00.0"));
+}
+
+TEST(LeftOutAdapter, IsTheReasonWhenItIsAskedFor) {
+    const Ended run = run_kt3("four-gpus", {"info", "-g", "0b:00.0"});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_THAT(run.err, HasSubstr(kLeftOut));
+}
+
+TEST(LeftOutAdapter, IsNoneThatTheLibraryHasASlotForAndCannotOpen) {
+    const Scratch scratch;
+    const Ended run = run_script("two-families",
+                                 "rm \"$KT3_SIM_ROOT\"/dev/dri/card1 \"$KT3_SIM_ROOT\"/dev/dri/renderD129; "
+                                 "\"$KT3\" list --csv; \"$KT3\" doctor",
+                                 scratch);
+    EXPECT_THAT(run.out, HasSubstr("0000:05:00.0: has a driver, but the library does not list it"));
+    EXPECT_THAT(run.out + run.err, Not(HasSubstr("left out")));
+}
+
+TEST(LeftOutAdapter, IsSaidInTheLibrarysWordsWhenTheyAreWanted) {
+    EXPECT_THAT(run_kt3("four-gpus", {"info"}).err, Not(HasSubstr(kLibrarysWord)));
+    EXPECT_THAT(run_kt3("four-gpus", {"info", "-v"}).err, HasSubstr(kLibrarysWord));
 }
 
 TEST(Kt3Info, SwitchesUsageAccountingOnAndOffAgain) {

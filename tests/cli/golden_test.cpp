@@ -59,7 +59,7 @@ const GoldenCase kCases[] = {
     {"vm_pagetable_small.json",   "vm-small",      {"vm", "pagetable", "--json"}},
     {"vm_pagetable_rows.json",    "vm-small",      {"vm", "pagetable", "--json", "--rows"}},
     {"vm_pagetable_small.csv",    "vm-small",      {"vm", "pagetable", "--csv"}},
-    {"vm_pagetable_deep.txt",     "vm-deep",       {"vm", "pagetable"}},
+    {"vm_pagetable_deep.txt",     "vm-deep",       {"vm", "pagetable"}, 1},
     {"vm_pagetable_broken.txt",   "vm-broken",     {"vm", "pagetable"}, 1},
     {"vm_pagetable_broken.json",  "vm-broken",     {"vm", "pagetable", "--json"}, 1},
     {"vm_clients_broken.csv",     "vm-broken",     {"vm", "clients", "--csv"}, 1},

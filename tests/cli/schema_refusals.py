@@ -147,6 +147,7 @@ BREAKS = [
     ("vm_pagetable_broken", "findings.0.code", "odd"),
     ("vm_pagetable_broken", "findings.0.line", 0),
     ("vm_pagetable_broken", "findings.0.message", GONE),
+    ("vm_pagetable_broken", "findings.0.count", 0),
     ("vm_nodes_small", "nodes.0.gpu_va", -1),
     ("vm_nodes_small", "nodes.0.size_bytes", "4096"),
     ("vm_nodes_small", "nodes", GONE),

@@ -75,6 +75,59 @@ TEST(VmClients, TellsEveryKindOfFaultByItsCode) {
     EXPECT_EQ(document["clients"].size(), 11u);
 }
 
+TEST(VmClients, CountTheLinesThatTheLibraryDropsInOneFinding) {
+    const Ended run = run_kt3("vm-deep", {"vm", "clients", "--json"});
+    EXPECT_EQ(run.status, 1);
+    const auto document = json_of(run);
+    ASSERT_EQ(document["findings"].size(), 2U);
+    const auto& early = document["findings"][0];
+    EXPECT_EQ(early["entry"], "00000031");
+    EXPECT_EQ(early["code"], "dropped_lines");
+    EXPECT_EQ(early["line"], 1);
+    EXPECT_EQ(early["count"], 3);
+    EXPECT_EQ(early["message"],
+              "the library leaves out 3 of 12 entries, the first because the table above it is missing");
+    const auto& late = document["findings"][1];
+    EXPECT_EQ(late["line"], 11);
+    EXPECT_EQ(late["message"], "the library leaves out 1 of 19 entries, the first because its level is not 0, 1 or 2");
+}
+
+TEST(VmClients, TellAFaultOfManyLinesOnce) {
+    const Scratch scratch;
+    const Ended run = run_script("vm-small",
+                                 std::string(kInDriver) + "seq -f '0:%g Snoop:1 Segment:1 Addr:0x9fffffff' 412 "
+                                                          ">>devices/00000012/vm_info\n"
+                                                          "\"$KT3\" vm clients; \"$KT3\" vm clients --json",
+                                 scratch);
+    const auto json = run.out.find('{');
+    EXPECT_THAT(run.out.substr(0, json), HasSubstr("client 00000012, vm_info line 16 and 411 more lines: the address"));
+    const auto document = parse_json(run.out.substr(json));
+    ASSERT_EQ(document["findings"].size(), 1U);
+    EXPECT_EQ(document["findings"][0]["line"], 16);
+    EXPECT_EQ(document["findings"][0]["count"], 412);
+}
+
+TEST(VmClients, NameAnEntryOfNoKnownKind) {
+    const Scratch scratch;
+    const Ended run = run_script("vm-small",
+                                 std::string(kInDriver) + "echo '  1:7: addr:0x1000' >>devices/00000012/vm_info\n"
+                                                          "\"$KT3\" vm pagetable --csv",
+                                 scratch);
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr("leaves out 1 of 15 entries, the first because it has neither 'entry' nor 'Snoop'"));
+}
+
+TEST(VmClients, HaveNoFindingForLinesThatAreNoEntries) {
+    const Scratch scratch;
+    const Ended run = run_script("vm-small",
+                                 std::string(kInDriver) + "for line in '' 'no tables' ' 12' '3:' ': 4' 'at 1:2'; do\n"
+                                                          "echo \"$line\" >>devices/00000012/vm_info; done\n"
+                                                          "\"$KT3\" vm clients",
+                                 scratch);
+    EXPECT_EQ(run.status, 0) << run.out;
+    EXPECT_THAT(run.out, Not(HasSubstr("Findings")));
+}
+
 TEST(VmClients, PutsFindingsOnStandardErrorBesideCsv) {
     const Ended run = run_kt3("vm-broken", {"vm", "clients", "--csv", "--client", "00000023"});
     EXPECT_EQ(run.status, 1);
@@ -221,14 +274,51 @@ TEST(VmUsage, RefusesWrongArgumentsWithTwo) {
 }
 
 TEST(VmUsage, SelectsAClientByDirectoryOrProcess) {
-    for (const char* name : {"0000002a", "998"}) {
-        const Ended run = run_kt3("vm-small", {"vm", "pagetable", "--client", name});
-        EXPECT_THAT(run.out, AllOf(HasSubstr("desktop"), Not(HasSubstr("game"))));
+    for (const char* command : {"clients", "pagetable", "nodes", "map"}) {
+        for (const char* name : {"0000002a", "998"}) {
+            const Ended run = run_kt3("vm-small", {"vm", command, "--client", name});
+            EXPECT_EQ(run.status, 0) << command << ' ' << name;
+            EXPECT_THAT(run.out, AllOf(HasSubstr("desktop"), Not(HasSubstr("game")))) << command << ' ' << name;
+        }
+        const Ended run = run_kt3("vm-small", {"vm", command, "--client", "5"});
+        EXPECT_EQ(run.status, 1) << command;
+        EXPECT_THAT(run.err, HasSubstr("no client '5'")) << command;
     }
-    const Ended run = run_kt3("vm-small", {"vm", "pagetable", "--client", "5"});
+}
+
+TEST(VmUsage, DescribesAClientAlikeInEveryCommand) {
+    for (const char* command : {"clients", "pagetable", "nodes", "map"}) {
+        EXPECT_THAT(run_kt3("no-gpu", {"vm", command, "--help"}).out,
+                    HasSubstr("Only this client: its directory or its process id"))
+            << command;
+    }
+}
+
+TEST(VmUsage, DoesNotCallAClientWithoutNodesUnknown) {
+    const Scratch scratch;
+    const Ended run = run_script(
+        "vm-small", std::string(kInDriver) + "rm -r allocations/*; \"$KT3\" vm nodes --client 00000012", scratch);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(run.out, "no nodes\n");
+}
+
+TEST(VmUsage, TakesNoContextOfTheDriverAndNoPathForAClient) {
+    for (const char* name : {"00000000", "02000000", "../devices/00000012", "."}) {
+        EXPECT_THAT(run_kt3("vm-small", {"vm", "nodes", "--client", name}).err, HasSubstr("no client '")) << name;
+    }
+}
+
+TEST(VmUsage, SaysWhyAClientHasNoProcess) {
+    const Ended run = run_kt3("vm-broken", {"vm", "map", "--client", "00000028"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_THAT(run.err, HasSubstr("no client '5'"));
-    EXPECT_EQ(run_kt3("vm-small", {"vm", "map", "--client", "5"}).status, 1);
+    EXPECT_THAT(run.err, HasSubstr("client '00000028' names no process"));
+    const Scratch scratch;
+    const Ended stuck = run_script("vm-small",
+                                   std::string(kInDriver) + "rm devices/00000012/info; mkfifo devices/00000012/info\n"
+                                                            "\"$KT3\" vm nodes --timeout 0.5 --client 00000012",
+                                   scratch);
+    EXPECT_EQ(stuck.status, 1);
+    EXPECT_THAT(stuck.err, HasSubstr("devices/00000012/info: timed out after 0.5 s reading info"));
 }
 
 TEST(VmUsage, NamesWhatAnOlderLibraryLacks) {

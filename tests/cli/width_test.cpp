@@ -4,6 +4,7 @@
 #include "cli/terminal.hpp"
 
 #include <gmock/gmock.h>
+#include <regex>
 
 using namespace kt3::tests;
 using ::testing::HasSubstr;
@@ -14,10 +15,10 @@ namespace {
 
 // What a terminal of that width shows of a command.
 std::string screen_of(const std::string& scene, std::vector<std::string> arguments, unsigned short columns,
-                      const Environment& environment = {}) {
+                      const Environment& environment = {}, const char* color = "never") {
     const Scratch scratch;
     arguments.insert(arguments.begin(), KT3_PROGRAM);
-    arguments.insert(arguments.end(), {"--color", "never"});
+    arguments.insert(arguments.end(), {"--color", color});
     const auto command = in_scene(scene, arguments, scratch);
     Terminal terminal(columns);
     const pid_t child = ::fork();
@@ -99,6 +100,22 @@ TEST(NarrowScreens, AreWhatColumnsSays) {
     for (const std::string& line : lines_of(screen_of("busy", {"alloc", "list"}, 200, {{"COLUMNS", "40"}}))) {
         EXPECT_THAT(characters(line), Le(40U)) << line;
     }
+}
+
+TEST(Bars, ArePaintedOnTerminalsAndTakeNoMoreWidthForThat) {
+    const Environment terminal = {{"TERM", "xterm"}};
+    const std::string painted = screen_of("segment-node", {"segment"}, 100, terminal, "auto");
+    EXPECT_THAT(painted, HasSubstr("  \x1b[32m[###.................]\x1b[0m  with all later ones\n"));
+    EXPECT_THAT(painted, HasSubstr("  \x1b[33m[###############.....]\x1b[0m\n"));
+    const std::string plain = screen_of("segment-node", {"segment"}, 100, terminal);
+    EXPECT_THAT(plain, HasSubstr("[###############.....]\n"));
+    EXPECT_EQ(std::regex_replace(painted, std::regex("\x1b\\[[0-9]*m"), ""), plain);
+}
+
+TEST(Pipes, HaveNoBarsAndNoColours) {
+    const Scratch scratch;
+    EXPECT_THAT(run_kt3("segment-node", {"segment"}, scratch, {{"TERM", "xterm"}}).out,
+                ::testing::AllOf(Not(HasSubstr("\x1b")), Not(HasSubstr("[#"))));
 }
 
 TEST(Pipes, AreNeverCut) {

@@ -103,6 +103,7 @@ TEST(Scenes, ShowTheirDevicesToLibdrm) {
     EXPECT_THAT(devices_of("demo"), ElementsAre(0x5C0E, 0x5C01, 0x2204));
     EXPECT_THAT(devices_of("foreign-gpu"), ElementsAre(0x5C0E, 0x2204));
     EXPECT_THAT(devices_of("four-devices"), ElementsAre(0x5C0E, 0x5C01, 0x5C05, 0x73BF));
+    EXPECT_THAT(devices_of("four-gpus"), ElementsAre(0x5C0E, 0x5C01, 0x5C05, 0x5C01));
     EXPECT_THAT(devices_of("no-gpu"), IsEmpty());
     EXPECT_THAT(devices_of("old-family"), ElementsAre(0x5C01));
     EXPECT_THAT(devices_of("missing-nodes"), ElementsAre(0x5C0E));

@@ -4,6 +4,7 @@
 #include "collect/blocked_file.hpp"
 #include "collect/supervisor.hpp"
 #include "observe/interrupt.hpp"
+#include "observe/vm/check.hpp"
 #include "observe/vm/dump_messages.hpp"
 
 #include <algorithm>
@@ -82,6 +83,7 @@ private:
 
 struct EntryWork {
     const char* folder; // below the driver's directory
+    std::string only;   // the one entry whose process is asked for; empty for all of all entries
     std::function<void(const std::string& entry)> begin;
     std::function<void(const Message& message)> take; // a message about the entry
 };
@@ -98,7 +100,11 @@ class Walk {
 public:
     template<typename Read>
     Walk(const Settings& settings, const EntryWork& work, Read& read)
-        : settings_(settings), work_(work), findings_(read.findings), interface_version_(read.interface_version) {}
+        : settings_(settings), work_(work), findings_(read.findings), interface_version_(read.interface_version) {
+        if (!work.only.empty()) {
+            names_ = {work.only};
+        }
+    }
 
     void run() {
         while (!names_ || !names_->empty()) {
@@ -110,7 +116,11 @@ private:
     // Until the reader is done, or until it ended or was ended within an entry; the next job goes on after that.
     void run_job() {
         const Json names = names_ ? Json(*names_) : Json(nullptr);
-        Reader reader(settings_, {{"walk", work_.folder}, {"names", names}, {"check_first", check_first_}},
+        Reader reader(settings_,
+                      {{"walk", work_.folder},
+                       {"names", names},
+                       {"check_first", check_first_},
+                       {"only_process", !work_.only.empty()}},
                       interface_version_);
         at_ = 0;
         current_.clear();
@@ -248,6 +258,7 @@ PageTables read_page_tables(const Settings& settings) {
     PageTables read;
     const EntryWork work{
         kClientFolder,
+        "",
         [&](const std::string& entry) { read.clients.emplace_back().folder = entry; },
         [&](const Message& message) { take_client(read.clients, message); },
     };
@@ -265,11 +276,38 @@ AllocationNodes read_allocation_nodes(const Settings& settings) {
     AllocationNodes read;
     const EntryWork work{
         kAllocationFolder,
+        "",
         [](const std::string&) {},
         [&](const Message& message) { take_nodes(read.nodes, message); },
     };
     Walk(settings, work, read).run();
     return read;
+}
+
+std::optional<std::int64_t> process_of_client(const Settings& settings, const std::string& client) {
+    if (client.empty() || client.find('/') != std::string::npos) {
+        return std::nullopt;
+    }
+    AllocationNodes read; // of which only the findings come
+    std::optional<std::string> pid;
+    const EntryWork work{
+        kClientFolder,
+        client,
+        [](const std::string&) {},
+        [&](const Message& message) { pid = message.bytes; },
+    };
+    Walk(settings, work, read).run();
+    if (!read.findings.empty()) {
+        const DumpFinding& finding = read.findings.front();
+        const bool denied = finding.code == "permission";
+        throw Failure{denied ? ExitStatus::permission : ExitStatus::failure, finding.code,
+                      fmt::format("{}: {}", finding.file, finding.message)};
+    }
+    if (pid && pid->empty()) {
+        throw Failure{ExitStatus::failure, "no_process", fmt::format("client '{}' names no process", client),
+                      "kt3 vm clients shows what is wrong with it"};
+    }
+    return pid && *pid != "0" ? leading_number(*pid, 10) : std::nullopt;
 }
 
 } // namespace kt3::collect

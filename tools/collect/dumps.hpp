@@ -7,6 +7,8 @@
 #include "observe/vm/dumps.hpp"
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace kt3::collect {
@@ -27,5 +29,10 @@ struct AllocationNodes {
 // listed.
 [[nodiscard]] PageTables read_page_tables(const Settings& settings);
 [[nodiscard]] AllocationNodes read_allocation_nodes(const Settings& settings);
+
+// The process id in the info file of the client with this directory; page tables are not read. Nothing when there is no
+// such client, and for the driver's own contexts, whose process is 0. Throws Failure when the file names no process or
+// cannot be read in time.
+[[nodiscard]] std::optional<std::int64_t> process_of_client(const Settings& settings, const std::string& client);
 
 } // namespace kt3::collect

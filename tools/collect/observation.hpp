@@ -98,7 +98,7 @@ KT3_MEMBERS(observe::DriverPage, 14);
 KT3_MEMBERS(observe::AdapterSummary, 5);
 KT3_MEMBERS(observe::BusId, 4);
 KT3_MEMBERS(observe::Adapter, 13);
-KT3_MEMBERS(observe::MachineFacts, 2);
+KT3_MEMBERS(observe::MachineFacts, 3);
 KT3_MEMBERS(observe::Failure, 5);
 KT3_MEMBERS(observe::Finding, 7);
 KT3_MEMBERS(observe::Segment, 5);

@@ -198,7 +198,7 @@ private:
                           request.at("names").is_null()
                               ? std::nullopt
                               : std::optional(request.at("names").get<std::vector<std::string>>()),
-                          request.at("check_first").get<bool>()};
+                          request.at("check_first").get<bool>(), request.at("only_process").get<bool>()};
         try {
             read_dumps(*library_, job, sender);
         } catch (const Failure& failure) {

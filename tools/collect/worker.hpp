@@ -7,7 +7,7 @@
 //     {"look": [groups], "bus", "avoid", "wake"}       -> {"group", "value" or "failure"}..., {"done", "resident_kb"}
 //     {"send": [wishes], "bus"}                        -> {"changes"} or {"failure"}
 //     {"check": what}                                  -> {"findings"}
-//     {"walk": folder, "names", "check_first"}         -> {"kind", "bytes"}...
+//     {"walk": folder, "names", "check_first", "only_process"} -> {"kind", "bytes"}...
 //
 // Lines of the library that somebody wants to see come in between: {"words": line}.
 

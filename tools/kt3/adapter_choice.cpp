@@ -45,6 +45,18 @@ std::string refused_node() {
     return "";
 }
 
+bool is_left_out(const MachineFacts& machine, std::string_view gpu) {
+    BusId wanted;
+    BusId bus;
+    return parse_bus_id(gpu, wanted) &&
+           std::any_of(machine.left_out.begin(), machine.left_out.end(),
+                       [&](const std::string& one) { return parse_bus_id(one, bus) && bus == wanted; });
+}
+
+Failure left_out_failure(const MachineFacts& machine, ExitStatus status) {
+    return {status, "left_out", left_out_text(machine), kMakeRoom};
+}
+
 [[noreturn]] void no_adapter() {
     const std::string refused = refused_node();
     if (!refused.empty()) {
@@ -84,7 +96,20 @@ std::vector<const Adapter*> select_adapters(const std::vector<Adapter>& adapters
 }
 
 std::vector<const Adapter*> selected_adapters(Session& session) {
-    return select_adapters(machine_of(session).adapters, session.options.gpus);
+    const MachineFacts& machine = machine_of(session);
+    for (const std::string& gpu : session.options.gpus) {
+        if (is_left_out(machine, gpu)) {
+            throw left_out_failure(machine, ExitStatus::not_found);
+        }
+    }
+    return select_adapters(machine.adapters, session.options.gpus);
+}
+
+void note_left_out(Session& session) {
+    const MachineFacts& machine = machine_of(session);
+    if (!machine.left_out.empty()) {
+        note_error(session.report, left_out_failure(machine, ExitStatus::ok));
+    }
 }
 
 std::vector<const Adapter*> memory_adapters(Session& session) {

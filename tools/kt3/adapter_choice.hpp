@@ -17,6 +17,9 @@ namespace kt3::cli {
 // The same of the session's machine and option.
 [[nodiscard]] std::vector<const Adapter*> selected_adapters(Session& session);
 
+// Says which adapters the library has no slot for, if there are any: who lists all adapters must not hide them.
+void note_left_out(Session& session);
+
 // Those of them that can hold allocations; throws Failure when there is none.
 [[nodiscard]] std::vector<const Adapter*> memory_adapters(Session& session);
 

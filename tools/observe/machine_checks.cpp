@@ -3,6 +3,7 @@
 
 #include "nodes/node_table.hpp"
 #include "observe/adapter/nodes.hpp"
+#include "observe/adapter/pci_devices.hpp"
 #include "observe/interrupt.hpp"
 #include "support/owned.hpp"
 
@@ -20,7 +21,6 @@ namespace {
 
 constexpr const char* kDebugfs = "/sys/kernel/debug";
 constexpr const char* kDriFolder = "/dev/dri";
-constexpr const char* kPciDevices = "/sys/bus/pci/devices";
 constexpr const char* kUseGroups = "add the user to the groups video and render, or run as root";
 constexpr const char* kOpenNodes = "run as root, or open the nodes to a group with a udev rule (docs/kt3.md, Rights)";
 constexpr const char* kOpenDebugfs =
@@ -94,12 +94,6 @@ void check_drm_nodes(Findings& findings) {
     if (usable == names.size()) {
         add_ok(findings, "nodes", fmt::format("{} in {}, all usable", usable, kDriFolder));
     }
-    const auto cards =
-        std::count_if(names.begin(), names.end(), [](const std::string& name) { return name[0] == 'c'; });
-    if (cards > MAX_CHIP_NUM) {
-        add_note(findings, "nodes", "too_many_devices",
-                 fmt::format("{} DRM devices; the library looks at the first three only", cards), "");
-    }
 }
 
 void check_debugfs(Findings& findings) {
@@ -120,38 +114,24 @@ void check_debugfs(Findings& findings) {
 
 // ---- adapters that the library does not show ------------------------------------------------------------------------
 
-std::uint32_t hex_in(const std::string& path) {
-    const support::Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    char text[32] = {};
-    if (file && ::read(file.get(), text, sizeof text - 1) > 0) {
-        return static_cast<std::uint32_t>(std::strtoul(text, nullptr, 16));
-    }
-    return 0;
-}
-
 void check_unserved(const Machine& machine, Findings& findings) {
-    int error = 0;
-    for (const std::string& name : names_in(kPciDevices, error)) {
-        BusId bus;
-        const std::string folder = fmt::format("{}/{}", kPciDevices, name);
-        const adapter::Family* family = adapter::find_family(hex_in(folder + "/vendor"));
-        const bool shown = std::any_of(machine.adapters.begin(), machine.adapters.end(), [&](const Adapter& adapter) {
-            return parse_bus_id(name, bus) && adapter.bus == bus;
-        });
-        if (family == nullptr || shown) {
+    for (const PciDevice& device : read_pci_devices()) {
+        const adapter::Family* family = adapter::find_family(device.vendor);
+        const bool left_out =
+            std::find(machine.left_out.begin(), machine.left_out.end(), device.bus_id) != machine.left_out.end();
+        if (family == nullptr || left_out || adapter_on_bus(machine, device.bus_id) != nullptr) {
             continue;
         }
-        const auto chip = static_cast<std::int32_t>(hex_in(folder + "/device"));
-        const bool in_place = ::access(fmt::format("{}/drm", folder).c_str(), F_OK) == 0;
+        const auto chip = static_cast<std::int32_t>(device.device);
         if (adapter::find_chip_by_id(chip) == nullptr) {
             add_note(findings, "adapters", "unknown_chip",
-                     fmt::format("{}: chip {:#06x} is not known to the library", name, chip), "");
-        } else if (!in_place) {
+                     fmt::format("{}: chip {:#06x} is not known to the library", device.bus_id, chip), "");
+        } else if (!device.has_drm) {
             add_problem(findings, ExitStatus::driver, "adapters", "no_driver",
-                        fmt::format("{}: no driver serves it", name), kLoadDriver);
+                        fmt::format("{}: no driver serves it", device.bus_id), kLoadDriver);
         } else {
             add_note(findings, "adapters", "not_listed",
-                     fmt::format("{}: has a driver, but the library does not list it", name), "");
+                     fmt::format("{}: has a driver, but the library does not list it", device.bus_id), "");
         }
     }
 }
@@ -166,6 +146,9 @@ void check_served(const Machine& machine, Findings& findings) {
     if (machine.adapters.empty() && !known_cause) {
         add_problem(findings, ExitStatus::not_found, "adapters", "no_adapter", "none found",
                     "see whether lspci shows one, and load its driver");
+    }
+    if (!machine.left_out.empty()) {
+        add_note(findings, "adapters", "left_out", left_out_text(machine), kMakeRoom);
     }
     if (machine.third_hidden) {
         add_problem(findings, ExitStatus::failure, "adapters", "hidden_adapter",

@@ -19,7 +19,7 @@ Align align_of(const Heading& heading) {
 
 Paint paint_of(const Cell& cell) {
     const auto number = cell.value.whole();
-    return number && *number >= cell.heading->look.hot ? Paint::bad : Paint::plain;
+    return number && *number >= cell.heading->look.hot ? Paint::bad : cell.paint;
 }
 
 void add_empty_cell(Row& row, const Heading& heading) {

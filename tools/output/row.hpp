@@ -78,6 +78,7 @@ struct Cell {
     const Heading* heading = nullptr;
     Value value;
     std::optional<std::string> text = {}; // when it is more than the value
+    Paint paint = Paint::plain;           // when it does not follow from the value
 };
 using Row = std::vector<Cell>;
 
@@ -124,7 +125,7 @@ template<typename Record>
 // The cell as text or in CSV.
 [[nodiscard]] std::string cell_text(const Cell& cell, Format format);
 
-// Hot values stand out.
+// Hot values stand out, and cells with a paint of their own.
 [[nodiscard]] Paint paint_of(const Cell& cell);
 
 // The cell with this key; there must be one.

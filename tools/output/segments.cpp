@@ -23,6 +23,22 @@ constexpr SourceWords kSources[] = {
     {"allocation_sums", "allocation sums"},
 };
 
+// From which share on a bar has a paint; the first that fits.
+struct Fill {
+    double least;
+    Paint paint;
+};
+
+constexpr Fill kFills[] = {{0.9, Paint::bad}, {0.75, Paint::warn}, {0, Paint::good}};
+
+// Nothing when one of the two is not known or the segment has no size.
+std::optional<double> share_of(const Segment& segment) {
+    if (segment.total.value_or(0) <= 0 || !segment.used) {
+        return std::nullopt;
+    }
+    return std::clamp(static_cast<double>(*segment.used) / static_cast<double>(*segment.total), 0.0, 1.0);
+}
+
 } // namespace
 
 const char* source_code(const AdapterSegments& segments) {
@@ -50,12 +66,19 @@ std::string total_bytes_text(const Segment& segment) {
 }
 
 std::string bar_of(const Segment& segment) {
-    if (!segment.total || !segment.used) {
+    const auto share = share_of(segment);
+    if (!share) {
         return "";
     }
-    const double share = std::min(1.0, static_cast<double>(*segment.used) / static_cast<double>(*segment.total));
-    const auto full = static_cast<std::size_t>(std::lround(share * kBarWidth));
+    const auto full = static_cast<std::size_t>(std::lround(*share * kBarWidth));
     return '[' + std::string(full, '#') + std::string(kBarWidth - full, '.') + ']';
+}
+
+Paint bar_paint(const Segment& segment) {
+    const auto share = share_of(segment);
+    const auto* row = std::find_if(std::begin(kFills), std::end(kFills),
+                                   [&](const Fill& fill) { return share && *share >= fill.least; });
+    return row == std::end(kFills) ? Paint::plain : row->paint;
 }
 
 } // namespace kt3::output

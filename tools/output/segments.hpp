@@ -18,6 +18,7 @@ using observe::Segment;
 [[nodiscard]] std::string total_text(const Segment& segment);
 [[nodiscard]] std::string total_bytes_text(const Segment& segment);
 [[nodiscard]] std::string bar_of(const Segment& segment); // "[#####...............]"
+[[nodiscard]] Paint bar_paint(const Segment& segment);    // by how full it is
 
 // clang-format off
 inline constexpr Column<AdapterSegments> kSegmentsColumns[] = {

@@ -17,6 +17,8 @@ const char* escape_sequence(Paint paint) {
         return "\x1b[1m";
     case Paint::good:
         return "\x1b[32m";
+    case Paint::warn:
+        return "\x1b[33m";
     case Paint::bad:
         return "\x1b[31m";
     case Paint::dim:

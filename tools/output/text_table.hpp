@@ -21,7 +21,7 @@ struct TableColumn {
     bool shortens = true; // in the middle; never a number
 };
 
-enum class Paint { plain, bold, good, bad, dim };
+enum class Paint { plain, bold, good, warn, bad, dim };
 
 struct Table {
     std::vector<TableColumn> columns;

@@ -31,6 +31,17 @@ TEST(AlignedTable, ColoursTheHeadingOnlyWhenAsked) {
     EXPECT_EQ(aligned(table, {.color = true}), "\x1b[1mA\x1b[0m\nb\n");
 }
 
+TEST(AlignedTable, PaintsCellsWithoutTheSpacesAroundThem) {
+    Table table{{{"A", "a"}, {"BAR", "bar"}, {"N", "n", Align::right}}, {{"x", "[#]", "7"}, {"y", "", "10"}}};
+    table.paints = {{Paint::plain, Paint::warn, Paint::bad}, {Paint::plain, Paint::plain, Paint::good}};
+    EXPECT_EQ(aligned(table, {}), "A  BAR   N\n"
+                                  "x  [#]   7\n"
+                                  "y       10\n");
+    EXPECT_EQ(aligned(table, {.color = true}), "\x1b[1mA  BAR   N\x1b[0m\n"
+                                               "x  \x1b[33m[#]\x1b[0m   \x1b[31m7\x1b[0m\n"
+                                               "y       \x1b[32m10\x1b[0m\n");
+}
+
 namespace {
 
 std::size_t longest_line(const std::string& text) {

@@ -20,6 +20,7 @@ ExitStatus run_list(Session& session) {
         add_row(table, row, format_of(session));
     }
     session.text = table_text(session, table);
+    note_left_out(session);
     if (machine_of(session).third_hidden) {
         note_error(session.report,
                    {ExitStatus::failure, "slot_taken",

@@ -33,8 +33,11 @@ Table screen_table(const Session& session, const AdapterSegments& segments) {
     add_headings<Segment>(table, kSegmentColumns, Format::text);
     for (const Segment& segment : segments.segments) {
         Row row = row_of(kSegmentColumns, segment, Format::text);
-        if (!bars) {
-            cell_named(row, "bar").text = "";
+        Cell& bar = cell_named(row, "bar");
+        if (bars) {
+            bar.paint = bar_paint(segment);
+        } else {
+            bar.text = "";
         }
         add_row(table, row, Format::text);
     }

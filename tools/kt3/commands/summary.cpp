@@ -140,6 +140,11 @@ std::string reasons_text(const std::vector<Brief>& briefs) {
     return text;
 }
 
+std::string left_out_line(Session& session) {
+    const MachineFacts& machine = machine_of(session);
+    return machine.left_out.empty() ? "" : wrapped(left_out_text(machine), screen_of(session).width, 2) + '\n';
+}
+
 ExitStatus show_once(Session& session) {
     std::vector<Brief> briefs;
     std::vector<Large> large;
@@ -160,7 +165,7 @@ ExitStatus show_once(Session& session) {
     const Format format = format_of(session);
     session.text = table_text(session, table_of(kBriefColumns, briefs, format));
     if (format == Format::text) {
-        session.text = heading(briefs.size()) + session.text + reasons_text(briefs);
+        session.text = heading(briefs.size()) + session.text + reasons_text(briefs) + left_out_line(session);
         if (!large.empty()) {
             session.text += '\n' + table_text(session, table_of(kLargeColumns, large, format));
         }
@@ -172,6 +177,9 @@ ExitStatus show_once(Session& session) {
 } // namespace
 
 ExitStatus run_summary(Session& session, const Repetition& repetition) {
+    if (format_of(session) != Format::text) { // the screen has it below its table, also when it is refreshed
+        note_left_out(session);
+    }
     return repeat(session, repetition, [&] { return show_once(session); });
 }
 

@@ -24,7 +24,7 @@ namespace {
 
 struct Arguments {
     double timeout = 10;
-    std::string client; // directory or process id; empty for all
+    std::string client; // its directory at the driver or its process id; empty for all
     std::string svg;
     std::string before, after;
     bool exit_code = false;
@@ -124,14 +124,26 @@ ExitStatus run_pagetable(Session& session, const Arguments& arguments) {
     return report_findings(session, read.findings);
 }
 
+// Nodes know their process only: a directory stands for the process of its client.
+std::string wanted_process(const Session& session, const Arguments& arguments, const std::vector<VmNode>& nodes) {
+    const bool has_nodes = std::any_of(
+        nodes.begin(), nodes.end(), [&](const VmNode& node) { return std::to_string(node.pid) == arguments.client; });
+    if (has_nodes) {
+        return arguments.client;
+    }
+    const auto pid = process_of_client(patient_settings(session, arguments), arguments.client);
+    if (!pid) {
+        no_such_client(arguments);
+    }
+    return std::to_string(*pid);
+}
+
 AllocationNodes wanted_nodes(Session& session, const Arguments& arguments) {
     AllocationNodes read = read_allocation_nodes(patient_settings(session, arguments));
     session.report.interface_version = read.interface_version;
     if (!arguments.client.empty()) {
-        std::erase_if(read.nodes, [&](const VmNode& node) { return std::to_string(node.pid) != arguments.client; });
-        if (read.nodes.empty()) {
-            no_such_client(arguments);
-        }
+        const std::string pid = wanted_process(session, arguments, read.nodes);
+        std::erase_if(read.nodes, [&](const VmNode& node) { return std::to_string(node.pid) != pid; });
     }
     return read;
 }
@@ -232,21 +244,20 @@ void add_vm(CLI::App& app, Options& options, Chosen& chosen) {
         return add_command(vm, name, description, options, chosen, {.csv = true},
                            [arguments, run](Session& session) { return run(session, *arguments); });
     };
-    const auto add_reading = [&](const char* name, const char* description, const char* which, Run run) -> CLI::App& {
+    const auto add_reading = [&](const char* name, const char* description, Run run) -> CLI::App& {
         CLI::App& command = add(name, description, run);
         add_seconds(command, {"--timeout", "How long one client or allocation may take; 10 by default", "SECONDS"},
                     arguments->timeout, 0.001);
-        add_text(command, {"--client", which, "CLIENT"}, arguments->client);
+        add_text(command, {"--client", "Only this client: its directory or its process id", "CLIENT"},
+                 arguments->client);
         return command;
     };
-    constexpr const char* kClient = "Only this client: its directory or its process id";
-    constexpr const char* kProcess = "Only the client with this process id";
-    add_reading("clients", "List the clients with the size of their page tables", kClient, run_clients);
+    add_reading("clients", "List the clients with the size of their page tables", run_clients);
     CLI::App& pagetable =
-        add_reading("pagetable", "Show page tables: a tree, or rows with --csv and --json", kClient, run_pagetable);
+        add_reading("pagetable", "Show page tables: a tree, or rows with --csv and --json", run_pagetable);
     add_flag(pagetable, {"--rows", "With --json: rows as objects instead of arrays"}, arguments->rows);
-    add_reading("nodes", "Show allocation nodes by process", kProcess, run_nodes);
-    CLI::App& map = add_reading("map", "Draw what is used of each process's GPU address space", kProcess, run_map);
+    add_reading("nodes", "Show allocation nodes by process", run_nodes);
+    CLI::App& map = add_reading("map", "Draw what is used of each process's GPU address space", run_map);
     add_text(map, {"--svg", "Draw it into FILE as well", "FILE"}, arguments->svg);
     CLI::App& diff = add("diff", "Compare two files that pagetable --json or nodes --json wrote", run_diff);
     add_text(diff, {.names = "before", .description = "The older file", .required = true}, arguments->before);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "observe/adapter/machine.hpp"
 
+#include "observe/adapter/pci_devices.hpp"
+#include "observe/library/library_lines.hpp"
 #include "observe/text.hpp"
 #include "support/owned.hpp"
 
@@ -66,12 +68,27 @@ bool take_sign(std::string_view& text, char sign) {
     return there;
 }
 
+// What the library would have enumerated, had it looked further.
+std::vector<std::string> beyond_the_slots(const Machine& machine) {
+    std::vector<std::string> left_out;
+    for (const PciDevice& device : read_pci_devices()) {
+        const bool unknown_chip = adapter::find_family(device.vendor) != nullptr &&
+                                  adapter::find_chip_by_id(static_cast<std::int32_t>(device.device)) == nullptr;
+        if (device.has_drm && !unknown_chip && adapter_on_bus(machine, device.bus_id) == nullptr) {
+            left_out.push_back(device.bus_id);
+        }
+    }
+    return left_out;
+}
+
 } // namespace
 
 void enumerate(const Library& library, Machine& machine) {
     machine.record.vendor_filter = 0xFFFF; // both families
-    library.calls.gfx_find_adapter(&machine.record);
-    library.calls.gfx_find_adapter_ext1(&machine.ext1);
+    const LibraryLines lines = lines_during(library, [&] {
+        library.calls.gfx_find_adapter(&machine.record);
+        library.calls.gfx_find_adapter_ext1(&machine.ext1);
+    });
     const bool other = machine.ext1.other_vendor_chip_num != 0;
     machine.third_hidden = other && machine.record.chip_num > kOtherVendorSlot;
     for (int slot = 0; slot < MAX_CHIP_NUM; ++slot) {
@@ -79,6 +96,22 @@ void enumerate(const Library& library, Machine& machine) {
             machine.adapters.push_back(adapter_at(machine, slot));
         }
     }
+    if (lines.unslotted) {
+        machine.left_out = beyond_the_slots(machine);
+    }
+}
+
+const Adapter* adapter_on_bus(const Machine& machine, std::string_view bus_id) {
+    BusId bus;
+    const bool valid = parse_bus_id(bus_id, bus);
+    const auto found = std::find_if(machine.adapters.begin(), machine.adapters.end(),
+                                    [&](const Adapter& adapter) { return valid && adapter.bus == bus; });
+    return found == machine.adapters.end() ? nullptr : &*found;
+}
+
+std::string left_out_text(const MachineFacts& machine) {
+    return fmt::format("the library manages {} adapters; {} {} left out", MAX_CHIP_NUM,
+                       fmt::join(machine.left_out, ", "), machine.left_out.size() == 1 ? "is" : "are");
 }
 
 std::string bus_text(const BusId& bus) {

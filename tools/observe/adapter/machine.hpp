@@ -34,8 +34,9 @@ struct Adapter {
 };
 
 struct MachineFacts {
-    std::vector<Adapter> adapters; // by slot
-    bool third_hidden = false;     // a GPU of another vendor stands in the slot of a third adapter
+    std::vector<Adapter> adapters;     // by slot
+    bool third_hidden = false;         // a GPU of another vendor stands in the slot of a third adapter
+    std::vector<std::string> left_out; // bus ids of the graphics adapters beyond the library's slots
 };
 
 // The library keeps pointers into the record of a bound adapter, so a machine stays where it is.
@@ -49,6 +50,14 @@ struct Machine : MachineFacts {
 };
 
 void enumerate(const Library& library, Machine& machine);
+
+// The adapter at a bus id; null when the library enumerated none there.
+[[nodiscard]] const Adapter* adapter_on_bus(const Machine& machine, std::string_view bus_id);
+
+// "the library manages 3 adapters; 0000:0b:00.0 is left out"
+[[nodiscard]] std::string left_out_text(const MachineFacts& machine);
+
+inline constexpr const char* kMakeRoom = "take out a graphics adapter that need not be managed";
 
 [[nodiscard]] std::string bus_text(const BusId& bus); // "0000:03:00.0"
 

@@ -22,6 +22,7 @@ constexpr KnownLine kKnownLines[] = {
     {"invalid segmentid !!! ",                &LibraryLines::misplaced},
     {"Error opening directory",               &LibraryLines::unlisted},
     {"Fail to read devices info. skip...",    &LibraryLines::unreadable},
+    {"exceed  MAX_CHIP_NUM. ",                &LibraryLines::unslotted},
 };
 // clang-format on
 

@@ -14,6 +14,7 @@ struct LibraryLines {
     bool misplaced = false;  // allocations in no valid segment, which no sum counts
     bool unlisted = false;   // a directory of the driver could not be opened
     bool unreadable = false; // a device vanished while it was read, or may not be read
+    bool unslotted = false;  // there are more graphics adapters than slots
 };
 
 // What the library printed during the calls. Lines that stand for none of these are shown, when its words are wanted

@@ -6,6 +6,7 @@
 #include <functional>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 namespace kt3::observe {
 namespace {
@@ -14,7 +15,11 @@ bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
 }
 
-// Gathers what is wrong with the lines of one file.
+bool is_level(int level) {
+    return level >= 0 && level < kLevels;
+}
+
+// Gathers what is wrong with the lines of one file. A dump can have the same fault in each of its lines.
 struct Checked {
     std::string entry;
     std::string file;
@@ -22,21 +27,27 @@ struct Checked {
     int line = 0; // the current one
 
     void add(const char* code, std::string message) {
-        findings.push_back({entry, file, line, code, std::move(message)});
+        const auto same = std::find_if(findings.begin(), findings.end(), [&](const DumpFinding& finding) {
+            return finding.code == code && finding.message == message;
+        });
+        if (same != findings.end()) {
+            ++same->count;
+        } else {
+            findings.push_back({entry, file, line, code, std::move(message)});
+        }
     }
 };
 
-// Calls take(piece) for each line; a line ends at its first zero byte as far as its text is concerned.
-void for_each_line(std::string_view text, Checked& checked, const std::function<void(const std::string&)>& take) {
-    int line = 1;
-    while (!text.empty()) {
-        const std::size_t newline = text.find('\n');
-        const std::size_t length = std::min(newline == text.npos ? text.size() : newline + 1, kPieceSize);
-        checked.line = line;
-        const std::string_view piece = text.substr(0, length);
-        take(std::string(piece.substr(0, piece.find('\0'))));
+// Calls take(number of the line, piece) for each line; a line ends at its first zero byte as far as its text is
+// concerned.
+template<typename Take>
+void for_each_line(std::string_view text, Take take) {
+    for (int line = 1; !text.empty();) {
+        std::string_view piece = text.substr(0, kPieceSize);
+        piece = piece.substr(0, std::min(piece.find('\n'), piece.size() - 1) + 1);
+        take(line, piece.substr(0, piece.find('\0')));
         line += piece.back() == '\n' ? 1 : 0;
-        text.remove_prefix(length);
+        text.remove_prefix(piece.size());
     }
 }
 
@@ -90,7 +101,7 @@ void check_line(Checked& checked, const DumpCalls& calls, const std::string& lin
             check_number(checked, key, [&] { (void)calls.find_value_in_subTable(line, key); });
         }
     }
-    if (level >= 0 && level < kLevels) {
+    if (is_level(level)) {
         check_address(checked, calls, line, entry ? "addr:" : "Addr:");
     } else {
         check_length(checked, "the address", calls.find_Addr_in_Table(line, entry ? "addr:" : "Addr:"));
@@ -107,32 +118,134 @@ std::optional<std::int64_t> leading_number(const std::string& text, int base) {
     }
 }
 
-std::vector<DumpFinding> check_owner(const DumpCalls& calls, const std::string& client, std::string_view text) {
-    Checked checked{client, dump_path("devices", client, "info")};
-    bool found = false;
-    for_each_line(text, checked, [&](const std::string& line) {
-        if (found || !contains(line, "pid")) {
-            return;
-        }
-        found = true;
-        const std::string pid = calls.find_Pid_number(line);
-        check_length(checked, "the process id", pid);
-        if (pid.empty()) {
-            checked.add("missing_key", "'pid = ' is missing");
-        } else if (pid.size() <= kFieldSize) {
-            check_number(checked, "the process id", [&] { (void)std::stoi(pid); });
+namespace {
+
+struct OwnerLine {
+    int number;
+    std::string pid;
+};
+
+// The first line with the word "pid"; the library looks no further.
+std::optional<OwnerLine> owner_line(const DumpCalls& calls, std::string_view text) {
+    std::optional<OwnerLine> owner;
+    for_each_line(text, [&](int number, std::string_view line) {
+        if (!owner && contains(line, "pid")) {
+            owner = {number, calls.find_Pid_number(std::string(line))};
         }
     });
-    if (!found) {
-        checked.line = 0;
+    return owner;
+}
+
+} // namespace
+
+std::optional<std::int64_t> read_process(const DumpCalls& calls, std::string_view text) {
+    const auto owner = owner_line(calls, text);
+    const auto pid = owner ? leading_number(owner->pid, 10) : std::nullopt;
+    return pid && *pid == static_cast<std::int32_t>(*pid) ? pid : std::nullopt;
+}
+
+std::vector<DumpFinding> check_owner(const DumpCalls& calls, const std::string& client, std::string_view text) {
+    Checked checked{client, dump_path("devices", client, "info")};
+    const auto owner = owner_line(calls, text);
+    if (!owner) {
         checked.add("missing_key", "no line tells the process id");
+        return checked.findings;
+    }
+    checked.line = owner->number;
+    check_length(checked, "the process id", owner->pid);
+    if (owner->pid.empty()) {
+        checked.add("missing_key", "'pid = ' is missing");
+    } else if (owner->pid.size() <= kFieldSize) {
+        check_number(checked, "the process id", [&] { (void)std::stoi(owner->pid); });
     }
     return checked.findings;
 }
 
 std::vector<DumpFinding> check_page_tables(const DumpCalls& calls, const std::string& client, std::string_view text) {
     Checked checked{client, dump_path("devices", client, "vm_info")};
-    for_each_line(text, checked, [&](const std::string& line) { check_line(checked, calls, line); });
+    for_each_line(text, [&](int number, std::string_view line) {
+        checked.line = number;
+        check_line(checked, calls, std::string(line));
+    });
+    return checked.findings;
+}
+
+// ---- lines that the library drops -----------------------------------------------------------------------------------
+
+namespace {
+
+// Nearly all lines begin "1:7", which takes no search.
+bool looks_like_entry(std::string_view line) {
+    constexpr const char* kDigits = "0123456789";
+    const std::size_t level = std::min(line.find_first_not_of(' '), line.size());
+    const std::size_t colon = std::min(line.find_first_not_of(kDigits, level), line.size());
+    const bool numbered =
+        colon > level && line.substr(colon, 1) == ":" && line.find_first_of(kDigits, colon) == colon + 1;
+    return numbered || contains(line, "entry") || contains(line, "Snoop");
+}
+
+std::size_t count_entries(std::string_view text) {
+    std::size_t count = 0;
+    for_each_line(text, [&](int, std::string_view line) { count += looks_like_entry(line) ? 1 : 0; });
+    return count;
+}
+
+// Not a level when the line has no number for it.
+int level_of(const DumpCalls& calls, const std::string& line) {
+    try {
+        return calls.find_Level_in_Table(line);
+    } catch (const std::logic_error&) {
+        return -1;
+    }
+}
+
+// Why the library drops the line; null when it keeps it. `above` is the level of the last page-table line, dropped ones
+// included: it decides where the next one is hung.
+const char* why_dropped(const DumpCalls& calls, const std::string& line, int& above) {
+    const bool table = contains(line, "entry");
+    if (!table && !contains(line, "Snoop")) {
+        return "it has neither 'entry' nor 'Snoop'";
+    }
+    const int level = level_of(calls, line);
+    if (!is_level(level)) {
+        return "its level is not 0, 1 or 2";
+    }
+    if (!table) {
+        return nullptr; // a sub-table entry is kept without a table, too
+    }
+    return level <= std::exchange(above, level) + 1 ? nullptr : "the table above it is missing";
+}
+
+} // namespace
+
+void EntryCounter::take(std::string_view block) {
+    rest_ += block;
+    const std::size_t whole = rest_.rfind('\n') + 1;
+    count_ += count_entries(std::string_view(rest_).substr(0, whole));
+    rest_.erase(0, whole);
+}
+
+std::size_t EntryCounter::finish() {
+    return count_ + count_entries(std::exchange(rest_, ""));
+}
+
+std::vector<DumpFinding> check_dropped_lines(const DumpCalls& calls, const std::string& client, std::string_view text) {
+    Checked checked{client, dump_path("devices", client, "vm_info")};
+    int dropped = 0;
+    const char* why_first = nullptr;
+    int above = -1;
+    for_each_line(text, [&](int number, std::string_view line) {
+        const char* why = looks_like_entry(line) ? why_dropped(calls, std::string(line), above) : nullptr;
+        if (why != nullptr && dropped++ == 0) {
+            checked.line = number;
+            why_first = why;
+        }
+    });
+    if (dropped > 0) { // a driver can add lines after the library's look
+        checked.add("dropped_lines", fmt::format("the library leaves out {} of {} entries, the first because {}",
+                                                 dropped, count_entries(text), why_first));
+        checked.findings.back().count = dropped;
+    }
     return checked.findings;
 }
 

@@ -8,6 +8,7 @@ namespace kt3::observe {
 void Sender::send(const DumpFinding& finding) const {
     Packer packer;
     packer.add(finding.entry).add(finding.file).add(finding.line).add(finding.code).add(finding.message);
+    packer.add(finding.count);
     send(MessageKind::finding, packer.bytes());
 }
 
@@ -44,6 +45,7 @@ DumpFinding finding_in(const Message& sent) {
     finding.line = static_cast<int>(message.number());
     finding.code = message.text();
     finding.message = message.text();
+    finding.count = static_cast<int>(message.number());
     return finding;
 }
 

@@ -3,6 +3,7 @@
 
 #include "observe/vm/check.hpp"
 #include "observe/vm/dump_calls.hpp"
+#include "support/file_reading.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -13,15 +14,24 @@
 namespace kt3::observe {
 namespace {
 
-std::optional<std::string> file_text(const std::string& path) {
+// Calls take(block) until the file ends. False, with errno set, when it cannot be opened.
+template<typename Take>
+bool read_blocks(const std::string& path, Take take) {
     const support::Fd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file) {
-        return std::nullopt;
+        return false;
     }
+    std::vector<char> block(64 * 1024);
+    for (ssize_t got = 0; (got = ::read(file.get(), block.data(), block.size())) > 0;) {
+        take(std::string_view(block.data(), static_cast<std::size_t>(got)));
+    }
+    return true;
+}
+
+std::optional<std::string> file_text(const std::string& path) {
     std::string text;
-    std::vector<char> piece(256 * 1024);
-    for (ssize_t got = 0; (got = ::read(file.get(), piece.data(), piece.size())) > 0;) {
-        text.append(piece.data(), static_cast<std::size_t>(got));
+    if (!read_blocks(path, [&](std::string_view block) { text += block; })) {
+        return std::nullopt;
     }
     return text;
 }
@@ -87,6 +97,11 @@ bool exportable(const std::vector<Entry>& entries) {
     return std::all_of(entries.begin(), entries.end(), [](const Entry& entry) {
         return entry.address_known != 0 && entry.address == static_cast<std::int32_t>(entry.address);
     });
+}
+
+std::size_t kept_lines(const data_vectors& record) {
+    return record.pt_level0.size() + record.pt_level1.size() + record.pt_level2.size() + record.st_level0.size() +
+           record.st_level1.size() + record.st_level2.size();
 }
 
 class ClientReader {
@@ -172,8 +187,19 @@ private:
             send_all(check_page_tables(calls_, client, file_text(dump).value_or("")), sender);
             return;
         }
+        find_dropped(client, dump, record, sender);
         calls_.generate_DigitalIndex(record);
         send_entries(client, dump, record, sender);
+    }
+
+    // A whole dump is counted block by block and not kept: it can have hundreds of thousands of lines.
+    void find_dropped(const std::string& client, const std::string& dump, const data_vectors& record,
+                      const Sender& sender) {
+        EntryCounter counter;
+        read_blocks(dump, [&](std::string_view block) { counter.take(block); });
+        if (counter.finish() > kept_lines(record)) {
+            send_all(check_dropped_lines(calls_, client, file_text(dump).value_or("")), sender);
+        }
     }
 
     void send_entries(const std::string& client, const std::string& dump, const data_vectors& record,
@@ -222,6 +248,23 @@ void send_nodes(const DumpCalls& calls, const std::string& allocation, const Sen
     }
 }
 
+// Only whose client it is. Sends nothing when the client ended meanwhile.
+void send_process(const DumpCalls& calls, const std::string& client, const Sender& sender) {
+    sender.send(MessageKind::stage, "info");
+    const std::string path = dump_path(kClientFolder, client, "info");
+    const support::Fd file = support::open_for_reading(AT_FDCWD, path.c_str());
+    if (!file) {
+        if (errno != ENOENT) {
+            sender.send({client, path, 0, errno == EACCES ? "permission" : "unreadable", std::strerror(errno)});
+        }
+        return;
+    }
+    char page[4096];
+    const std::size_t bytes = support::read_page(file.get(), page, sizeof page);
+    const auto pid = read_process(calls, {page, bytes});
+    sender.send(kPid, pid ? std::to_string(*pid) : "");
+}
+
 // The driver's own contexts are no clients.
 bool is_entry(const std::string& folder, const std::string& name) {
     const bool own = folder == kClientFolder && (name == "00000000" || name == "02000000");
@@ -259,7 +302,9 @@ void read_dumps(const Library& library, const DumpJob& job, const Sender& sender
     bool check = job.check_first;
     for (const std::string& name : *names) {
         sender.send(MessageKind::begin, name);
-        if (job.folder == kClientFolder) {
+        if (job.only_process) {
+            send_process(calls, name, sender);
+        } else if (job.folder == kClientFolder) {
             clients.read(name, std::exchange(check, false), sender);
         } else {
             send_nodes(calls, name, sender);

@@ -14,6 +14,7 @@ struct DumpJob {
     std::string folder;                            // kClientFolder or kAllocationFolder
     std::optional<std::vector<std::string>> names; // the entries to read; all of them are listed first without
     bool check_first = false;                      // the first of them ended a reader: find out what is wrong with it
+    bool only_process = false;                     // of clients, and no page tables
 };
 
 // Sends what each entry holds. Throws Failure when the library cannot read dumps.

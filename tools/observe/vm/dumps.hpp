@@ -60,13 +60,14 @@ struct VmNode {
     std::uint64_t size = 0;
 };
 
-// Something wrong with a dump.
+// Something wrong with a dump. What is wrong with many lines of a file in the same way is one finding.
 struct DumpFinding {
     std::string entry; // directory of the client or allocation
     std::string file;  // where it stands
-    int line = 0;      // 0 when it does not concern one line
+    int line = 0;      // the first one; 0 when it does not concern one line
     std::string code;  // one word for scripts
     std::string message;
+    int count = 1; // of lines
 };
 
 // "devices/00000012/vm_info" below the driver's directory.

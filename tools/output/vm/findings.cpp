@@ -4,6 +4,7 @@
 #include "output/schema.hpp"
 #include "output/screen_text.hpp"
 #include "output/text_table.hpp"
+#include "output/units.hpp"
 
 #include <fmt/format.h>
 #include <map>
@@ -17,12 +18,22 @@ std::optional<int> line_of(const DumpFinding& finding) {
     return finding.line == 0 ? std::nullopt : std::optional(finding.line);
 }
 
-constexpr const char* kCodes = "bad_number missing_key over_long_field big_address permission unreadable timeout ended";
+// " line 4 and 411 more lines"
+std::string lines_text(const DumpFinding& finding) {
+    if (finding.line == 0) {
+        return "";
+    }
+    const auto more = static_cast<std::size_t>(finding.count - 1);
+    return fmt::format(" line {}{}", finding.line, more == 0 ? "" : " and " + counted(more, "more line", "more lines"));
+}
+
+constexpr const char* kCodes =
+    "bad_number missing_key over_long_field big_address dropped_lines permission unreadable timeout ended";
 
 constexpr Column<DumpFinding> kFindingColumns[] = {
     member<&DumpFinding::entry>("entry"),     member<&DumpFinding::file>("file"),
     member<line_of>("line", {.least = 1}),    member<&DumpFinding::code>("code", {.one_of = kCodes}),
-    member<&DumpFinding::message>("message"),
+    member<&DumpFinding::message>("message"), member<&DumpFinding::count>("count", {.least = 1}),
 };
 
 } // namespace
@@ -31,8 +42,7 @@ std::string finding_line(const DumpFinding& finding) {
     const bool allocation = finding.file.find("/allocations/") != std::string::npos;
     const std::string file = finding.file.substr(finding.file.rfind('/') + 1);
     return fmt::format("{} {}{}{}: {}", allocation ? "allocation" : "client", finding.entry,
-                       file == finding.entry ? "" : ", " + file,
-                       finding.line == 0 ? "" : fmt::format(" line {}", finding.line), finding.message);
+                       file == finding.entry ? "" : ", " + file, lines_text(finding), finding.message);
 }
 
 std::string findings_text(const std::vector<DumpFinding>& findings, const Screen& screen) {

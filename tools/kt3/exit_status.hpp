@@ -11,7 +11,7 @@ inline constexpr const char* kExitStatusHelp = "Exit status:\n"
                                                "  2    wrong usage\n"
                                                "  3    no adapter, or no adapter fits --gpu\n"
                                                "  4    permission denied\n"
-                                               "  5    driver, kernel-interface module or library missing\n"
+                                               "  5    driver, kernel-interface module or library missing or not answering\n"
                                                "  6    a gate was not passed: kt3 leak --gate found a leak\n"
                                                "  7    a value is absent, and --strict was given\n"
                                                "  130  interrupted\n";

@@ -3,6 +3,7 @@
 
 #include "observe/interrupt.hpp"
 #include "observe/library/library_lines.hpp"
+#include "observe/memory/opening_times.hpp"
 #include "observe/text.hpp"
 #include "support/owned.hpp"
 
@@ -81,6 +82,7 @@ OpenDevicesRead read_open_devices(const Library& library, const Adapter& adapter
             read.devices.push_back({entry.handle, entry.pid, field_text(entry.name)});
         }
     }
+    take_opening_times(adapter, read.devices);
     return read;
 }
 

@@ -17,7 +17,8 @@ namespace kt3::observe {
 struct OpenDevice {
     std::int32_t device = 0;
     std::int32_t pid = 0;
-    std::string name; // as the process gave it; empty when the process is gone
+    std::string name;                     // as the process gave it; empty when the process is gone
+    std::optional<std::int64_t> opened{}; // seconds since 1970; when the driver made the page of the device
 };
 
 using OpenDevices = std::vector<OpenDevice>;

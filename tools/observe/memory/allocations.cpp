@@ -122,7 +122,8 @@ void drop_repeated(Allocations& allocations) {
 Owner owner_of(std::int32_t device, const OpenDevices& devices) {
     const auto found =
         std::find_if(devices.begin(), devices.end(), [&](const OpenDevice& open) { return open.device == device; });
-    return found == devices.end() ? Owner{device, std::nullopt, ""} : Owner{device, found->pid, found->name};
+    return found == devices.end() ? Owner{device, std::nullopt, ""}
+                                  : Owner{device, found->pid, found->name, found->ended};
 }
 
 Shape shape_of(const _GFX_ALLOCATION_INFO& allocation) {

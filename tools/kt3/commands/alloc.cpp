@@ -7,6 +7,7 @@
 #include "kt3/command_table.hpp"
 #include "kt3/commands/alloc_diff.hpp"
 #include "observe/memory/allocation_sums.hpp"
+#include "observe/owner/ownership.hpp"
 #include "output/adapter.hpp"
 #include "output/memory.hpp"
 #include "output/schema.hpp"
@@ -66,7 +67,7 @@ constexpr Column<Listed> kListColumns[] = {
     column<device_of>                          ("device",          "DEVICE"),
     column<pid_of>                             ("pid",             "PID"),
     member<known_name_of>                      ("process"),
-    member<kind_of>                            ("owner",           {.one_of = "process gone unknown"}),
+    member<kind_of>                            ("owner",           {.one_of = kOwnerKinds}),
     column<size_of>                            ("size_bytes",      "SIZE", {.least = 0, .most = UINT32_MAX}),
     column<field<&Record::handle>, handle_text>("handle",          "HANDLE"),
     member<handle_text>                        ("handle_hex"),
@@ -105,7 +106,8 @@ std::vector<Listed> listed(const Place& place, const Allocations& allocations, c
 }
 
 void list_adapter(Session& session, const Adapter& adapter) {
-    const OpenDevices devices = open_devices(session, adapter);
+    OpenDevices devices = open_devices(session, adapter);
+    settle(devices, read_attributions(pids_of(devices)));
     const auto list =
         listed(place_of(adapter), read_allocations(library_of(session), machine_of(session), adapter), devices);
     for (const Listed& one : list) {
@@ -203,7 +205,8 @@ std::vector<SumLine> sum_lines(const Place& place, const AllocationSums& sums, s
 }
 
 void sum_adapter(Session& session, const Adapter& adapter, std::size_t top) {
-    const OpenDevices devices = open_devices(session, adapter);
+    OpenDevices devices = open_devices(session, adapter);
+    settle(devices, read_attributions(pids_of(devices)));
     const AllocationSums sums = sum_up(read_allocations(library_of(session), machine_of(session), adapter), devices);
     session.report.members["allocation_summaries"].push_back(sums_object(place_of(adapter), sums));
     const Format format = format_of(session);

@@ -7,6 +7,7 @@
 #include "kt3/input.hpp"
 #include "observe/interrupt.hpp"
 #include "observe/memory/snapshots.hpp"
+#include "observe/owner/ownership.hpp"
 #include "output/memory.hpp"
 #include "output/schema.hpp"
 #include "output/screen_text.hpp"
@@ -31,7 +32,8 @@ using Buses = std::map<int, BusId>; // by slot
 // ---- the two snapshots ----------------------------------------------------------------------------------------------
 
 Snapshot read_snapshot(Session& session, const Adapter& adapter) {
-    const OpenDevices devices = open_devices(session, adapter);
+    OpenDevices devices = open_devices(session, adapter);
+    settle(devices, read_attributions(pids_of(devices)));
     return snapshot_of(adapter.slot, read_allocations(library_of(session), machine_of(session), adapter), devices);
 }
 
@@ -41,6 +43,7 @@ Held held_in(const Json& object) {
     if (!object.at("pid").is_null()) {
         owner.pid = number("pid");
         owner.name = object.at("process").is_null() ? "" : object.at("process").get<std::string>();
+        owner.ended = object.at("owner") == "gone";
     }
     const auto size = static_cast<std::int32_t>(object.at("size_bytes").get<std::uint32_t>());
     return {object.at("slot").get<int>(),

@@ -7,6 +7,7 @@
 #include "kt3/command_table.hpp"
 #include "observe/adapter/binding.hpp"
 #include "observe/memory/leak_watch.hpp"
+#include "observe/owner/ownership.hpp"
 #include "output/adapter.hpp"
 #include "output/memory.hpp"
 #include "output/schema.hpp"
@@ -182,7 +183,9 @@ ExitStatus run_leak(Session& session, const Arguments& arguments) {
     session.report.adapters.push_back(identity_of(adapter));
     const Binding binding(library_of(session), machine_of(session), adapter);
     const LeakGroups groups = watch_leaks(library_of(session), adapter, watch);
-    const auto found = leaks_by_growth(groups, open_devices(session, adapter), watch);
+    OpenDevices devices = open_devices(session, adapter);
+    settle(devices, read_attributions(pids_of(devices)));
+    const auto found = leaks_by_growth(groups, devices, watch);
     show(session, adapter, found, arguments);
     const bool leaking = std::any_of(found.begin(), found.end(), [](const Leak& leak) { return leak.leaks; });
     return leaking && watch.gate > 0 ? ExitStatus::gate : ExitStatus::ok;

@@ -6,6 +6,7 @@
 #include "kt3/arguments.hpp"
 #include "kt3/command_table.hpp"
 #include "observe/memory/holders.hpp"
+#include "observe/owner/ownership.hpp"
 #include "output/adapter.hpp"
 #include "output/memory.hpp"
 #include "output/schema.hpp"
@@ -123,7 +124,9 @@ Table holder_table(const Place& place, std::span<const Holder> holders, Format f
 }
 
 void look_at(Session& session, const Adapter& adapter, const Arguments& arguments) {
-    auto holders = read_holders(library_of(session), machine_of(session), adapter, open_devices(session, adapter));
+    OpenDevices devices = open_devices(session, adapter);
+    settle(devices, read_attributions(pids_of(devices)));
+    auto holders = read_holders(library_of(session), machine_of(session), adapter, devices);
     choose(holders, arguments);
     const std::span<const Holder> shown(holders.data(), std::min(holders.size(), arguments.top));
     for (const Holder& holder : shown) {

@@ -7,6 +7,7 @@
 #include "kt3/fields.hpp"
 #include "observe/interrupt.hpp"
 #include "observe/memory/holders.hpp"
+#include "observe/owner/ownership.hpp"
 #include "output/memory.hpp"
 #include "output/metric.hpp"
 #include "output/schema.hpp"
@@ -107,7 +108,8 @@ constexpr Column<Large> kLargeColumns[] = {
 
 void add_holders(Session& session, const Adapter& adapter, std::vector<Large>& large) {
     try {
-        const OpenDevices devices = read_open_devices(library_of(session), adapter).devices;
+        OpenDevices devices = read_open_devices(library_of(session), adapter).devices;
+        settle(devices, read_attributions(pids_of(devices)));
         for (Holder& holder : read_holders(library_of(session), machine_of(session), adapter, devices)) {
             large.push_back({adapter.slot, std::move(holder)});
         }

@@ -7,7 +7,9 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <fcntl.h>
 #include <fstream>
+#include <sys/stat.h>
 
 namespace kt3::sim {
 namespace {
@@ -213,6 +215,23 @@ void Machine::process(const ProcessFacts& facts) const {
                 facts.state, facts.parent, static_cast<unsigned long long>(facts.start_time)));
     file(folder + "cgroup",
          format("0::%.*s\n", static_cast<int>(facts.control_group.size()), facts.control_group.data()));
+}
+
+void Machine::kernel(const KernelFacts& facts) const {
+    file("/proc/stat", format("cpu  0 0 0 0 0 0 0 0 0 0\ncpu0 0 0 0 0 0 0 0 0 0 0\nbtime %lld\n",
+                              static_cast<long long>(facts.boot_time)));
+    link("/proc/self/ns/pid", format("pid:[%u]", facts.pid_namespace));
+    process({.pid = 1,
+             .command_line = std::string_view("/sbin/init\0", 11),
+             .parent = 0,
+             .user = 0,
+             .control_group = "/init.scope",
+             .start_time = 1});
+}
+
+void Machine::made_at(std::string_view path, std::int64_t time) const {
+    const timespec moments[] = {{time, 0}, {time, 0}};
+    ::utimensat(AT_FDCWD, real(path).c_str(), moments, 0);
 }
 
 Adapter Machine::adapter(std::string_view bdf, Family family, AdapterOptions options) {

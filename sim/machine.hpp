@@ -37,6 +37,13 @@ struct ProcessFacts {
     std::uint64_t start_time = 500'000; // clock ticks after boot; tells a reused pid from the old one
 };
 
+// What the kernel says of itself and of those who ask it.
+struct KernelFacts {
+    std::int64_t boot_time = 1'767'225'600;   // seconds since 1970: the first day of 2026
+    std::uint32_t pid_namespace = 0xEFFFFFFC; // that of the machine's programs; this number is the initial one's
+};
+inline constexpr std::int64_t kTicksPerSecond = 100; // of start times
+
 struct Machine;
 
 // One graphics adapter of a machine. A light handle: copies name the same adapter.
@@ -100,6 +107,12 @@ struct Machine {
     void step_time(std::int64_t milliseconds) const { step_moving_numbers(root, milliseconds); }
     // Its cmdline, status, stat and cgroup files.
     void process(const ProcessFacts& facts) const;
+    // When it started, process 1, and in which pid namespace programs are. Without this they see the real machine's.
+    void kernel(const KernelFacts& facts) const;
+    // The users of the machine: lines of /etc/passwd.
+    void users(std::string_view lines) const { file("/etc/passwd", lines); }
+    // When the file was made, in seconds since 1970.
+    void made_at(std::string_view path, std::int64_t time) const;
     // A link with its folders; `target` as it is to be read back.
     void link(std::string_view path, std::string_view target) const;
 

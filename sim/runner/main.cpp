@@ -78,6 +78,7 @@ void copy_machine(const std::filesystem::path& from, const std::filesystem::path
             fs::create_directory(target, entry->path());
         } else if (!entry->is_fifo()) {
             fs::copy_file(entry->path(), target);
+            fs::last_write_time(target, entry->last_write_time()); // says when a device was opened
         } else if (::mkfifo(target.c_str(), 0666) != 0) {
             throw fs::filesystem_error("cannot make a FIFO", target, std::error_code(errno, std::generic_category()));
         }

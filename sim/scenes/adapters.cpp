@@ -174,6 +174,15 @@ constexpr char kMounts[] =
     "sysfs /sys sysfs rw,nosuid,nodev,noexec,relatime 0 0\n"
     "proc /proc proc rw,nosuid,nodev,noexec,relatime 0 0\n"
     "debugfs /sys/kernel/debug debugfs rw,nosuid,nodev,noexec,relatime 0 0\n";
+
+// User 998 has no name.
+constexpr char kUsers[] =
+    "root:x:0:0::/root:/bin/sh\n"
+    "desk:x:1000:1000::/home/desk:/bin/sh\n"
+    "nora:x:1001:1001::/home/nora:/bin/sh\n"
+    "ada:x:1002:1002::/home/ada:/bin/sh\n"
+    "bob:x:1003:1003::/home/bob:/bin/sh\n"
+    "nobody:x:65534:65534::/:/bin/false\n";
 // clang-format on
 
 std::string page_of(std::uint16_t device, std::string_view rest) {
@@ -222,6 +231,8 @@ void add_mainboard(const Machine& machine) {
     machine.directory("/dev/dri");
     machine.file("/bin-data/dmidecode-memory", kMemoryModules);
     machine.file("/proc/mounts", kMounts);
+    machine.kernel({});
+    machine.users(kUsers);
 }
 
 } // namespace kt3::sim

@@ -42,15 +42,17 @@ std::string MemoryWriter::device_text(std::uint32_t device) const {
 
 void MemoryWriter::process(const GpuProcess& process) const {
     const std::string entry = std::to_string(process.device);
-    machine_.file(adapter_.debugfs_path("devices/" + entry + (va_ ? "/info" : "/" + entry)),
-                  "name = context\npid = " + std::to_string(process.pid) + "\nhandle = " + hexadecimal(process.device) +
-                      "\n");
+    const std::string page = adapter_.debugfs_path("devices/" + entry + (va_ ? "/info" : "/" + entry));
+    machine_.file(page, "name = context\npid = " + std::to_string(process.pid) +
+                            "\nhandle = " + hexadecimal(process.device) + "\n");
+    machine_.made_at(page, kDevicesOpened);
     if (!process.command_line.empty()) {
         machine_.process({.pid = process.pid,
                           .command_line = process.command_line,
                           .state = process.state,
                           .user = process.user,
-                          .control_group = process.control_group});
+                          .control_group = process.control_group,
+                          .start_time = process.start_time});
     }
 }
 

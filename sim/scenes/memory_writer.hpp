@@ -16,7 +16,10 @@ struct GpuProcess {
     std::string_view control_group = ProcessFacts().control_group;
     std::uint32_t user = ProcessFacts().user;
     char state = ProcessFacts().state;
+    std::uint64_t start_time = ProcessFacts().start_time;
 };
+
+inline constexpr std::int64_t kDevicesOpened = KernelFacts().boot_time + 6000; // a while after usual processes started
 
 // A kind of allocation: what it is made for decides all of these together.
 struct Shape {

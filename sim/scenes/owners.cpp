@@ -37,7 +37,9 @@ constexpr GpuProcess kIdle[] = {
     {43003, 0x12, "/usr/bin/paused", ProcessFacts().control_group, 1000, 'T'},
     {43004, 0x13, "/usr/bin/hanging", ProcessFacts().control_group, 1000, 'D'},
     {5'000'001, 0x14, ""}, // beyond the pids that kernels hand out: ended, its device still open
+    {43005, 0x15, "/usr/bin/newcomer", ProcessFacts().control_group, 1000, 'S', 900'000}, // later than the device
 };
+constexpr std::uint32_t kNestedPidNamespace = 4'026'532'999;
 constexpr std::uint32_t kClosedDevice = 0x7f; // in allocations, not among the open devices
 // clang-format on
 
@@ -61,6 +63,11 @@ void build_orphans(Machine& machine) {
         memory.allocations(kShapes[0], process.device, 3);
     }
     memory.allocations(kFrame, kClosedDevice, 2);
+}
+
+void build_in_container(Machine& machine) {
+    build_orphans(machine);
+    machine.kernel({.pid_namespace = kNestedPidNamespace});
 }
 
 } // namespace kt3::sim

@@ -122,6 +122,7 @@ constexpr Scene kScenes[] = {
     {"filling",          "memory that grows until the adapter is full",                            build_filling},
     {"containers",       "memory of processes in containers, pods, jobs and units",                build_containers},
     {"orphans",          "memory of processes that ended, or that are stopped",                    build_orphans},
+    {"in-container",     "the same, seen from a container with process ids of its own",            build_in_container},
     {"hung-node",        "one adapter with a node that never answers",                             build_hung_node},
     {"hung-debugfs",     "one adapter with an allocation that never answers",                      build_hung_debugfs},
     {"lost-adapter",     "one adapter that is lost after some readings",                           build_lost_adapter},

@@ -60,7 +60,14 @@ const Shown kShown[] = {
     {"Metric",       "demo",      {"metric"}},
     {"Dvfs",         "demo",      {"dvfs", "get"}},
     {"Process",      "busy",      {"process"}},
+    {"ProcessInContainers", "containers", {"process"}},
+    {"ProcessStuck", "orphans",   {"process"}},
+    {"ProcessHidden", "in-container", {"process"}},
+    {"ProcessByUnit", "containers", {"process", "--by", "unit"}},
+    {"ProcessByContainer", "containers", {"process", "--by", "container"}},
+    {"ProcessByPod", "containers", {"process", "--by", "pod"}},
     {"AllocList",    "busy",      {"alloc", "list"}},
+    {"AllocSummaryByContainer", "containers", {"alloc", "summary", "--by", "container"}},
     {"AllocSummary", "busy",      {"alloc", "summary"}},
     {"AllocDiff",    "leak",      {"alloc", "diff", "-w", "0"}},
     {"Segment",      "demo",      {"segment"}},
@@ -94,6 +101,15 @@ TEST(NarrowScreens, SayWhichColumnsTheyLeaveOut) {
     EXPECT_THAT(screen, HasSubstr("not shown for want of width: "));
     EXPECT_THAT(screen, HasSubstr("PROCESS"));
     EXPECT_THAT(screen, HasSubstr("TOTAL"));
+}
+
+TEST(NarrowScreens, KeepTheOwnersAndGiveUpTheSegments) {
+    const std::string screen = screen_of("containers", {"process"}, 80);
+    EXPECT_THAT(screen, HasSubstr("OWNER"));
+    EXPECT_THAT(screen, HasSubstr("USER"));
+    EXPECT_THAT(screen, HasSubstr("pod 0a1b2c3d"));
+    EXPECT_THAT(screen, HasSubstr("want of width: SEGMENT 0,"));
+    EXPECT_THAT(screen_of("orphans", {"process"}, 60), HasSubstr("(stuck)"));
 }
 
 TEST(NarrowScreens, AreWhatColumnsSays) {

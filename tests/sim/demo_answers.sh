@@ -27,8 +27,9 @@ list|^ +2 .*Nvidia
 info|Engine clock +300 MHz
 metric| 1 +0000:05:00\.0 +200 +1333
 dvfs get|gfx_voltage +750
-process|^ +0 +4711 .*/usr/games/game$
-process|^ +1 +41006 .*/usr/bin/player$
+process|^ +0 +4711 +desk .*/usr/games/game +unit session-2\.scope$
+process|^ +1 +41006 +desk .*/usr/bin/player +unit session-2\.scope$
+process --by user|^ +1 +desk +1 
 alloc list|^ +0 .* 1024 +1024 .*/usr/games/game$
 alloc summary|process .*/usr/bin/desktop \(998\)$
 alloc diff -w 0|process +\+.*/usr/games/game

@@ -216,6 +216,14 @@ TEST_F(Runner, RunsOnACopyOfAMachineThatWasWrittenOutAndChanged) {
     EXPECT_THAT(left_behind(), IsEmpty());
 }
 
+TEST_F(Runner, KeepsWhenTheFilesOfAMachineWereMade) {
+    const fs::path tree = folder / "tree";
+    EXPECT_EQ(run({"tree", "orphans", tree}).status, 0);
+    const std::string ask = "stat -c %Y /sys/kernel/debug/dri/0/wy/devices/21/info";
+    EXPECT_EQ(shell(tree, ask).out, "1767231600\n");
+    EXPECT_EQ(shell("orphans", ask).out, "1767231600\n");
+}
+
 TEST_F(Runner, TakesUpWhatSomebodyAddedToAMachine) {
     const fs::path tree = folder / "tree";
     EXPECT_EQ(run({"tree", "idle", tree}).status, 0);

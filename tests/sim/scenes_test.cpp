@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <set>
 #include <span>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -85,6 +86,27 @@ TEST(OrphansScene, HasProcessesOfEveryUnhealthyState) {
     EXPECT_THAT(kernel.text("/proc/43002/status"), HasSubstr("State:\tZ\n"));
     EXPECT_THAT(kernel.text("/proc/43003/status"), HasSubstr("State:\tT\n"));
     EXPECT_THAT(kernel.text("/proc/43004/status"), HasSubstr("State:\tD\n"));
+}
+
+TEST(OrphansScene, HasAPidThatBelongsToAProcessLaterThanItsDevice) {
+    FakeKernel kernel;
+    build(kernel, "orphans");
+    constexpr std::int64_t kStarted = kt3::sim::KernelFacts().boot_time + 900'000 / kt3::sim::kTicksPerSecond;
+    EXPECT_THAT(kernel.text("/proc/43005/stat"), HasSubstr(" 900000 "));
+    struct stat page {};
+    ASSERT_EQ(::stat("/sys/kernel/debug/dri/0/wy/devices/21/info", &page), 0);
+    EXPECT_THAT(page.st_mtime, Lt(kStarted));
+}
+
+TEST(Scenes, SayInWhichPidNamespaceProgramsAre) {
+    FakeKernel kernel;
+    const auto name_space = [&](std::string_view scene) {
+        build(kernel, scene);
+        return std::filesystem::read_symlink("/proc/self/ns/pid").string();
+    };
+    EXPECT_EQ(name_space("orphans"), "pid:[4026531836]");
+    EXPECT_EQ(name_space("in-container"), "pid:[4026532999]");
+    EXPECT_THAT(kernel.text("/proc/stat"), HasSubstr("\nbtime 1767225600\n"));
 }
 
 TEST(Scenes, HaveDistinctNamesAndOneLineEach) {

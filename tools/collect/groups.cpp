@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "collect/groups.hpp"
 
+#include "observe/owner/ownership.hpp"
+
 #include <iterator>
 
 namespace kt3::collect {
@@ -43,20 +45,34 @@ AdapterSegments read_memory_segments(Subject& subject) {
     return read_segments(subject.library, subject.machine, subject.adapter);
 }
 
+// The open devices, with what is known of the processes that have them open.
+struct OwnedDevices {
+    OpenDevicesRead read;
+    Attributions attributions;
+};
+
+OwnedDevices owned_devices(const Subject& subject) {
+    OwnedDevices owned;
+    owned.read = read_open_devices(subject.library, subject.adapter);
+    owned.attributions = read_attributions(pids_of(owned.read.devices));
+    settle(owned.read.devices, owned.attributions);
+    return owned;
+}
+
 OpenDevicesRead devices_of(Subject& subject) {
-    return read_open_devices(subject.library, subject.adapter);
+    return owned_devices(subject).read;
 }
 
 HoldersRead read_memory_holders(Subject& subject) {
-    OpenDevicesRead devices = read_open_devices(subject.library, subject.adapter);
-    return {read_holders(subject.library, subject.machine, subject.adapter, devices.devices),
-            std::move(devices.failures)};
+    OwnedDevices owned = owned_devices(subject);
+    return {read_holders(subject.library, subject.machine, subject.adapter, owned.read.devices),
+            std::move(owned.attributions), std::move(owned.read.failures)};
 }
 
 AllocationsRead read_all_allocations(Subject& subject) {
-    OpenDevicesRead devices = read_open_devices(subject.library, subject.adapter);
-    return {read_allocations(subject.library, subject.machine, subject.adapter), std::move(devices.devices),
-            std::move(devices.failures)};
+    OwnedDevices owned = owned_devices(subject);
+    return {read_allocations(subject.library, subject.machine, subject.adapter), std::move(owned.read.devices),
+            std::move(owned.attributions), std::move(owned.read.failures)};
 }
 
 int look_for_leaks(Subject& subject) {

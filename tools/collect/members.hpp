@@ -19,7 +19,7 @@ inline constexpr std::size_t kMembers = 0; // for what is no plain struct
 template<typename T, typename Use>
 constexpr auto with_members(T& value, Use&& use) {
     constexpr std::size_t kCount = kMembers<std::remove_const_t<T>>;
-    static_assert(kCount >= 1 && kCount <= 14, "KT3_MEMBERS(type, count) is missing");
+    static_assert(kCount >= 1 && kCount <= 15, "KT3_MEMBERS(type, count) is missing");
     if constexpr (kCount == 1) {
         auto& [a] = value;
         return use(a);
@@ -59,9 +59,12 @@ constexpr auto with_members(T& value, Use&& use) {
     } else if constexpr (kCount == 13) {
         auto& [a, b, c, d, e, f, g, h, i, j, k, l, m] = value;
         return use(a, b, c, d, e, f, g, h, i, j, k, l, m);
-    } else {
+    } else if constexpr (kCount == 14) {
         auto& [a, b, c, d, e, f, g, h, i, j, k, l, m, n] = value;
         return use(a, b, c, d, e, f, g, h, i, j, k, l, m, n);
+    } else {
+        auto& [a, b, c, d, e, f, g, h, i, j, k, l, m, n, o] = value;
+        return use(a, b, c, d, e, f, g, h, i, j, k, l, m, n, o);
     }
 }
 

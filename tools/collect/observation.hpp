@@ -11,6 +11,7 @@
 #include "observe/memory/holders.hpp"
 #include "observe/memory/leak_watch.hpp"
 #include "observe/memory/segments.hpp"
+#include "observe/owner/attribution.hpp"
 
 #include <cstdint>
 #include <optional>
@@ -59,12 +60,14 @@ struct Answer {
 
 struct HoldersRead {
     std::vector<observe::Holder> holders;
+    observe::Attributions attributions;     // of their processes
     std::vector<observe::Failure> failures; // what is missing from them
 };
 
 struct AllocationsRead {
     observe::Allocations allocations;
     observe::OpenDevices devices;
+    observe::Attributions attributions;     // of their processes
     std::vector<observe::Failure> failures; // what is missing from the devices
 };
 
@@ -103,14 +106,15 @@ KT3_MEMBERS(observe::Failure, 5);
 KT3_MEMBERS(observe::Finding, 7);
 KT3_MEMBERS(observe::Segment, 5);
 KT3_MEMBERS(observe::AdapterSegments, 6);
-KT3_MEMBERS(observe::Owner, 3);
+KT3_MEMBERS(observe::Owner, 4);
 KT3_MEMBERS(observe::Holder, 2);
-KT3_MEMBERS(observe::OpenDevice, 3);
+KT3_MEMBERS(observe::OpenDevice, 5);
 KT3_MEMBERS(observe::OpenDevicesRead, 2);
 KT3_MEMBERS(observe::Shape, 5);
 KT3_MEMBERS(observe::LeakGroup, 7);
-KT3_MEMBERS(HoldersRead, 2);
-KT3_MEMBERS(AllocationsRead, 3);
+KT3_MEMBERS(observe::Attribution, 15);
+KT3_MEMBERS(HoldersRead, 3);
+KT3_MEMBERS(AllocationsRead, 4);
 
 template<>
 inline constexpr bool kAsBytes<_GFX_ALLOCATION_INFO> = true;

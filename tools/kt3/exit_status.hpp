@@ -12,7 +12,8 @@ inline constexpr const char* kExitStatusHelp = "Exit status:\n"
                                                "  3    no adapter, or no adapter fits --gpu\n"
                                                "  4    permission denied\n"
                                                "  5    driver, kernel-interface module or library missing or not answering\n"
-                                               "  6    a gate was not passed: kt3 leak --gate found a leak\n"
+                                               "  6    a gate was not passed: kt3 leak --gate found a leak, or\n"
+                                               "       kt3 process --orphans --gate memory of ended processes\n"
                                                "  7    a value is absent, and --strict was given\n"
                                                "  130  interrupted\n";
 

@@ -9,12 +9,18 @@ std::string process_text(const Owner& owner) {
     if (!owner.pid) {
         return "(unknown)";
     }
-    return owner.name.empty() ? "(gone)" : owner.name;
+    if (owner.ended) {
+        return "(gone)";
+    }
+    return owner.name.empty() ? "(not visible)" : owner.name;
 }
 
 std::string owner_text(const Owner& owner) {
-    return owner.pid ? fmt::format("{} ({})", process_text(owner), *owner.pid)
-                     : fmt::format("(unknown, device {})", owner.device);
+    if (!owner.pid) {
+        return fmt::format("(unknown, device {})", owner.device);
+    }
+    return is_hidden(owner) ? fmt::format("pid {} not visible here", *owner.pid)
+                            : fmt::format("{} ({})", process_text(owner), *owner.pid);
 }
 
 std::string shape_text(const Shape& shape) {
@@ -23,14 +29,14 @@ std::string shape_text(const Shape& shape) {
 }
 
 std::optional<std::string> known_process(const Owner& owner) {
-    return owner.pid && !owner.name.empty() ? std::optional(owner.name) : std::nullopt;
+    return owner.pid && !owner.ended && !owner.name.empty() ? std::optional(owner.name) : std::nullopt;
 }
 
 const char* owner_kind(const Owner& owner) {
     if (!owner.pid) {
         return "unknown";
     }
-    return owner.name.empty() ? "gone" : "process";
+    return owner.ended ? "gone" : owner.name.empty() ? "not_visible" : "process";
 }
 
 } // namespace kt3::output

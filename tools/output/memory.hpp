@@ -11,12 +11,19 @@ using observe::Owner;
 using observe::Shape;
 using observe::Tally;
 
-[[nodiscard]] std::string process_text(const Owner& owner); // the name, "(gone)" or "(unknown)"
-[[nodiscard]] std::string owner_text(const Owner& owner);   // "player (41006)", "(unknown, device 127)"
-[[nodiscard]] std::string shape_text(const Shape& shape);   // "1920x1080, 8294400 B, format 11, type 1"
+// Of owners that were settled (observe/owner/ownership.hpp): the name, "(gone)", "(not visible)" or "(unknown)".
+[[nodiscard]] std::string process_text(const Owner& owner);
+[[nodiscard]] std::string owner_text(const Owner& owner); // "player (41006)", "pid 4711 not visible here"
+[[nodiscard]] std::string shape_text(const Shape& shape); // "1920x1080, 8294400 B, format 11, type 1"
 
 [[nodiscard]] std::optional<std::string> known_process(const Owner& owner);
-[[nodiscard]] const char* owner_kind(const Owner& owner);
+[[nodiscard]] const char* owner_kind(const Owner& owner); // one of kOwnerKinds
+inline constexpr const char* kOwnerKinds = "process gone not_visible unknown";
+
+// Whether it has a process of which nothing can be said here.
+[[nodiscard]] inline bool is_hidden(const Owner& owner) {
+    return owner.pid && !owner.ended && owner.name.empty();
+}
 [[nodiscard]] inline std::int64_t shape_bytes(const Shape& shape) {
     return observe::bytes_of(shape.size);
 }
@@ -27,7 +34,7 @@ inline constexpr Column<Owner> kOwnerColumns[] = {
     member<&Owner::device>("device"),
     member<&Owner::pid>   ("pid"),
     member<known_process> ("process"),
-    member<owner_kind>    ("owner", {.one_of = "process gone unknown"}),
+    member<owner_kind>    ("owner", {.one_of = kOwnerKinds}),
 };
 
 inline constexpr Column<Shape> kShapeColumns[] = {

@@ -67,12 +67,17 @@ TEST(Wire, CarriesAllocationsToTheByte) {
     read.allocations.resize(3);
     read.allocations[1].handle = -1;
     read.allocations[2].size = std::numeric_limits<std::int32_t>::min();
-    read.devices = {{18, 4711, "game"}};
+    read.devices.push_back({18, 4711, "game", 5, true});
+    read.attributions.resize(1);
+    read.attributions[0].job = "123";
     const AllocationsRead got = sent(read);
     ASSERT_EQ(got.allocations.size(), 3U);
     EXPECT_EQ(got.allocations[1].handle, -1);
     EXPECT_EQ(got.allocations[2].size, std::numeric_limits<std::int32_t>::min());
     EXPECT_EQ(got.devices[0].name, "game");
+    EXPECT_TRUE(got.devices[0].ended);
+    EXPECT_EQ(got.attributions[0].job, "123");
+    EXPECT_EQ(got.attributions[0].uid, std::nullopt);
 }
 
 TEST(Wire, CarriesBytesThatAreNoText) {

@@ -8,7 +8,7 @@
 #include "kt3/commands/alloc_diff.hpp"
 #include "observe/memory/allocation_sums.hpp"
 #include "output/adapter.hpp"
-#include "output/memory.hpp"
+#include "output/owner.hpp"
 #include "output/schema.hpp"
 
 #include <algorithm>
@@ -66,7 +66,7 @@ constexpr Column<Listed> kListColumns[] = {
     column<device_of>                          ("device",          "DEVICE"),
     column<pid_of>                             ("pid",             "PID"),
     member<known_name_of>                      ("process"),
-    member<kind_of>                            ("owner",           {.one_of = "process gone unknown"}),
+    member<kind_of>                            ("owner",           {.one_of = kOwnerKinds}),
     column<size_of>                            ("size_bytes",      "SIZE", {.least = 0, .most = UINT32_MAX}),
     column<field<&Record::handle>, handle_text>("handle",          "HANDLE"),
     member<handle_text>                        ("handle_hex"),
@@ -157,26 +157,61 @@ Json with_tally(Json object, const Tally& tally) {
     return object;
 }
 
-Json sums_object(const Place& place, const AllocationSums& sums) {
-    Json object = with_tally(object_of(kPlaceColumns, place), sums.all);
-    for (const char* list : {"segments", "processes", "shapes"}) {
-        object[list] = Json::array();
+// In JSON: owners added up by what they belong to.
+constexpr Column<TallyGroup> kTallyGroupColumns[] = {
+    member<name_in<TallyGroup>>("group"),
+    member<kind_in<TallyGroup>>("kind", {.one_of = kGroupKinds}),
+    member<&TallyGroup::processes>("processes", {.least = 0}),
+};
+
+// What the sums of an adapter are grouped by, and the groups; none where each process stands for itself.
+struct OwnerGroups {
+    const Grouping* grouping;
+    std::vector<TallyGroup> groups;
+
+    [[nodiscard]] bool any() const { return grouping->name != nullptr; }
+};
+
+Json owners_object(const AllocationSums& sums, const OwnerGroups& owners) {
+    Json object = {{"processes", Json::array()}, {"groups", Json::array()}};
+    for (const TallyGroup& group : owners.groups) {
+        object["groups"].push_back(with_tally(object_of(kTallyGroupColumns, group), group.tally));
     }
+    if (!owners.any()) {
+        for (const auto& [owner, tally] : largest_first(sums.owners)) {
+            object["processes"].push_back(with_tally(object_of(kOwnerColumns, owner), tally));
+        }
+    }
+    return object;
+}
+
+Json sums_object(const Place& place, const AllocationSums& sums, const OwnerGroups& owners) {
+    Json object = with_tally(object_of(kPlaceColumns, place), sums.all);
+    object["segments"] = Json::array();
+    object.update(owners_object(sums, owners));
+    object["shapes"] = Json::array();
     for (std::size_t at = 0; at < sums.segments.size(); ++at) {
         object["segments"].push_back(with_tally({{"segment", kSegmentNames[at]}}, sums.segments[at]));
     }
     object["invalid_segment"] = with_tally({}, sums.misplaced);
-    for (const auto& [owner, tally] : largest_first(sums.owners)) {
-        object["processes"].push_back(with_tally(object_of(kOwnerColumns, owner), tally));
-    }
     for (const auto& [shape, tally] : largest_first(sums.shapes)) {
         object["shapes"].push_back(with_tally(object_of(kShapeColumns, shape), tally));
     }
     return object;
 }
 
-// The first `top` processes and shapes, and what the others come to.
-std::vector<SumLine> sum_lines(const Place& place, const AllocationSums& sums, std::size_t top) {
+// The groups as `sum_lines` takes them.
+std::vector<std::pair<GroupKey, Tally>> tallies_of(const OwnerGroups& owners) {
+    std::vector<std::pair<GroupKey, Tally>> tallies;
+    for (const TallyGroup& group : owners.groups) {
+        tallies.emplace_back(group.key, group.tally);
+    }
+    return tallies;
+}
+
+// The first `top` processes or groups of them and the first shapes, and what the others come to.
+std::vector<SumLine> sum_lines(const Place& place, const AllocationSums& sums, const OwnerGroups& owners,
+                               std::size_t top) {
     std::vector<SumLine> lines{{place, "all", sums.all, ""}};
     for (std::size_t at = 0; at < sums.segments.size(); ++at) {
         lines.push_back({place, "segment", sums.segments[at], kSegmentNames[at]});
@@ -184,8 +219,7 @@ std::vector<SumLine> sum_lines(const Place& place, const AllocationSums& sums, s
     if (sums.misplaced.count != 0) {
         lines.push_back({place, "segment", sums.misplaced, "invalid"});
     }
-    const auto add = [&](const char* by, const auto& tallies, auto text) {
-        const auto sorted = largest_first(tallies);
+    const auto add = [&](const char* by, const auto& sorted, auto text) {
         for (std::size_t at = 0; at < std::min(top, sorted.size()); ++at) {
             lines.push_back({place, by, sorted[at].second, text(sorted[at].first)});
         }
@@ -198,25 +232,42 @@ std::vector<SumLine> sum_lines(const Place& place, const AllocationSums& sums, s
             lines.push_back({place, by, rest, fmt::format("{} more", sorted.size() - top)});
         }
     };
-    add("process", sums.owners, owner_text);
-    add("shape", sums.shapes, shape_text);
+    if (owners.any()) {
+        add(owners.grouping->word, tallies_of(owners), group_text);
+    } else {
+        add(owners.grouping->word, largest_first(sums.owners), owner_text);
+    }
+    add("shape", largest_first(sums.shapes), shape_text);
     return lines;
 }
 
-void sum_adapter(Session& session, const Adapter& adapter, const AllocationsRead& read, std::size_t top) {
+struct SumArguments {
+    std::size_t top = 10;
+    std::string by = kGroupings[0].word;
+    Repetition repetition;
+};
+
+OwnerGroups owner_groups(const AllocationSums& sums, const Grouping& grouping, const Attributions& attributions) {
+    return {&grouping,
+            grouping.name == nullptr ? std::vector<TallyGroup>() : group_tallies(grouping, sums.owners, attributions)};
+}
+
+void sum_adapter(Session& session, const Adapter& adapter, const AllocationsRead& read, const SumArguments& arguments) {
     note_failures(session, read.failures);
     const AllocationSums sums = sum_up(read.allocations, read.devices);
-    session.report.members["allocation_summaries"].push_back(sums_object(place_of(adapter), sums));
+    const OwnerGroups owners = owner_groups(sums, grouping_of(arguments.by), read.attributions);
+    session.report.members["allocation_summaries"].push_back(sums_object(place_of(adapter), sums, owners));
     const Format format = format_of(session);
-    const auto lines = sum_lines(place_of(adapter), sums, format == Format::csv ? SIZE_MAX : top);
+    const auto lines = sum_lines(place_of(adapter), sums, owners, format == Format::csv ? SIZE_MAX : arguments.top);
     show_table(session, table_of(kSumColumns, lines, format), adapter_heading(session, adapter));
 }
 
-ExitStatus run_sums(Session& session, const Repetition& repetition, std::size_t top) {
-    return repeat(session, repetition, [&] {
+ExitStatus run_sums(Session& session, const SumArguments& arguments) {
+    return repeat(session, arguments.repetition, [&] {
+        session.report.members["by"] = arguments.by;
         session.report.members["allocation_summaries"] = Json::array();
         return for_each_look(session, {Group::allocations}, [&](const Adapter& adapter, const Observation& look) {
-            sum_adapter(session, adapter, look.allocations.get(), top);
+            sum_adapter(session, adapter, look.allocations.get(), arguments);
         });
     });
 }
@@ -233,6 +284,7 @@ Json sums_form() {
     Json form = tallied(form_of(kPlaceColumns));
     add_member(form, "segments", array_form(tallied(segment), KT3_SEGMENT_SLOTS));
     add_member(form, "processes", array_form(tallied(form_of(kOwnerColumns))));
+    add_member(form, "groups", array_form(tallied(form_of(kTallyGroupColumns))));
     add_member(form, "shapes", array_form(tallied(form_of(kShapeColumns))));
     add_member(form, "invalid_segment", form_of(kTallyColumns));
     return form;
@@ -243,24 +295,26 @@ Json sums_form() {
 std::vector<DocumentForm> describe_alloc() {
     const Json adapter = form_of(kAdapterColumns);
     return {{{"alloc list"}, adapter, {{"allocations", array_form(form_of(kListColumns))}}},
-            {{"alloc summary"}, adapter, {{"allocation_summaries", array_form(sums_form())}}},
+            {{"alloc summary"},
+             adapter,
+             {{"by", {{"enum", grouping_words()}}}, {"allocation_summaries", array_form(sums_form())}}},
             {{"alloc diff"}, adapter, {{"difference", changes_form()}}}};
 }
 
 void add_alloc(CLI::App& app, Options& options, Chosen& chosen) {
     CLI::App& alloc = add_family(app, "alloc", "Show the memory allocated on an adapter");
     const Accepts accepts{.gpu = true, .csv = true};
-    const auto top = std::make_shared<std::size_t>(10);
     const auto repetition = std::make_shared<Repetition>();
     CLI::App& list = add_command(alloc, "list", "Show every allocation", options, chosen, accepts,
                                  [repetition](Session& session) { return run_list(session, *repetition); });
     add_repetition(list, *repetition);
-    CLI::App& summary =
-        add_command(alloc, "summary", "Add allocations up by segment, process and shape", options, chosen, accepts,
-                    [top, repetition](Session& session) { return run_sums(session, *repetition, *top); });
+    const auto sums = std::make_shared<SumArguments>();
+    CLI::App& summary = add_command(alloc, "summary", "Add allocations up by segment, process and shape", options,
+                                    chosen, accepts, [sums](Session& session) { return run_sums(session, *sums); });
     add_number(summary, {"--top", "Processes and shapes on screen (10); JSON and CSV have all", "COUNT"},
-               {1, INT32_MAX}, *top);
-    add_repetition(summary, *repetition);
+               {1, INT32_MAX}, sums->top);
+    add_word(summary, {"--by", "Add processes up by what they belong to", "WHAT"}, grouping_words(), sums->by);
+    add_repetition(summary, sums->repetition);
     add_alloc_diff(alloc, options, chosen);
 }
 

@@ -7,6 +7,7 @@
 #include "kt3/input.hpp"
 #include "observe/interrupt.hpp"
 #include "observe/memory/snapshots.hpp"
+#include "observe/owner/ownership.hpp"
 #include "output/memory.hpp"
 #include "output/schema.hpp"
 #include "output/screen_text.hpp"
@@ -36,6 +37,7 @@ Held held_in(const Json& object) {
     if (!object.at("pid").is_null()) {
         owner.pid = number("pid");
         owner.name = object.at("process").is_null() ? "" : object.at("process").get<std::string>();
+        owner.ended = object.at("owner") == "gone";
     }
     const auto size = static_cast<std::int32_t>(object.at("size_bytes").get<std::uint32_t>());
     return {object.at("slot").get<int>(),

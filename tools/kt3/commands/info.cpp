@@ -42,8 +42,7 @@ constexpr Column<Adapter> kHead[] = {
 };
 // clang-format on
 
-const Groups kGroupsShown = {Group::driver, Group::versions, Group::live, Group::page, Group::link,
-                             Group::summary};
+const Groups kGroupsShown = {Group::driver, Group::versions, Group::live, Group::page, Group::link, Group::summary};
 
 // Groups stand together; the link's last.
 Row facts_of(const Observation& look, Format format) {

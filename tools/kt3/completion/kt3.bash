@@ -5,6 +5,7 @@ _kt3() {
     COMPREPLY=()
     case $before in
         --color) mapfile -t COMPREPLY < <(compgen -W "auto always never" -- "$word"); return ;;
+        --by) mapfile -t COMPREPLY < <(compgen -W "process user unit container pod job" -- "$word"); return ;;
         -o|--output|--library) mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
         -g|--gpu)
             mapfile -t COMPREPLY < <(compgen -W "all $(kt3 list --csv 2>/dev/null | awk -F, 'NR > 1 { print $1 }')" -- "$word")

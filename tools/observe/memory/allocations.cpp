@@ -3,6 +3,7 @@
 
 #include "observe/interrupt.hpp"
 #include "observe/library/library_lines.hpp"
+#include "observe/memory/opening_times.hpp"
 #include "observe/text.hpp"
 #include "support/owned.hpp"
 
@@ -81,6 +82,7 @@ OpenDevicesRead read_open_devices(const Library& library, const Adapter& adapter
             read.devices.push_back({entry.handle, entry.pid, field_text(entry.name)});
         }
     }
+    take_opening_times(adapter, read.devices);
     return read;
 }
 
@@ -120,7 +122,8 @@ void drop_repeated(Allocations& allocations) {
 Owner owner_of(std::int32_t device, const OpenDevices& devices) {
     const auto found =
         std::find_if(devices.begin(), devices.end(), [&](const OpenDevice& open) { return open.device == device; });
-    return found == devices.end() ? Owner{device, std::nullopt, ""} : Owner{device, found->pid, found->name};
+    return found == devices.end() ? Owner{device, std::nullopt, ""}
+                                  : Owner{device, found->pid, found->name, found->ended};
 }
 
 Shape shape_of(const _GFX_ALLOCATION_INFO& allocation) {

@@ -17,7 +17,9 @@ namespace kt3::observe {
 struct OpenDevice {
     std::int32_t device = 0;
     std::int32_t pid = 0;
-    std::string name; // as the process gave it; empty when the process is gone
+    std::string name;                     // as the process gave it; empty when it cannot be asked
+    std::optional<std::int64_t> opened{}; // seconds since 1970; when the driver made the page of the device
+    bool ended = false;                   // the process is known to be no more
 };
 
 using OpenDevices = std::vector<OpenDevice>;
@@ -26,7 +28,8 @@ using OpenDevices = std::vector<OpenDevice>;
 struct Owner {
     std::int32_t device = 0;
     std::optional<std::int32_t> pid;
-    std::string name;
+    std::string name;   // empty when it has ended or is not visible here
+    bool ended = false; // known to be no more
 
     // NOLINTNEXTLINE(modernize-use-nullptr): the 0 that it finds is the compiler's, in a comparison that it made
     auto operator<=>(const Owner&) const = default;

@@ -64,7 +64,7 @@ std::vector<Holder> read_holders(const Library& library, Machine& machine, const
                                  const OpenDevices& devices) {
     std::vector<Holder> holders;
     for (const OpenDevice& open : devices) {
-        holders.push_back({{open.device, open.pid, open.name}});
+        holders.push_back({{open.device, open.pid, open.name, open.ended}});
     }
     for (const auto& [device, segments] : read_sums(library, machine, adapter)) {
         const auto found = std::find_if(holders.begin(), holders.end(), [handle = device](const Holder& holder) {

@@ -49,7 +49,7 @@ Json Collector::ask_opened(WorkerProcess& worker, const Json& request, const cha
 
 const MachineSeen& Collector::machine() {
     if (!machine_) {
-        auto worker = std::make_unique<WorkerProcess>("any", settings_.verbose);
+        auto worker = ahead_ ? std::move(ahead_) : std::make_unique<WorkerProcess>("any", settings_.verbose);
         const Json seen = ask_opened(*worker, opening_request(settings_, true), "machine", "the adapters");
         machine_ = std::make_unique<MachineSeen>();
         from_wire(seen.at("machine"), machine_->facts);

@@ -26,7 +26,9 @@ enum class Waiting {
 
 class Collector {
 public:
-    explicit Collector(Settings settings) : settings_(std::move(settings)) {}
+    // `ahead` was started before it was known what to read; may be null.
+    explicit Collector(Settings settings, std::unique_ptr<WorkerProcess> ahead = {})
+        : settings_(std::move(settings)), ahead_(std::move(ahead)) {}
     ~Collector();
     Collector(const Collector&) = delete;
     Collector& operator=(const Collector&) = delete;
@@ -59,6 +61,7 @@ private:
 
     Settings settings_;
     std::unique_ptr<MachineSeen> machine_;
+    std::unique_ptr<WorkerProcess> ahead_;                                 // not yet opened
     std::unique_ptr<WorkerProcess> first_;                                 // opened, not yet anybody's
     std::vector<std::pair<int, std::unique_ptr<Supervisor>>> supervisors_; // by slot
 };

@@ -19,6 +19,8 @@ constexpr double kLongestWait = 60;    // seconds before something silent is tri
 constexpr double kTimeToLeave = 1;     // seconds, when the user does not wait any more
 constexpr int kMostLeftBehind = 2;     // processes that cannot be ended
 constexpr int kMostEnds = 4;           // of processes within one look
+constexpr std::size_t kMostAside = 2;  // processes of one look that wait for a file while others go on
+constexpr int kNoLook = 0;             // looks are counted from 1
 constexpr int kLooksOfAProcess = 1000; // the library keeps a little more with each of them
 constexpr std::int64_t kGrowthKb = 64 * 1024;
 
@@ -94,14 +96,26 @@ void Supervisor::ask(const Groups& wanted) {
     start_current();
 }
 
-// A process that has served for long hands over to a new one. Looks for leaks stay with the process that began them.
+// A process that has served for long hands over to a new one, once that has taken its first sample: rates go on without
+// a gap. Looks for leaks stay with the process that began them.
 void Supervisor::renew_when_worn() {
+    if (wanted_[at(Group::leak_look)] || wanted_[at(Group::leaks)]) {
+        return;
+    }
+    if (successor_ && successor_->idle) {
+        if (current_) {
+            current_->worker->leave(settings_.timeout);
+        }
+        current_ = std::move(successor_);
+        return;
+    }
     const bool worn =
         current_ && current_->idle &&
         (current_->looks >= kLooksOfAProcess || current_->resident_kb - current_->first_resident_kb > kGrowthKb);
-    if (worn && !wanted_[at(Group::leak_look)] && !wanted_[at(Group::leaks)]) {
-        current_->worker->leave(settings_.timeout);
-        current_.reset();
+    if (worn && !successor_) {
+        successor_ = std::make_unique<Attempt>(fresh_attempt());
+        start(*successor_, wanted_[at(Group::counted)] ? Groups{Group::counted} : Groups{Group::bind});
+        successor_->look = kNoLook;
     }
 }
 
@@ -155,6 +169,9 @@ void Supervisor::add_descriptors(std::vector<int>& descriptors) const {
     for (const auto& attempt : aside_) {
         descriptors.push_back(attempt->worker->answers());
     }
+    if (successor_ && !successor_->idle) {
+        descriptors.push_back(successor_->worker->answers());
+    }
 }
 
 void Supervisor::advance() {
@@ -164,6 +181,12 @@ void Supervisor::advance() {
     for (auto& attempt : aside_) {
         if (readable(attempt->worker->answers())) {
             receive(*attempt, false);
+        }
+    }
+    if (successor_ && !successor_->idle && readable(successor_->worker->answers())) {
+        receive(*successor_, false);
+        if (successor_->worker->ended()) {
+            successor_.reset();
         }
     }
     // One that answered after all has nothing left to do, and its file may be read again.
@@ -229,7 +252,7 @@ void Supervisor::watch_current() {
     const double patience = silent_files_.empty() ? kNoProgress : kPatience;
     const bool silent = going_on_ && current_ && current_->opened && current_->in_flight() &&
                         now - current_->progress >= seconds_of(patience);
-    if (!silent || aside_.size() >= kMostEnds) {
+    if (!silent) {
         return;
     }
     const std::string file = file_waited_for(current_->worker->process()).value_or("");
@@ -241,10 +264,18 @@ void Supervisor::watch_current() {
     }
 }
 
+// The file is left out from now on; where the library reads it, the group is. When one file after the other is silent,
+// so is the adapter.
 void Supervisor::set_aside(const std::string& file) {
     const auto& avoided = current_->avoided;
     const Group group = *current_->in_flight();
-    if (std::find(avoided.begin(), avoided.end(), file) != avoided.end()) { // the library waits for it
+    const bool the_library_waits = std::find(avoided.begin(), avoided.end(), file) != avoided.end();
+    if (aside_of_this_look() >= kMostAside) {
+        for (const Group open : open_groups()) {
+            note_trouble(silent_groups_, row_of(open).name);
+            refuse(open, Absence::timeout, no_answer(file));
+        }
+    } else if (the_library_waits || silent_groups_.contains(row_of(group).name)) {
         note_trouble(silent_groups_, row_of(group).name);
         refuse(group, Absence::timeout, no_answer(file));
     } else {
@@ -252,6 +283,11 @@ void Supervisor::set_aside(const std::string& file) {
     }
     aside_.push_back(std::move(current_));
     start_current();
+}
+
+std::size_t Supervisor::aside_of_this_look() const {
+    return static_cast<std::size_t>(
+        std::count_if(aside_.begin(), aside_.end(), [&](const auto& attempt) { return attempt->look == number_; }));
 }
 
 // The first end may have had a passing cause; after that what was being read is left out.
@@ -431,6 +467,10 @@ void Supervisor::begin_to_leave() {
         give_up(*attempt);
     }
     aside_.clear();
+    if (successor_) {
+        give_up(*successor_);
+        successor_.reset();
+    }
     if (current_ && !current_->idle && file_waited_for(current_->worker->process())) {
         give_up(*current_);
         current_.reset();

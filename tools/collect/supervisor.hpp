@@ -80,6 +80,7 @@ private:
     void handle(Attempt& attempt, const Json& message, bool current);
     void watch_current();
     void set_aside(const std::string& file);
+    [[nodiscard]] std::size_t aside_of_this_look() const;
     void current_ended();
     void deadline_passed();
     void give_up(Attempt& attempt);
@@ -95,6 +96,7 @@ private:
     const observe::Adapter& adapter_;
     std::string bus_;
     std::unique_ptr<Attempt> current_;
+    std::unique_ptr<Attempt> successor_;           // takes over when it is ready
     std::vector<std::unique_ptr<Attempt>> aside_;  // wait for a file
     std::map<std::string, Trouble> silent_files_;  // by their tails
     std::map<std::string, Trouble> silent_groups_; // by their names

@@ -21,7 +21,8 @@ namespace {
 
 constexpr int kPipeBytes = 1 << 20;
 constexpr auto kReapTime = std::chrono::milliseconds(100);
-constexpr auto kReapStep = std::chrono::milliseconds(1);
+constexpr long kFirstStep = 30'000; // nanoseconds; the next one is twice as long
+constexpr long kLongestStep = 5'000'000;
 
 std::vector<pid_t>& left_behind() {
     static auto& processes = *new std::vector<pid_t>;
@@ -115,7 +116,12 @@ WorkerProcess::WorkerProcess(const std::string& subject, bool verbose) {
 }
 
 WorkerProcess::~WorkerProcess() {
-    end();
+    if (!status_) {
+        kill_group();
+        if (!reap(Clock::duration::zero())) {
+            left_behind().push_back(process_); // until it is looked at again
+        }
+    }
 }
 
 bool WorkerProcess::leave(double seconds) {
@@ -136,9 +142,7 @@ bool WorkerProcess::leave(double seconds) {
 
 std::string WorkerProcess::end() {
     if (!status_) {
-        // The group: a program that it waits for holds its pipes, too. The process itself, before it has a group.
-        ::kill(-process_, SIGKILL);
-        ::kill(process_, SIGKILL);
+        kill_group();
         if (!reap(kReapTime)) {
             left_behind().push_back(process_);
             status_ = 0;
@@ -148,9 +152,15 @@ std::string WorkerProcess::end() {
     return words_for(*status_);
 }
 
+// The group: a program that it waits for holds its pipes, too. The process itself, before it has a group.
+void WorkerProcess::kill_group() const {
+    ::kill(-process_, SIGKILL);
+    ::kill(process_, SIGKILL);
+}
+
 bool WorkerProcess::reap(Clock::duration patience) {
     const auto deadline = Clock::now() + patience;
-    for (;;) {
+    for (timespec step{0, kFirstStep};; step.tv_nsec = std::min(2 * step.tv_nsec, kLongestStep)) {
         int status = 0;
         const pid_t reaped = ::waitpid(process_, &status, WNOHANG);
         if (reaped == process_ || (reaped < 0 && errno == ECHILD)) {
@@ -160,7 +170,6 @@ bool WorkerProcess::reap(Clock::duration patience) {
         if (Clock::now() >= deadline) {
             return false;
         }
-        const timespec step{0, std::chrono::nanoseconds(kReapStep).count()};
         ::nanosleep(&step, nullptr);
     }
 }

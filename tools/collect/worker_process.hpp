@@ -52,6 +52,7 @@ public:
     std::string end();
 
 private:
+    void kill_group() const;
     bool reap(Clock::duration patience);
 
     support::Fd requests_, answers_;

@@ -19,6 +19,7 @@
 #include <exception>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <memory>
 #include <new>
 #include <optional>
 #include <sstream>
@@ -81,11 +82,14 @@ ExitStatus judge_absences(const Session& session, ExitStatus status) {
     return status == ExitStatus::ok ? ExitStatus::incomplete : status;
 }
 
-ExitStatus run_command(const Options& options, const Chosen& chosen, const support::Fd& standard_output) {
+ExitStatus run_command(const Options& options, const Chosen& chosen, const support::Fd& standard_output,
+                       std::unique_ptr<WorkerProcess> ahead = {}) {
     Output output(standard_output, options.output);
     Session session{options, output};
+    session.ahead = std::move(ahead);
     session.report.command = chosen.name;
     ExitStatus status = run_guarded(session, chosen.run);
+    session.ahead.reset();
     session.collector.reset(); // a reader of the output that does not read keeps nothing switched on
     status = status == ExitStatus::ok ? session.reading : status;
     const ExitStatus final_status = judge_absences(session, send_output(session, status));
@@ -203,9 +207,29 @@ std::string why_not_together(const Options& options, const Chosen& chosen) {
     return "";
 }
 
+// A reader takes as long to start as the command line takes to be understood, so it is started first where one is
+// certainly needed.
+std::unique_ptr<WorkerProcess> start_reader_ahead(const std::vector<std::string>& arguments) {
+    constexpr std::string_view kReading[] = {"list", "info", "metric", "process", "segment", "alloc", "dvfs"};
+    const auto given = [&](std::string_view word) {
+        return std::find(arguments.begin(), arguments.end(), word) != arguments.end();
+    };
+    const bool reads =
+        !arguments.empty() && std::find(std::begin(kReading), std::end(kReading), arguments[0]) != std::end(kReading);
+    if (!reads || given("--help") || given("-h")) {
+        return nullptr;
+    }
+    try {
+        return std::make_unique<WorkerProcess>("any", given("--verbose") || given("-v"));
+    } catch (const Failure&) { // is told when the command starts it
+        return nullptr;
+    }
+}
+
 ExitStatus run(int count, char** arguments) {
     const support::Fd standard_output = set_standard_output_aside();
     watch_for_interrupts();
+    auto ahead = start_reader_ahead({arguments + 1, arguments + count});
     Options options;
     QueryArguments alone;
     Chosen chosen;
@@ -227,7 +251,7 @@ ExitStatus run(int count, char** arguments) {
     if (const std::string why = why_not_together(options, chosen); !why.empty()) {
         return usage_error(why, "kt3 " + chosen.name, options.json, standard_output);
     }
-    return run_command(options, chosen, standard_output);
+    return run_command(options, chosen, standard_output, std::move(ahead));
 }
 
 } // namespace

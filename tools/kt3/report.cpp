@@ -3,6 +3,7 @@
 
 #include "output/screen_text.hpp"
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <fmt/format.h>
@@ -41,9 +42,12 @@ void note_error(Report& report, const Failure& failure) {
 void note_absences(Report& report, int slot, const output::Row& row) {
     for (const output::Cell& cell : row) {
         const auto why = cell.value.why();
-        if (why && *why != observe::Absence::not_on_this_chip) {
-            report.absent.push_back(
-                fmt::format("GPU {}: {}: {}", slot, cell.heading->key, observe::reason_words(*why)));
+        if (!why || *why == observe::Absence::not_on_this_chip) {
+            continue;
+        }
+        std::string text = fmt::format("GPU {}: {}: {}", slot, cell.heading->key, observe::reason_words(*why));
+        if (std::find(report.absent.begin(), report.absent.end(), text) == report.absent.end()) { // once a stream
+            report.absent.push_back(std::move(text));
         }
     }
 }

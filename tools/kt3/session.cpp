@@ -34,7 +34,7 @@ Settings settings_of(const Session& session) {
 
 Collector& collector_of(Session& session) {
     if (!session.collector) {
-        session.collector = std::make_unique<Collector>(settings_of(session));
+        session.collector = std::make_unique<Collector>(settings_of(session), std::move(session.ahead));
     }
     return *session.collector;
 }

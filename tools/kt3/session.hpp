@@ -30,6 +30,7 @@ struct Session {
     bool repeats = false;   // it is looked again and again, so that what is silent can be told later
 
     std::unique_ptr<Library> opened{};      // by library_of
+    std::unique_ptr<WorkerProcess> ahead{}; // a reader that was started early
     std::unique_ptr<Collector> collector{}; // by collector_of
     ExitStatus reading = ExitStatus::ok;    // of the first reading that was not answered
 };

@@ -93,6 +93,7 @@ std::vector<Observation> Collector::look(const std::vector<const Adapter*>& adap
         (void)wait_readable(descriptors, kPatience);
     }
     std::vector<Observation> looks;
+    looks.reserve(asked.size());
     for (Supervisor* one : asked) {
         looks.push_back(one->take());
     }

@@ -99,7 +99,8 @@ void Supervisor::ask(const Groups& wanted) {
 // A process that has served for long hands over to a new one, once that has taken its first sample: rates go on without
 // a gap. Looks for leaks stay with the process that began them.
 void Supervisor::renew_when_worn() {
-    if (wanted_[at(Group::leak_look)] || wanted_[at(Group::leaks)]) {
+    watches_leaks_ = watches_leaks_ || wanted_[at(Group::leak_look)];
+    if (watches_leaks_) {
         return;
     }
     if (successor_ && successor_->idle) {
@@ -456,7 +457,7 @@ std::vector<DvfsChange> Supervisor::send(const std::vector<DvfsWish>& wishes) {
             failure.fix = "kt3 dvfs get shows what holds now";
             give_up(*current_);
             current_.reset();
-            throw failure;
+            throw Failure(failure);
         }
         current_->worker->read_some();
     }

@@ -96,6 +96,7 @@ private:
     const observe::Adapter& adapter_;
     std::string bus_;
     std::unique_ptr<Attempt> current_;
+    bool watches_leaks_ = false;
     std::unique_ptr<Attempt> successor_;           // takes over when it is ready
     std::vector<std::unique_ptr<Attempt>> aside_;  // wait for a file
     std::map<std::string, Trouble> silent_files_;  // by their tails

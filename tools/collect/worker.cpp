@@ -157,9 +157,9 @@ private:
             failure.adapter = subject.adapter.slot;
             throw;
         } catch (const std::logic_error& error) { // what the library throws at a number that is none
-            Failure failure = malformed_number(fmt::format("{} of GPU {}", row.words, subject.adapter.slot), error);
-            failure.adapter = subject.adapter.slot;
-            throw failure;
+            const Failure failure =
+                malformed_number(fmt::format("{} of GPU {}", row.words, subject.adapter.slot), error);
+            throw Failure{failure.status, failure.code, failure.message, failure.fix, subject.adapter.slot};
         }
     }
 
